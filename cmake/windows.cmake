@@ -1,0 +1,44 @@
+# Windows targets: what is shipped goes to build/dist/, see the list in README.md.
+
+if(CMAKE_SIZEOF_VOID_P EQUAL 8)
+    set(QVX_ARCH x64)
+    set(QVX_BITS 64)
+else()
+    set(QVX_ARCH x86)
+    set(QVX_BITS 32)
+endif()
+
+set(QVX_DIST "${CMAKE_SOURCE_DIR}/build/dist")
+set(QVX_DIST_ARCH "${QVX_DIST}/${QVX_ARCH}")
+set(QVX_TESTS_BIN "${CMAKE_BINARY_DIR}/tests/bin")
+
+enable_language(RC)
+target_compile_definitions(qvx_flags INTERFACE UNICODE _UNICODE WIN32_LEAN_AND_MEAN NOMINMAX WINVER=0x0A00
+                           _WIN32_WINNT=0x0A00 QVX_VERSION="${PROJECT_VERSION}")
+
+# The component and the player throw exceptions into each other; on x86 that only works when both use the shared
+# runtime libraries, so these lie beside every program that links them.
+if(QVX_ARCH STREQUAL "x64")
+    set(runtime_names libgcc_s_seh-1.dll libstdc++-6.dll libwinpthread-1.dll)
+else()
+    set(runtime_names libgcc_s_dw2-1.dll libstdc++-6.dll libwinpthread-1.dll)
+endif()
+set(QVX_RUNTIME_DLLS)
+foreach(name IN LISTS runtime_names)
+    execute_process(COMMAND ${CMAKE_CXX_COMPILER} -print-file-name=${name} OUTPUT_VARIABLE path
+                    OUTPUT_STRIP_TRAILING_WHITESPACE)
+    if(NOT IS_ABSOLUTE "${path}")
+        set(path "/usr/${QVX_TRIPLET}/lib/${name}")
+    endif()
+    list(APPEND QVX_RUNTIME_DLLS "${path}")
+endforeach()
+file(COPY ${QVX_RUNTIME_DLLS} DESTINATION "${QVX_DIST_ARCH}")
+file(COPY ${QVX_RUNTIME_DLLS} DESTINATION "${QVX_TESTS_BIN}")
+
+# For the component, the player and the tests.
+add_library(qvx_shared_runtime INTERFACE)
+target_link_options(qvx_shared_runtime INTERFACE -shared-libgcc)
+
+# For the workers and the sample effects, which must run from any folder.
+add_library(qvx_static_runtime INTERFACE)
+target_link_options(qvx_static_runtime INTERFACE -static)

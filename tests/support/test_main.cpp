@@ -1,0 +1,140 @@
+// The entry of every test program. Options beyond doctest's own:
+//   --long           run the full figures; without it long_run() is false and tests use their short forms
+//   --hang-limit S   seconds that one test case may take (default 60, with --long 3600); a case that takes
+//   longer is
+//                    named on standard error and the program ends with code 99
+// The last line is "N passed, N failed, N skipped"; the exit code is 0 only when nothing failed and something
+// ran.
+
+#define DOCTEST_CONFIG_IMPLEMENT
+#include <doctest/doctest.h>
+
+#include "support/test_options.h"
+
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace {
+
+bool long_run_wanted = false;
+
+// Watches the running case from a thread of its own.
+class hang_watch {
+public:
+    explicit hang_watch(int limit_seconds)
+        : limit_(limit_seconds)
+        , thread_([this] { watch(); })
+    {
+    }
+    ~hang_watch()
+    {
+        {
+            const std::lock_guard lock(mutex_);
+            stop_ = true;
+        }
+        changed_.notify_all();
+        thread_.join();
+    }
+    void started(const char* name)
+    {
+        const std::lock_guard lock(mutex_);
+        name_ = name;
+        began_ = std::chrono::steady_clock::now();
+        changed_.notify_all();
+    }
+    void ended() { started(""); }
+
+private:
+    void watch()
+    {
+        std::unique_lock lock(mutex_);
+        while (!stop_) {
+            if (name_.empty()) {
+                changed_.wait(lock);
+                continue;
+            }
+            changed_.wait_until(lock, began_ + limit_);
+            if (!stop_ && !name_.empty() && std::chrono::steady_clock::now() >= began_ + limit_) {
+                std::fprintf(stderr, "\nHANG: \"%s\" ran longer than %d s\n", name_.c_str(),
+                             static_cast<int>(limit_.count()));
+                std::fflush(stderr);
+                std::_Exit(99);
+            }
+        }
+    }
+
+    std::chrono::seconds limit_;
+    std::mutex mutex_;
+    std::condition_variable changed_;
+    std::string name_;
+    std::chrono::steady_clock::time_point began_;
+    bool stop_ = false;
+    std::thread thread_;
+};
+
+hang_watch* watch = nullptr;
+std::atomic<unsigned> passed{0}, failed{0}, skipped{0};
+
+struct counting_listener : doctest::IReporter {
+    explicit counting_listener(const doctest::ContextOptions&) {}
+    void report_query(const doctest::QueryData&) override {}
+    void test_run_start() override {}
+    void test_run_end(const doctest::TestRunStats&) override {}
+    void test_case_start(const doctest::TestCaseData& data) override { watch->started(data.m_name); }
+    void test_case_reenter(const doctest::TestCaseData&) override {}
+    void test_case_end(const doctest::CurrentTestCaseStats& stats) override
+    {
+        watch->ended();
+        ++(stats.failure_flags ? failed : passed);
+    }
+    void test_case_exception(const doctest::TestCaseException&) override {}
+    void subcase_start(const doctest::SubcaseSignature&) override {}
+    void subcase_end() override {}
+    void log_assert(const doctest::AssertData&) override {}
+    void log_message(const doctest::MessageData&) override {}
+    void test_case_skipped(const doctest::TestCaseData& data) override
+    {
+        // doctest also calls this for cases that a filter on the command line left out.
+        if (data.m_skip)
+            ++skipped;
+    }
+};
+DOCTEST_REGISTER_LISTENER("counting", 1, counting_listener);
+
+} // namespace
+
+bool test_options::long_run()
+{
+    return long_run_wanted;
+}
+
+int main(int argc, char** argv)
+{
+    int limit = 0;
+    for (int i = 1; i < argc; ++i) {
+        if (std::strcmp(argv[i], "--long") == 0)
+            long_run_wanted = true;
+        else if (std::strcmp(argv[i], "--hang-limit") == 0 && i + 1 < argc)
+            limit = std::atoi(argv[i + 1]);
+    }
+    if (limit <= 0)
+        limit = long_run_wanted ? 3600 : 60;
+
+    hang_watch watching(limit);
+    watch = &watching;
+    doctest::Context context(argc, argv);
+    const int result = context.run();
+    if (context.shouldExit()) // a query such as --list-test-cases
+        return result;
+    std::printf("%u passed, %u failed, %u skipped\n", passed.load(), failed.load(), skipped.load());
+    std::fflush(stdout);
+    return result != 0 || failed != 0 || passed + skipped == 0 ? 1 : 0;
+}
