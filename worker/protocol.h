@@ -1,15 +1,15 @@
 #pragma once
-// The one description of what travels on a worker's pipe. Included by the component, the workers and the programs
-// that stand in for them in tests; pure, no dependency.
+// The one description of what travels on a worker's pipe. Included by the component, the workers and the
+// programs that stand in for them in tests; pure, no dependency.
 //
-// The pipe is a byte stream without message boundaries. Everything is little-endian. A command is its code and a
-// byte count, a 32-bit word each, then that many bytes of payload. Audio is interleaved 64-bit IEEE floats.
+// The pipe is a byte stream without message boundaries. Everything is little-endian. A command is its code
+// and a byte count, a 32-bit word each, then that many bytes of payload. Audio is interleaved 64-bit IEEE
+// floats.
 //
 //   code           payload                       reply
-//   cmdProcess     N frames x input channels x 8 N frames x output channels x 8 bytes, then latency in samples (u32)
-//   cmdSetState    the effect's state            none
-//   cmdSetFormat   one streamFormat              one streamFormat
-//   cmdDrainTail   none (count 0)                byte count T (u32), then T bytes of audio
+//   cmdProcess     N frames x input channels x 8 N frames x output channels x 8 bytes, then latency in
+//   samples (u32) cmdSetState    the effect's state            none cmdSetFormat   one streamFormat one
+//   streamFormat cmdDrainTail   none (count 0)                byte count T (u32), then T bytes of audio
 //   cmdReset       none (count 0)                none
 //
 // In mode "configure-live" the player sends cmdSetFormat and cmdProcess in the same form.
@@ -35,8 +35,8 @@ struct commandHeader {
 };
 static_assert(sizeof(commandHeader) == 8);
 
-// Request: what the player will send (in*) and would like back (out*). Reply: what the worker takes and gives.
-// Masks are speaker bits as in WAVEFORMATEXTENSIBLE; 0 means "not known".
+// Request: what the player will send (in*) and would like back (out*). Reply: what the worker takes and
+// gives. Masks are speaker bits as in WAVEFORMATEXTENSIBLE; 0 means "not known".
 struct streamFormat {
     uint32_t sampleRate; // Hz
     uint32_t inChannels;

@@ -1,0 +1,28 @@
+#pragma once
+// Waiting with a limit in seconds.
+
+#include "worker/abort.h"
+
+#include <cstddef>
+#include <cstdint>
+
+namespace Nv {
+
+// Seconds as Win32 milliseconds, rounded half up and kept below INFINITE. The kinds of limit differ on
+// purpose: a stream's: 0, negative and NaN mean no limit.
+uint32_t streamLimitToMilliseconds(double seconds) noexcept;
+// a wait's: 0 polls, negative and NaN mean no limit.
+uint32_t waitLimitToMilliseconds(double seconds) noexcept;
+// plain: no special case; a negative value wraps as its 32-bit image does, NaN polls.
+uint32_t secondsToMilliseconds(double seconds) noexcept;
+
+// Waits for the first of `count` waitables whose event is signalled and that accepts it, and returns its
+// index; -1 when the limit is reached, or when the wait itself fails (more than 63 waitables). Throws
+// user_abort when this thread's aborter fires first; on a tie the aborter wins. Without anything to wait for
+// it sleeps for the limit.
+int waitAny(waitableImpl* const* waitables, size_t count, double limitSeconds);
+
+// Blocks until this thread's aborter fires, then throws user_abort.
+void waitForAbort();
+
+} // namespace Nv

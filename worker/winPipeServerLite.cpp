@@ -1,0 +1,92 @@
+#include "worker/winPipeServerLite.h"
+
+#include "worker/pipeName.h"
+#include "worker/wait.h"
+
+#include <stdexcept>
+
+namespace Nv {
+
+namespace {
+
+constexpr DWORD pipeBufferSize = 65536;
+
+// A connect that is pending; cancelled and waited for when it is not seen through.
+class pendingConnect {
+public:
+    explicit pendingConnect(HANDLE pipe)
+        : pipe_(pipe)
+    {
+        overlapped_.hEvent = connected_.event();
+        ResetEvent(overlapped_.hEvent);
+    }
+    ~pendingConnect()
+    {
+        if (!pending_)
+            return;
+        CancelIo(pipe_);
+        DWORD ignored = 0;
+        GetOverlappedResult(pipe_, &overlapped_, &ignored, TRUE);
+    }
+
+    // False leaves the code in GetLastError.
+    bool start()
+    {
+        SetLastError(0);
+        const bool connected = ConnectNamedPipe(pipe_, &overlapped_) != FALSE;
+        pending_ = !connected && GetLastError() == ERROR_IO_PENDING;
+        return connected;
+    }
+    bool wait(double limitSeconds)
+    {
+        waitableImpl* const waited = &connected_;
+        return waitAny(&waited, 1, limitSeconds) == 0;
+    }
+    bool finish()
+    {
+        pending_ = false;
+        DWORD ignored = 0;
+        return GetOverlappedResult(pipe_, &overlapped_, &ignored, TRUE) != FALSE;
+    }
+
+private:
+    HANDLE pipe_;
+    waitable connected_;
+    OVERLAPPED overlapped_ = {};
+    bool pending_ = false;
+};
+
+} // namespace
+
+std::wstring winPipeServerLite::createPipe()
+{
+    std::wstring name = makePipeName();
+    closePipe();
+    handle.reset(CreateNamedPipeW(
+        name.c_str(), PIPE_ACCESS_DUPLEX | FILE_FLAG_OVERLAPPED | FILE_FLAG_FIRST_PIPE_INSTANCE,
+        PIPE_TYPE_BYTE | PIPE_READMODE_BYTE | PIPE_WAIT, 1, pipeBufferSize, pipeBufferSize, 0, nullptr));
+    if (!handle)
+        throw std::runtime_error("pipe creation failure");
+    return name;
+}
+
+void winPipeServerLite::connectWorker(double limitSeconds)
+{
+    pendingConnect connect(handle.get());
+    if (connect.start())
+        return;
+    switch (GetLastError()) {
+    case ERROR_PIPE_CONNECTED: // the worker was quicker
+        return;
+    case ERROR_IO_PENDING:
+        break;
+    default: // also ERROR_NO_DATA: it came and went
+        throw std::runtime_error("could not connect pipe");
+    }
+    if (!connect.wait(limitSeconds))
+        throw std::runtime_error("timeout");
+    if (!connect.finish())
+        throw std::runtime_error("could not connect pipe");
+}
+
+} // namespace Nv
