@@ -42,3 +42,17 @@ target_link_options(qvx_shared_runtime INTERFACE -shared-libgcc)
 # For the workers and the sample effects, which must run from any folder.
 add_library(qvx_static_runtime INTERFACE)
 target_link_options(qvx_static_runtime INTERFACE -static)
+
+# qvx_version_resource(TARGET "what it is"): the file properties of a shipped binary.
+function(qvx_version_resource target description)
+    get_target_property(kind ${target} TYPE)
+    if(kind STREQUAL "EXECUTABLE")
+        set(QVX_FILE_TYPE VFT_APP)
+    else()
+        set(QVX_FILE_TYPE VFT_DLL)
+    endif()
+    set(QVX_FILE_DESCRIPTION "${description}")
+    set(QVX_FILE_NAME "${target}")
+    configure_file("${CMAKE_SOURCE_DIR}/resources/version.rc.in" "${CMAKE_CURRENT_BINARY_DIR}/${target}.rc" @ONLY)
+    target_sources(${target} PRIVATE "${CMAKE_CURRENT_BINARY_DIR}/${target}.rc")
+endfunction()

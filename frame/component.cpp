@@ -1,0 +1,27 @@
+#include "frame/component.h"
+
+#include "worker/startWorker.h"
+
+component& component::get() noexcept
+{
+    static component instance;
+    return instance;
+}
+
+void component::write_config(stream_writer&, abort_callback&) {}
+
+void component::read_config(stream_reader&, size_t, abort_callback&) {}
+
+void component::set_library_path(const char* path, const char* name)
+{
+    Nv::setComponentPath(path);
+    module_name_ = name;
+}
+
+extern "C" __declspec(dllexport) component_client* quavix_get_interface(host_api* host)
+{
+    if (!host || host->get_version() < host_api::current_version)
+        return nullptr;
+    core_api::set_host(host);
+    return &component::get();
+}

@@ -1,0 +1,16 @@
+// Every service of the component, in the order of its registration. The list that the player walks shows them
+// in reverse. One source file: the order of static objects is only defined within one.
+
+#include "dsp/dsp_vst.h"
+#include "frame/quit_actions.h"
+#include "frame/version_record.h"
+#include "sdk/dsp_entry_impl.h"
+#include "sdk/service_factory.h"
+
+namespace {
+
+service_factory_single_t<quit_actions> quit_factory;
+service_factory_singleton_t<dsp_entry_v4_impl_t<dsp_vst>> dsp_factory;
+service_factory_single_t<version_record> version_factory;
+
+} // namespace
