@@ -1,0 +1,125 @@
+#pragma once
+// The least that a module needs, for effects that the framework cannot express: channel counts that change,
+// 64-bit processing, and control over every answer a host gets. An effect derives from `bare::effect`, lists
+// itself in `bare::module_classes()` and is linked with vst2_module.cpp or vst3_*.cpp; both call the
+// functions below.
+//
+// Threads: set_layout, prepare, start, stop, save, load and the constructor run on the host's GUI thread,
+// never beside process; process runs on the audio thread; parameter values may be touched by any thread.
+
+#include <array>
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <vector>
+
+namespace bare {
+
+inline constexpr std::size_t max_channels = 32; // of all buses of one direction
+inline constexpr std::size_t max_parameters = 8;
+
+struct bus {
+    const char* name;
+    int channels; // the count before a host sets another
+    bool main = true;
+};
+
+// A continuous parameter; hosts see it as 0 to 1 between min and max.
+struct parameter {
+    const char* name;
+    const char* unit;
+    double min, max, def;
+
+    double to_plain(double normalised) const { return min + normalised * (max - min); }
+    double to_normalised(double plain) const { return (plain - min) / (max - min); }
+};
+
+// What a module says about one of its classes. The pointers must outlive the module.
+struct description {
+    const char* name;
+    std::array<uint32_t, 4> class_id; // VST 3
+    uint32_t unique_id;               // VST 2
+    std::vector<bus> inputs, outputs;
+    std::vector<parameter> parameters;
+    const char* sub_categories = "Fx";
+    const char* category = "Audio Module Class";
+    bool instrument = false;            // takes events
+    bool has_controller = true;         // VST 3
+    bool names_in_unicode_only = false; // VST 3: the 8-bit class infos have empty names
+    bool processes_double = true;
+    bool keeps_chunk = false; // VST 2: state is a chunk rather than the host's list of parameters
+};
+
+// One block. Channels of all buses in a row, main bus first; those of an inactive bus may be null. Input and
+// output may be the same memory.
+template <class Sample>
+struct block {
+    std::span<const Sample* const> in;
+    std::span<Sample* const> out;
+    std::size_t frames;
+};
+
+// What an effect may ask of its host. Any thread.
+class host {
+public:
+    virtual void latency_changed() = 0;
+    virtual void edited(std::size_t parameter, double normalised) = 0;
+
+protected:
+    ~host() = default;
+};
+
+class effect {
+public:
+    explicit effect(const description& about);
+    virtual ~effect() = default;
+    effect(const effect&) = delete;
+    effect& operator=(const effect&) = delete;
+
+    const description& about() const { return about_; }
+
+    // Plain values; index below about().parameters.size().
+    double value(std::size_t index) const { return values_[index].load(std::memory_order_relaxed); }
+    virtual void set_value(std::size_t index, double plain);
+
+    // The module was opened; `owner` stays valid until the effect is destroyed.
+    virtual void open(host& owner) { host_ = &owner; }
+    // Channel counts of every bus. By default only those of the description. False refuses and changes
+    // nothing.
+    virtual bool set_layout(std::span<const int> inputs, std::span<const int> outputs);
+    virtual void prepare(double /*rate*/, int /*max_frames*/) {}
+    virtual void start() {}
+    virtual void stop() {}
+    virtual uint32_t latency() { return 0; }
+    // In samples; 0 is none, no_end rings for ever.
+    virtual uint32_t tail() { return 0; }
+    static constexpr uint32_t no_end = 0xFFFFFFFF;
+
+    virtual void process(const block<float>&) = 0;
+    virtual void process(const block<double>&) = 0;
+
+    // By default the plain values: uint32 count, then a double each, little-endian. load returns false for
+    // bytes that it cannot read, and changes nothing then.
+    virtual std::vector<std::byte> save();
+    virtual bool load(std::span<const std::byte> state);
+
+protected:
+    host* owner() const { return host_; }
+
+private:
+    const description& about_;
+    std::array<std::atomic<double>, max_parameters> values_;
+    host* host_ = nullptr;
+};
+
+struct module_class {
+    const description& about;
+    std::unique_ptr<effect> (*create)(const description& about);
+};
+
+// Defined once by each module; VST 2 offers the first only.
+std::span<const module_class> module_classes();
+
+} // namespace bare

@@ -1,0 +1,437 @@
+#include "effects/bare/vst3_instance.h"
+
+#include <bit>
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+
+namespace bare::vst3 {
+
+namespace {
+
+constexpr std::size_t state_limit = 64u << 20;
+
+// The arrangement that a bus has before a host sets one.
+v3_speaker_arrangement usual_arrangement(int channels)
+{
+    switch (channels) {
+    case 0:
+        return 0;
+    case 1:
+        return V3_SPEAKER_M;
+    case 2:
+        return V3_SPEAKER_L | V3_SPEAKER_R;
+    case 4:
+        return V3_SPEAKER_L | V3_SPEAKER_R | V3_SPEAKER_LS | V3_SPEAKER_RS;
+    default: // 5.1 and 7.1 among them
+        return (v3_speaker_arrangement{1} << channels) - 1;
+    }
+}
+
+bool read_all(v3_bstream** stream, std::vector<std::byte>& bytes)
+{
+    std::byte part[4096];
+    for (;;) {
+        int32_t got = 0;
+        if (v3_cpp_obj(stream)->read(stream, part, sizeof(part), &got) != ok || got <= 0)
+            return true; // the end; some hosts report it as a failure
+        if (got > static_cast<int32_t>(sizeof(part)) || bytes.size() > state_limit)
+            return false;
+        bytes.insert(bytes.end(), part, part + got);
+    }
+}
+
+bool write_all(v3_bstream** stream, std::span<std::byte> bytes)
+{
+    while (!bytes.empty()) {
+        int32_t done = 0;
+        const auto size = static_cast<int32_t>(std::min<std::size_t>(bytes.size(), 1u << 20));
+        if (v3_cpp_obj(stream)->write(stream, bytes.data(), size, &done) != ok || done <= 0 || done > size)
+            return false;
+        bytes = bytes.subspan(static_cast<std::size_t>(done));
+    }
+    return true;
+}
+
+template <class Sample>
+Sample** channels_of(const v3_audio_bus_buffers& bus)
+{
+    if constexpr (sizeof(Sample) == sizeof(float))
+        return bus.channel_buffers_32;
+    else
+        return bus.channel_buffers_64;
+}
+
+// The channels of all buses in a row. A bus that lies inactive may come without memory.
+template <class Sample>
+std::size_t flatten(const v3_audio_bus_buffers* buses, int32_t count, std::array<Sample*, max_channels>& flat)
+{
+    std::size_t used = 0;
+    for (int32_t b = 0; b < count; ++b) {
+        Sample** const from = channels_of<Sample>(buses[b]);
+        for (int32_t c = 0; c < buses[b].num_channels && used < max_channels; ++c)
+            flat[used++] = from ? from[c] : nullptr;
+    }
+    return used;
+}
+
+} // namespace
+
+struct instance::calls {
+    template <class Table>
+    static void unknown(v3_funknown& t)
+    {
+        using bound = bind<Table, instance>;
+        bound::to(t.query_interface,
+                  [](instance& i, const uint8_t* iid, void** object) { return i.query(iid, object); });
+        bound::to(t.ref, [](instance& i) { return i.add_reference(); });
+        bound::to(t.unref, [](instance& i) { return i.release(); });
+    }
+
+    static v3_component_cpp component()
+    {
+        using bound = bind<v3_component_cpp, instance>;
+        v3_component_cpp t{};
+        unknown<v3_component_cpp>(t);
+        bound::to(t.base.initialize, [](instance& i, v3_funknown**) {
+            i.effect_->open(i);
+            return ok;
+        });
+        bound::to(t.base.terminate, [](instance& i) {
+            i.set_active(false);
+            return ok;
+        });
+        // Controller and component are one object, so there is no other class to name.
+        bound::to(t.comp.get_controller_class_id, [](instance&, uint8_t*) { return not_implemented; });
+        bound::to(t.comp.set_io_mode, [](instance&, int32_t) { return not_implemented; });
+        bound::to(t.comp.get_bus_count, [](instance& i, int32_t media, int32_t direction) {
+            if (media == V3_EVENT)
+                return direction == V3_INPUT && i.about().instrument ? 1 : 0;
+            return static_cast<int32_t>(i.buses(direction).size());
+        });
+        bound::to(t.comp.get_bus_info,
+                  [](instance& i, int32_t media, int32_t direction, int32_t index, v3_bus_info* info) {
+                      return i.bus_info(media, direction, index, info);
+                  });
+        bound::to(t.comp.get_routing_info,
+                  [](instance&, v3_routing_info*, v3_routing_info*) { return not_implemented; });
+        bound::to(t.comp.activate_bus,
+                  [](instance& i, int32_t media, int32_t direction, int32_t index, v3_bool) {
+                      v3_bus_info info;
+                      return i.bus_info(media, direction, index, &info);
+                  });
+        bound::to(t.comp.set_active, [](instance& i, v3_bool state) {
+            i.set_active(state != 0);
+            return ok;
+        });
+        bound::to(t.comp.set_state, [](instance& i, v3_bstream** stream) { return i.load(stream); });
+        bound::to(t.comp.get_state, [](instance& i, v3_bstream** stream) { return i.save(stream); });
+        return t;
+    }
+
+    static v3_audio_processor_cpp processor()
+    {
+        using bound = bind<v3_audio_processor_cpp, instance>;
+        v3_audio_processor_cpp t{};
+        unknown<v3_audio_processor_cpp>(t);
+        bound::to(t.proc.set_bus_arrangements,
+                  [](instance& i, v3_speaker_arrangement* in, int32_t ins, v3_speaker_arrangement* out,
+                     int32_t outs) { return i.set_arrangements(in, ins, out, outs); });
+        bound::to(t.proc.get_bus_arrangement,
+                  [](instance& i, int32_t direction, int32_t index, v3_speaker_arrangement* arrangement) {
+                      const auto& all = i.arrangements_[direction == V3_INPUT ? 0 : 1];
+                      if (!arrangement || index < 0 || static_cast<std::size_t>(index) >= all.size())
+                          return invalid_argument;
+                      *arrangement = all[static_cast<std::size_t>(index)];
+                      return ok;
+                  });
+        bound::to(t.proc.can_process_sample_size,
+                  [](instance& i, int32_t size) { return i.takes(size) ? ok : no; });
+        bound::to(t.proc.get_latency_samples, [](instance& i) { return i.effect_->latency(); });
+        bound::to(t.proc.setup_processing, [](instance& i, v3_process_setup* setup) {
+            if (!setup || i.active_ || !i.takes(setup->symbolic_sample_size))
+                return invalid_argument;
+            i.setup_ = *setup;
+            i.effect_->prepare(setup->sample_rate, setup->max_block_size);
+            return ok;
+        });
+        bound::to(t.proc.set_processing, [](instance&, v3_bool) { return ok; });
+        bound::to(t.proc.process, [](instance& i, v3_process_data* data) {
+            return data ? i.process(*data) : invalid_argument;
+        });
+        bound::to(t.proc.get_tail_samples, [](instance& i) { return i.effect_->tail(); });
+        return t;
+    }
+
+    static v3_edit_controller_cpp controller()
+    {
+        using bound = bind<v3_edit_controller_cpp, instance>;
+        v3_edit_controller_cpp t{};
+        unknown<v3_edit_controller_cpp>(t);
+        // The component's initialize and terminate do the work of both, and its state is all there is.
+        bound::to(t.base.initialize, [](instance&, v3_funknown**) { return ok; });
+        bound::to(t.base.terminate, [](instance&) { return ok; });
+        bound::to(t.ctrl.set_component_state, [](instance&, v3_bstream**) { return ok; });
+        bound::to(t.ctrl.set_state, [](instance&, v3_bstream**) { return ok; });
+        bound::to(t.ctrl.get_state, [](instance&, v3_bstream**) { return not_implemented; });
+        bound::to(t.ctrl.get_parameter_count,
+                  [](instance& i) { return static_cast<int32_t>(i.about().parameters.size()); });
+        bound::to(t.ctrl.get_parameter_info, [](instance& i, int32_t index, v3_param_info* info) {
+            return i.parameter_info(index, info);
+        });
+        bound::to(t.ctrl.get_parameter_string_for_value,
+                  [](instance& i, v3_param_id id, double value, int16_t* text) {
+                      return i.to_text(id, value, text);
+                  });
+        bound::to(t.ctrl.get_parameter_value_for_string,
+                  [](instance& i, v3_param_id id, int16_t* text, double* value) {
+                      return i.from_text(id, text, value);
+                  });
+        bound::to(t.ctrl.normalised_parameter_to_plain, [](instance& i, v3_param_id id, double value) {
+            return i.find(id) ? i.find(id)->to_plain(value) : 0.0;
+        });
+        bound::to(t.ctrl.plain_parameter_to_normalised, [](instance& i, v3_param_id id, double value) {
+            return i.find(id) ? i.find(id)->to_normalised(value) : 0.0;
+        });
+        bound::to(t.ctrl.get_parameter_normalised, [](instance& i, v3_param_id id) {
+            return i.find(id) ? i.find(id)->to_normalised(i.effect_->value(id)) : 0.0;
+        });
+        bound::to(t.ctrl.set_parameter_normalised, [](instance& i, v3_param_id id, double value) {
+            if (!i.find(id))
+                return invalid_argument;
+            i.effect_->set_value(id, i.find(id)->to_plain(value));
+            return ok;
+        });
+        bound::to(t.ctrl.set_component_handler, [](instance& i, v3_component_handler** handler) {
+            i.set_handler(handler);
+            return ok;
+        });
+        bound::to(t.ctrl.create_view,
+                  [](instance&, const char*) { return static_cast<v3_plugin_view**>(nullptr); });
+        return t;
+    }
+};
+
+instance::instance(const module_class& what)
+    : effect_(what.create(what.about))
+{
+    static const v3_component_cpp component_table = calls::component();
+    static const v3_audio_processor_cpp processor_table = calls::processor();
+    static const v3_edit_controller_cpp controller_table = calls::controller();
+    component_ = {&component_table, this};
+    processor_ = {&processor_table, this};
+    controller_ = {&controller_table, this};
+    for (const int32_t direction : {V3_INPUT, V3_OUTPUT})
+        for (const bus& b : buses(direction))
+            arrangements_[direction].push_back(usual_arrangement(b.channels));
+}
+
+instance::~instance()
+{
+    set_handler(nullptr);
+}
+
+void instance::set_handler(v3_component_handler** handler)
+{
+    if (handler)
+        v3_cpp_obj_ref(handler);
+    if (handler_)
+        v3_cpp_obj_unref(handler_);
+    handler_ = handler;
+}
+
+uint32_t instance::release()
+{
+    const uint32_t left = --references_;
+    if (left == 0)
+        delete this;
+    return left;
+}
+
+v3_result instance::query(const v3_tuid iid, void** object)
+{
+    if (!object)
+        return invalid_argument;
+    *object = nullptr;
+    if (v3_tuid_match(iid, v3_component_iid) || v3_tuid_match(iid, v3_funknown_iid) ||
+        v3_tuid_match(iid, v3_plugin_base_iid))
+        *object = &component_;
+    else if (v3_tuid_match(iid, v3_audio_processor_iid))
+        *object = &processor_;
+    else if (v3_tuid_match(iid, v3_edit_controller_iid) && about().has_controller)
+        *object = &controller_;
+    else
+        return no_interface;
+    add_reference();
+    return ok;
+}
+
+void instance::latency_changed()
+{
+    if (handler_)
+        v3_cpp_obj(handler_)->restart_component(handler_, V3_RESTART_LATENCY_CHANGED);
+}
+
+void instance::edited(std::size_t parameter, double normalised)
+{
+    if (!handler_)
+        return;
+    const auto id = static_cast<v3_param_id>(parameter);
+    v3_cpp_obj(handler_)->begin_edit(handler_, id);
+    v3_cpp_obj(handler_)->perform_edit(handler_, id, normalised);
+    v3_cpp_obj(handler_)->end_edit(handler_, id);
+}
+
+v3_result instance::bus_info(int32_t media, int32_t direction, int32_t index, v3_bus_info* info) const
+{
+    if (!info || index < 0 || (direction != V3_INPUT && direction != V3_OUTPUT))
+        return invalid_argument;
+    *info = {};
+    info->media_type = media;
+    info->direction = direction;
+    info->flags = V3_DEFAULT_ACTIVE;
+    if (media == V3_EVENT) {
+        if (!about().instrument || direction != V3_INPUT || index != 0)
+            return invalid_argument;
+        info->channel_count = 1;
+        copy_text(info->bus_name, "Events");
+        return ok;
+    }
+    const auto position = static_cast<std::size_t>(index);
+    if (position >= buses(direction).size())
+        return invalid_argument;
+    const bus& what = buses(direction)[position];
+    info->channel_count = std::popcount(arrangements_[direction][position]);
+    copy_text(info->bus_name, what.name);
+    info->bus_type = what.main ? V3_MAIN : V3_AUX;
+    info->flags = what.main ? V3_DEFAULT_ACTIVE : 0;
+    return ok;
+}
+
+v3_result instance::set_arrangements(const v3_speaker_arrangement* in, int32_t ins,
+                                     const v3_speaker_arrangement* out, int32_t outs)
+{
+    if (active_ || ins < 0 || outs < 0 || (ins > 0 && !in) || (outs > 0 && !out))
+        return invalid_argument;
+    const std::vector<v3_speaker_arrangement> wanted[2] = {{in, in + ins}, {out, out + outs}};
+    std::vector<int> counts[2];
+    for (std::size_t d = 0; d < 2; ++d)
+        for (const v3_speaker_arrangement arrangement : wanted[d])
+            counts[d].push_back(std::popcount(arrangement));
+    if (wanted[0].size() != about().inputs.size() || wanted[1].size() != about().outputs.size() ||
+        !effect_->set_layout(counts[0], counts[1]))
+        return no;
+    arrangements_[0] = wanted[0];
+    arrangements_[1] = wanted[1];
+    return ok;
+}
+
+v3_result instance::parameter_info(int32_t index, v3_param_info* info) const
+{
+    const parameter* const what = index < 0 ? nullptr : find(static_cast<v3_param_id>(index));
+    if (!what || !info)
+        return invalid_argument;
+    *info = {};
+    info->param_id = static_cast<v3_param_id>(index);
+    copy_text(info->title, what->name);
+    copy_text(info->short_title, what->name);
+    copy_text(info->units, what->unit);
+    info->default_normalised_value = what->to_normalised(what->def);
+    info->flags = V3_PARAM_CAN_AUTOMATE;
+    return ok;
+}
+
+v3_result instance::to_text(v3_param_id id, double normalised, int16_t* text) const
+{
+    if (!find(id) || !text)
+        return invalid_argument;
+    char digits[64];
+    std::snprintf(digits, sizeof(digits), "%.2f", find(id)->to_plain(normalised));
+    v3_str_128 wide{};
+    copy_text(wide, digits);
+    std::memcpy(text, wide, sizeof(wide));
+    return ok;
+}
+
+v3_result instance::from_text(v3_param_id id, const int16_t* text, double* normalised) const
+{
+    if (!find(id) || !text || !normalised)
+        return invalid_argument;
+    std::string digits;
+    for (std::size_t i = 0; i < 127 && text[i] > 0 && text[i] < 128; ++i)
+        digits.push_back(static_cast<char>(text[i]));
+    *normalised = find(id)->to_normalised(std::strtod(digits.c_str(), nullptr));
+    return ok;
+}
+
+// The last point of each queue holds for the whole block.
+void instance::take_changes(v3_param_changes** changes)
+{
+    const int32_t count = changes ? v3_cpp_obj(changes)->get_param_count(changes) : 0;
+    for (int32_t i = 0; i < count; ++i) {
+        v3_param_value_queue** const queue = v3_cpp_obj(changes)->get_param_data(changes, i);
+        if (!queue)
+            continue;
+        const v3_param_id id = v3_cpp_obj(queue)->get_param_id(queue);
+        const int32_t points = v3_cpp_obj(queue)->get_point_count(queue);
+        int32_t offset = 0;
+        double value = 0;
+        if (points > 0 && find(id) && v3_cpp_obj(queue)->get_point(queue, points - 1, &offset, &value) == ok)
+            effect_->set_value(id, find(id)->to_plain(value));
+    }
+}
+
+template <class Sample>
+void instance::process_block(v3_process_data& data)
+{
+    std::array<Sample*, max_channels> in{}, out{};
+    const std::size_t ins = flatten<Sample>(data.inputs, data.inputs ? data.num_input_buses : 0, in);
+    const std::size_t outs = flatten<Sample>(data.outputs, data.outputs ? data.num_output_buses : 0, out);
+    effect_->process(
+        block<Sample>{{in.data(), ins}, {out.data(), outs}, static_cast<std::size_t>(data.nframes)});
+    for (int32_t b = 0; data.outputs && b < data.num_output_buses; ++b)
+        data.outputs[b].channel_silence_bitset = 0;
+}
+
+v3_result instance::process(v3_process_data& data)
+{
+    take_changes(data.input_params);
+    if (data.nframes <= 0)
+        return ok; // parameters only
+    if (data.symbolic_sample_size != setup_.symbolic_sample_size)
+        return invalid_argument;
+    if (data.symbolic_sample_size == V3_SAMPLE_64)
+        process_block<double>(data);
+    else
+        process_block<float>(data);
+    return ok;
+}
+
+v3_result instance::load(v3_bstream** stream)
+{
+    std::vector<std::byte> bytes;
+    if (!stream || !read_all(stream, bytes))
+        return invalid_argument;
+    return effect_->load(bytes) ? ok : internal_error;
+}
+
+v3_result instance::save(v3_bstream** stream)
+{
+    if (!stream)
+        return invalid_argument;
+    std::vector<std::byte> bytes = effect_->save();
+    return write_all(stream, bytes) ? ok : internal_error;
+}
+
+void instance::set_active(bool active)
+{
+    if (active == active_)
+        return;
+    active_ = active;
+    if (active)
+        effect_->start();
+    else
+        effect_->stop();
+}
+
+} // namespace bare::vst3

@@ -1,0 +1,62 @@
+#pragma once
+// The least of a host: loads a module of this program's bitness and calls it as the formats ask, with no
+// worker between. Calls that a sound module never fails are REQUIREd. One thread.
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+using bytes = std::vector<std::byte>;
+
+class plugin_driver {
+public:
+    virtual ~plugin_driver() = default;
+
+    virtual std::string name() = 0;
+    // Of a VST 3 class: 32 digits, in the order that a GUID is written; else empty.
+    virtual std::string class_id_hex() { return {}; }
+    virtual uint32_t unique_id() { return 0; } // VST 2
+    virtual bool set_channels(int count) = 0;  // in and out
+    virtual int channels() = 0;                // as the module reports them, in and out alike
+    virtual bool can_double() = 0;
+    virtual void start(double rate, int max_frames, bool use_double) = 0;
+    virtual void stop() = 0;
+    virtual uint32_t latency() = 0;
+    virtual void set_parameter(unsigned index, double normalised) = 0; // heard from the next block on
+    virtual double parameter(unsigned index) = 0;
+    virtual void process(std::vector<const float*>& in, std::vector<float*>& out, int frames) = 0;
+    virtual void process(std::vector<const double*>& in, std::vector<double*>& out, int frames) = 0;
+    virtual bytes save() = 0;
+    virtual void load(const bytes& state) = 0;
+
+    // Runs all of it, in blocks of the given size; every channel has the same length.
+    template <class Sample>
+    std::vector<std::vector<Sample>> run(const std::vector<std::vector<Sample>>& input, std::size_t block)
+    {
+        std::vector<std::vector<Sample>> output(input.size(), std::vector<Sample>(input.at(0).size()));
+        for (std::size_t at = 0; at < input[0].size(); at += block) {
+            std::vector<const Sample*> in;
+            std::vector<Sample*> out;
+            for (std::size_t c = 0; c < input.size(); ++c) {
+                in.push_back(input[c].data() + at);
+                out.push_back(output[c].data() + at);
+            }
+            process(in, out, static_cast<int>(std::min(block, input[0].size() - at)));
+        }
+        return output;
+    }
+};
+
+// By the extension: .vst3 or .dll.
+std::unique_ptr<plugin_driver> open_plugin(const std::wstring& path);
+
+// A file of the distribution's effects folder: "x64/qvxGain.dll" is named L"qvxGain.dll", "states/..." in
+// full.
+std::wstring effect_path(const std::wstring& name);
+std::wstring state_path(const std::wstring& name);
+
+std::unique_ptr<plugin_driver> open_vst2(const std::wstring& path);
+std::unique_ptr<plugin_driver> open_vst3(const std::wstring& path);
