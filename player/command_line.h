@@ -1,0 +1,62 @@
+#pragma once
+// The command line as a record. No files are touched here.
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace player {
+
+struct effect_options {
+    std::string module; // as given: file or bundle folder
+    std::optional<std::string> state_file;
+    uint32_t output_mask = 0; // 0: no layout asked for
+    bool float64 = false;
+};
+
+// One DSP of a chain: an effect, or a file of preset bytes.
+struct chain_item {
+    effect_options effect;
+    std::string preset_file; // empty: it is an effect
+};
+
+struct render_options {
+    std::vector<std::string> inputs; // at least one
+    std::string output;
+    std::vector<chain_item> chain; // may be empty
+    uint32_t frames = 4096;        // per chunk
+    std::optional<double> seek;    // seconds
+    bool tail = false;
+    bool realtime = false;
+};
+
+struct preset_options {
+    effect_options effect; // unless `show` is set
+    std::string output;
+    std::string show; // the file to print
+};
+
+enum class command { help, version, render, preset, services, settings };
+
+struct command_line {
+    command what = command::help;
+    std::string component; // empty: the default one
+    std::string config;    // empty: the default file
+    bool quiet = false;
+    bool json = false;
+    std::string help_text; // of command::help
+    render_options render;
+    preset_options preset;
+    std::vector<std::string> settings; // NAME or NAME=VALUE
+};
+
+// `arguments` in UTF-8, without the program's name. Throws usage_error: one line that says what is wrong and
+// names the nearest thing that would be right.
+command_line parse_command_line(const std::vector<std::string>& arguments);
+
+// The speaker mask of a layout's name ("stereo", "5.1 (side)", ...) and back; 0 and empty when there is none.
+uint32_t layout_mask(const std::string& name) noexcept;
+std::string layout_name(uint32_t mask);
+
+} // namespace player

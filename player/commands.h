@@ -1,0 +1,25 @@
+#pragma once
+// The commands of the command line: each returns what goes to standard output and throws what goes wrong.
+
+#include "player/command_line.h"
+#include "player/player_host.h"
+#include "player/render.h"
+
+#include <string>
+
+namespace player {
+
+struct command_result {
+    std::string output;  // whole lines
+    std::string failure; // the line for standard error, empty when the exit code is 0
+    int exit_code = 0;   // 0 done, 1 failed, 2 the command line is wrong
+};
+
+// The services are available.
+command_result run_render(const command_line& line, abort_callback& abort, const render_progress& progress);
+command_result run_services(const command_line& line, const player_host& host);
+// These need no component.
+command_result run_preset(const command_line& line);
+command_result run_settings(const command_line& line, config_store& store);
+
+} // namespace player

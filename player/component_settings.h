@@ -1,0 +1,32 @@
+#pragma once
+// The component's settings as they lie in the store, so that they can be shown and changed without loading
+// it.
+
+#include "sdk/config_store.h"
+
+#include <string>
+#include <vector>
+
+namespace player {
+
+struct component_settings {
+    bool dpi_aware = false;
+    bool feed_live = true;
+    bool process_tail = false;
+    std::vector<std::string> folders;          // user folders, without empty ones
+    std::vector<std::string> disabled_folders; // default folders that are not scanned, without empty ones
+};
+
+component_settings read_settings(const config_store& store);
+
+// Applies one NAME=VALUE; switches take on/off, yes/no, true/false, 1/0, lists take paths with ";" between
+// them (none: the empty list). Throws usage_error for an unknown name or value, before anything is stored.
+void change_setting(config_store& store, const std::string& assignment);
+// Throws usage_error when there is no setting of that name.
+void check_setting_name(const std::string& name);
+
+// The same settings with "process tail" on, whatever the store says. Everything else goes to the store
+// behind.
+service_ptr_t<config_store> with_tail_on(service_ptr_t<config_store> store);
+
+} // namespace player

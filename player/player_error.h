@@ -1,0 +1,24 @@
+#pragma once
+#include <cstdint>
+#include <stdexcept>
+#include <string>
+
+namespace player {
+
+// A failure that the user is told about as it stands: one line that names the file and says what to do.
+struct player_error : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+
+// The command line is wrong (exit code 2).
+struct usage_error : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+
+// The operating system's words for an error code, one line without a full stop at its end.
+std::string windows_error_text(uint32_t code);
+
+// "<path>: <what failed>: <windows_error_text>", with advice for the codes that people meet.
+[[noreturn]] void throw_file_error(const std::string& path, const char* what, uint32_t code);
+
+} // namespace player

@@ -1,0 +1,83 @@
+#pragma once
+#include "player/component_module.h"
+#include "player/console_log.h"
+#include "player/thread_pool.h"
+#include "sdk/app_abort.h"
+#include "sdk/config_store.h"
+#include "sdk/filesystem.h"
+
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace player {
+
+// The host's side of the boundary: the registry of services and the life of the component. Make it on the
+// thread that is to be the main thread, once per process at a time: module-wide look-ups (core_api) go to it.
+class player_host final : public host_api {
+public:
+    // What a component may wait for threads at shut-down.
+    static constexpr std::chrono::seconds thread_patience{3};
+
+    // Registers the console, the store, the file system, the threads and the abort token.
+    player_host(console_log::sink_t console_sink, service_ptr_t<config_store> store);
+    ~player_host(); // shuts down if nobody did
+    player_host(const player_host&) = delete;
+    player_host& operator=(const player_host&) = delete;
+
+    // One more service of the player's own; before start().
+    void add_service(const guid_t& class_guid, service_ptr_t<service_base> service);
+    // At most one component; before start(). Throws player_error.
+    void load_component(const std::string& path);
+    // Makes the services available, tells the component and runs the init actions. Throws what they throw.
+    void start();
+
+    // The one order in which everything ends: says "shutting down", signals the application's abort token,
+    // lets `destroy_instances` destroy DSP instances and dialogs, runs the quit actions, waits for the
+    // component's threads, unloads. False when threads stayed inside the component: it stays loaded, and the
+    // process has to end without running its static destructors. What the steps throw is kept away from the
+    // ones after them.
+    bool shut_down(const std::function<void()>& destroy_instances = {}) noexcept;
+
+    abort_callback& app_abort_token() noexcept;
+    console_log& console() noexcept { return *console_; }
+    config_store& store() noexcept { return *store_; }
+    // The component's factories, the last registered first; null without a component.
+    service_factory_base* component_services() const noexcept;
+
+    uint32_t get_version() const noexcept override { return current_version; }
+    size_t get_service_count(const guid_t& class_guid) const noexcept override;
+    void get_service(service_ptr_t<service_base>& out, const guid_t& class_guid, size_t index) override;
+    void* get_main_window() const noexcept override { return nullptr; }
+    bool is_main_thread() const noexcept override { return GetCurrentThreadId() == main_thread_; }
+    bool is_shutting_down() const noexcept override { return phase_ >= phase::shutting_down; }
+    bool are_services_available() const noexcept override;
+
+private:
+    // Only ever goes forward.
+    enum class phase {
+        made,          // services are registered, nobody can look them up
+        running,       // services are available
+        shutting_down, // still available: quit actions and threads that end use them
+        over,          // the component is gone
+    };
+    struct own_service {
+        guid_t class_guid;
+        service_ptr_t<service_base> service;
+    };
+    class app_abort_impl;
+
+    DWORD main_thread_ = GetCurrentThreadId();
+    std::atomic<phase> phase_{phase::made};
+    bool clean_ = true;
+    service_ptr_t<console_log> console_;
+    service_ptr_t<config_store> store_;
+    service_ptr_t<thread_pool> threads_;
+    service_ptr_t<app_abort_impl> app_abort_;
+    std::vector<own_service> own_; // constant once running
+    std::unique_ptr<component_module> component_;
+};
+
+} // namespace player

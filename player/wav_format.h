@@ -1,0 +1,49 @@
+#pragma once
+// The audio format of a WAV file as its "fmt " chunk says it. Pure: bytes in, values out.
+
+#include <cstdint>
+#include <span>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace player {
+
+enum class sample_type { int8, int16, int24, int32, float32, float64 }; // int8 is unsigned in the file
+
+size_t bytes_per_sample(sample_type type) noexcept;
+const char* sample_type_name(sample_type type) noexcept; // "16-bit PCM", "64-bit float", ...
+
+struct wav_format {
+    sample_type type = sample_type::int16;
+    uint32_t rate = 0;     // Hz
+    uint32_t channels = 0; // 1..max_channels
+    uint32_t mask = 0;     // speaker bits; 0: not known
+
+    size_t bytes_per_frame() const noexcept { return bytes_per_sample(type) * channels; }
+    friend bool operator==(const wav_format&, const wav_format&) = default;
+};
+
+constexpr uint32_t min_sample_rate = 1000;
+constexpr uint32_t max_sample_rate = 20'000'000;
+constexpr uint32_t max_channels = 256;
+// A "fmt " chunk is 40 bytes at most in the forms we know; a longer one is read up to here.
+constexpr size_t max_fmt_bytes = 40;
+
+// The text says what is wrong with the file and what to do, to be put after its name.
+struct wav_error : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+
+// The mask that a file without one counts as: 0x4, 0x3, 0x33, 0x3F, 0x63F for 1, 2, 4, 6, 8 channels, else 0.
+uint32_t default_channel_mask(uint32_t channels) noexcept;
+
+// The format in the bytes of a "fmt " chunk: PCM, IEEE float, or the extensible form of either. A mask that
+// does not name as many speakers as there are channels counts as none. Throws wav_error.
+wav_format parse_fmt(std::span<const uint8_t> fmt);
+
+// The bytes of a "fmt " chunk for the format. The extensible form is written only where the plain one cannot
+// say it: more than two channels, a mask other than the default, integers wider than 16 bits.
+std::vector<uint8_t> write_fmt(const wav_format& format);
+
+} // namespace player
