@@ -169,15 +169,25 @@ void dsp_vst::negotiate(const audioFormat& input, abort_callback& abort)
 
 void dsp_vst::processChunk(audio_chunk& chunk)
 {
+    const size_t frames = chunk.get_sample_count();
+    const uint64_t inBytes = uint64_t{frames} * input_.channels * Nv::bytesPerSample;
+    const uint64_t outBytes = uint64_t{frames} * workerOutput_.channels * Nv::bytesPerSample;
+    const uint64_t chunkBytes = uint64_t{frames} * output_.channels * Nv::bytesPerSample;
+    // Tested before anything is sized. The frames for themselves: the products of more could wrap.
+    const bool fits = frames <= UINT32_MAX && inBytes <= UINT32_MAX &&
+                      std::max(outBytes, chunkBytes) <= SIZE_MAX / 2 - sizeof(uint32_t);
+    if (fits)
+        growIoBuffer(std::max(inBytes, outBytes + sizeof(uint32_t)));
     try {
-        exchangeChunk(chunk);
+        if (!fits)
+            throw Nv::invalid_input();
+        exchangeChunk(chunk, inBytes, outBytes);
     } catch (const Nv::user_abort&) {
         throw;
     } catch (...) {
         reportFailedExchange();
     }
 
-    const size_t frames = chunk.get_sample_count();
     chunk.set_data_size(frames * output_.channels);
     chunk.set_sample_rate(output_.rate);
     chunk.set_channels(output_.channels, output_.mask);
@@ -186,18 +196,11 @@ void dsp_vst::processChunk(audio_chunk& chunk)
 }
 
 // Leaves the worker's frames in ioBuffer_; the chunk is not touched.
-void dsp_vst::exchangeChunk(const audio_chunk& chunk)
+void dsp_vst::exchangeChunk(const audio_chunk& chunk, uint64_t inBytes, uint64_t outBytes)
 {
-    const uint64_t frames = chunk.get_sample_count();
-    const uint64_t inBytes = frames * input_.channels * Nv::bytesPerSample;
-    const uint64_t outBytes = frames * workerOutput_.channels * Nv::bytesPerSample;
-    const uint64_t chunkBytes = frames * output_.channels * Nv::bytesPerSample;
     uint32_t latency = 0;
-    if (inBytes > UINT32_MAX || std::max(outBytes, chunkBytes) > SIZE_MAX / 2)
-        throw Nv::invalid_input();
-    // Audio and latency come in one read. The room is there before anything is sent.
-    growIoBuffer(std::max(inBytes, outBytes + sizeof(latency)));
     send(Nv::cmdProcess, chunk.get_data(), inBytes);
+    // Audio and latency come in one read.
     pipe_.readExact(ioBuffer_.data(), outBytes + sizeof(latency));
     std::memcpy(&latency, ioBuffer_.data() + outBytes, sizeof(latency));
     latencySeconds_ = static_cast<double>(latency) / input_.rate;
@@ -225,14 +228,7 @@ void dsp_vst::drainTail()
     const uint64_t tailBytes = pipe_.readWord();
     if (tailBytes == 0)
         return; // deliberately no flush: the stream stays agreed
-    if (tailBytes > tailLimit)
-        throw Nv::invalid_input();
-    for (uint64_t done = 0; done < tailBytes;) {
-        const uint64_t piece = std::min(tailBytes - done, tailPiece);
-        growIoBuffer(done + piece);
-        pipe_.readExact(ioBuffer_.data() + done, piece);
-        done += piece;
-    }
+    readTail(tailBytes);
 
     // In the input's layout, also where the effect's output has another.
     const size_t frames = static_cast<size_t>(tailBytes) / (input_.channels * sizeof(double));
@@ -245,6 +241,25 @@ void dsp_vst::drainTail()
         std::memcpy(tail.get_data(), ioBuffer_.data(), samples * sizeof(double));
     tail.set_sample_count(frames);
     flush();
+}
+
+// Leaves the tail in ioBuffer_. When it is not read to its end, the rest lies where the next reply would be
+// looked for: the conversation cannot go on, so the pipe goes.
+void dsp_vst::readTail(uint64_t tailBytes)
+{
+    try {
+        if (tailBytes > tailLimit)
+            throw Nv::invalid_input();
+        for (uint64_t done = 0; done < tailBytes;) {
+            const uint64_t piece = std::min(tailBytes - done, tailPiece);
+            growIoBuffer(done + piece);
+            pipe_.readExact(ioBuffer_.data() + done, piece);
+            done += piece;
+        }
+    } catch (...) {
+        pipe_.closePipe();
+        throw;
+    }
 }
 
 // Before the first byte of an exchange an abort does no harm to the conversation; after it, it does.

@@ -53,9 +53,10 @@ private:
     void startProcess();
     void negotiate(const audioFormat& input, abort_callback& abort);
     void processChunk(audio_chunk& chunk);
-    void exchangeChunk(const audio_chunk& chunk);
+    void exchangeChunk(const audio_chunk& chunk, uint64_t inBytes, uint64_t outBytes);
     [[noreturn]] void reportFailedExchange();
     void drainTail();
+    void readTail(uint64_t tailBytes);
     void endWorker() noexcept;
 
     void beginExchange();

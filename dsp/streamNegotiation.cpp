@@ -54,13 +54,14 @@ Nv::streamFormat makeFormatRequest(const audioFormat& input, uint32_t outputMask
 
 negotiatedFormat acceptFormatReply(const audioFormat& input, Nv::streamFormat reply, uint32_t outputMask)
 {
-    const bool plausible = reply.sampleRate >= minRate && reply.sampleRate <= maxRate &&
-                           reply.inChannels >= 1 && reply.inChannels <= maxInputChannels &&
-                           reply.outChannels <= maxWorkerChannels;
-    if (!plausible)
-        throw std::runtime_error("Invalid reply when setting audio format");
+    const char* const invalid = "Invalid reply when setting audio format";
+    if (reply.sampleRate < minRate || reply.sampleRate > maxRate || reply.inChannels < 1 ||
+        reply.inChannels > maxInputChannels)
+        throw std::runtime_error(invalid);
     if (reply.sampleRate != input.rate || reply.inChannels != input.channels)
         throw std::runtime_error(refusalText(input, reply));
+    if (reply.outChannels > maxWorkerChannels)
+        throw std::runtime_error(invalid);
 
     negotiatedFormat agreed;
     agreed.worker = {input.rate, reply.outChannels, sanitisedMask(reply.outChannelMask, reply.outChannels)};
