@@ -46,16 +46,27 @@ private:
 // `T` is the implementation; T::service_interface the most derived interface it answers for, T::service_class
 // the class it is registered under (for dsp_entry_v4: dsp_entry).
 template <class T>
-class service_factory_t : public service_factory_base {
+class service_factory_of_t : public service_factory_base {
 public:
-    service_factory_base* get_next() const noexcept override { return linked_next(); }
-    guid_t get_class_guid() const noexcept override { return T::service_class::class_guid; }
-    kind_t get_kind() const noexcept override { return kind_t::multi; }
+    service_factory_base* get_next() const noexcept final { return linked_next(); }
+    guid_t get_class_guid() const noexcept final { return T::service_class::class_guid; }
+
+protected:
+    ~service_factory_of_t() = default;
+};
+
+template <class T>
+class service_factory_t final : public service_factory_of_t<T> {
+public:
+    service_factory_base::kind_t get_kind() const noexcept override
+    {
+        return service_factory_base::kind_t::multi;
+    }
     void instance_create(service_ptr_t<service_base>& out) override { out = service_new<T>(); }
 };
 
 template <class T>
-class service_factory_single_t final : public service_factory_t<T> {
+class service_factory_single_t final : public service_factory_of_t<T> {
 public:
     template <class... Args>
     explicit service_factory_single_t(Args&&... args)
@@ -73,7 +84,7 @@ private:
 };
 
 template <class T>
-class service_factory_singleton_t final : public service_factory_t<T> {
+class service_factory_singleton_t final : public service_factory_of_t<T> {
 public:
     service_factory_base::kind_t get_kind() const noexcept override
     {

@@ -1,0 +1,246 @@
+#include "catalogue/settings.h"
+#include "catalogue/small_host.h"
+
+#include <doctest/doctest.h>
+
+#include <atomic>
+#include <cstring>
+#include <thread>
+
+namespace {
+
+using paths = std::vector<std::string>;
+
+int rescans = 0;
+
+// Counts rescans while it lives; the two lists begin empty.
+struct settings_fixture {
+    settings_fixture()
+        : store(host.add<counting_store>())
+    {
+        cfg_vst_folders.set("");
+        cfg_vst_folders_disabled.set("");
+        store->writes = rescans = 0;
+        set_rescan_callback([] { ++rescans; });
+    }
+    ~settings_fixture() { set_rescan_callback(nullptr); }
+
+    const std::string& stored_folders()
+    {
+        return store->texts["cfg_var.FF3708BD-5259-4C4F-9AB8-5F9FDD119409"];
+    }
+    const std::string& stored_disabled()
+    {
+        return store->texts["cfg_var.541D275A-023B-4C0C-8B1F-4315CCC25547"];
+    }
+
+    small_host host;
+    service_ptr_t<counting_store> store;
+};
+
+// Memory streams never ask it.
+class idle_token final : public abort_callback {
+public:
+    bool is_aborting() const noexcept override { return false; }
+    void* get_abort_event() const noexcept override { return nullptr; }
+};
+
+} // namespace
+
+TEST_CASE("path lists: splitting and joining")
+{
+    struct {
+        std::string text;
+        paths expected;
+    } const rows[] = {
+        {"", {""}},
+        {"A", {"A"}},
+        {"A\nB", {"A", "B"}},
+        {"A\r\n\r\nB\n", {"A", "", "B", ""}},
+        {"A\r\r\nB\r", {"A", "B\r"}}, // only what stands right before a line feed is dropped
+        {"A\rB\nC", {"A\rB", "C"}},
+        {"\n", {"", ""}},
+    };
+    for (const auto& row : rows)
+        CHECK(splitPaths(row.text) == row.expected);
+    CHECK(joinPaths({}) == "");
+    CHECK(joinPaths({"A"}) == "A");
+    CHECK(joinPaths({"C:\\A", "B"}) == "C:\\A\nB");
+}
+
+TEST_CASE("settings: a fresh store, and the keys that values are kept under")
+{
+    settings_fixture f;
+    CHECK(getUserFolders().empty());
+    CHECK(withoutEmpty(getDisabledDefaultFolders()).empty());
+    CHECK_FALSE(cfg_dpi_aware.get());
+    CHECK(cfg_feed_live.get());
+    CHECK_FALSE(cfg_process_tail.get());
+
+    f.store->switches = {{"advconfig.unnamed.39951A96-E318-4AE1-A05A-A6FF2ED5777D", true},
+                         {"advconfig.unnamed.E2F1D325-3AC2-4570-BB04-922DB30D9279", false},
+                         {"advconfig.unnamed.17F04BF0-5745-462F-929C-E7F230F51F5A", true}};
+    CHECK(cfg_dpi_aware.get());
+    CHECK_FALSE(cfg_feed_live.get());
+    CHECK(cfg_process_tail.get());
+    cfg_process_tail.set(false);
+    CHECK_FALSE(f.store->switches["advconfig.unnamed.17F04BF0-5745-462F-929C-E7F230F51F5A"]);
+
+    CHECK(cfg_vst_folders.key() == "cfg_var.FF3708BD-5259-4C4F-9AB8-5F9FDD119409");
+    CHECK(cfg_vst_folders_disabled.key() == "cfg_var.541D275A-023B-4C0C-8B1F-4315CCC25547");
+}
+
+TEST_CASE("settings: what the player finds in its advanced preferences")
+{
+    settings_fixture f;
+    // As a component registers them, newest first in the module's list; they stay in it.
+    static advconfig_branch_factory branch(settings_branch_name, settings_branch, settings_branch_parent,
+                                           settings_priority);
+    static advconfig_checkbox_factory_ box(cfg_feed_live, settings_branch, settings_priority);
+    REQUIRE(service_factory_base::get_list() == &box);
+    REQUIRE(box.get_next() == &branch);
+
+    service_ptr_t<service_base> object;
+    branch.instance_create(object);
+    const auto as_branch = service_query_as<advconfig_branch>(*object);
+    REQUIRE(as_branch);
+    string_out_impl text;
+    as_branch->get_name(text);
+    CHECK(text.text == "VST 2.x/3.x Adapter");
+    CHECK(guid_text(as_branch->get_guid()) == "48943E10-202D-4140-A948-230C95B1BC88");
+    CHECK(guid_text(as_branch->get_parent()) == "35365484-CC58-4926-97E1-5E63F3ABB9E2");
+    CHECK(as_branch->get_sort_priority() == 0.0);
+
+    box.instance_create(object);
+    CHECK(box.get_class_guid() == advconfig_entry::class_guid);
+    const auto as_box = service_query_as<advconfig_entry_checkbox_v2>(*object);
+    REQUIRE(as_box);
+    CHECK(service_query_as<advconfig_entry_checkbox>(*object));
+    CHECK(service_query_as<advconfig_entry>(*object));
+    as_box->get_name(text);
+    CHECK(text.text == "Feed live processed audio to configuration panel");
+    CHECK(as_box->get_parent() == settings_branch);
+    CHECK_FALSE(as_box->is_radio());
+    CHECK(as_box->get_preferences_flags() == 0);
+    CHECK(as_box->get_default_state());
+    as_box->set_state(false);
+    CHECK_FALSE(cfg_feed_live.get()); // the next use sees it
+    as_box->reset();
+    CHECK(as_box->get_state());
+    CHECK(f.store->writes == 2);
+}
+
+TEST_CASE("settings: user folders are stored and rescanned each time")
+{
+    settings_fixture f;
+    setUserFolders({{"C:\\A", vstFolder_t::user}, {"c:\\a", vstFolder_t::user}});
+    CHECK(f.stored_folders() == "C:\\A\nc:\\a");
+    setUserFolders(getUserFolders());
+    CHECK(f.store->writes == 2);
+    CHECK(rescans == 2);
+    setUserFolders({});
+    CHECK(f.stored_folders() == "");
+    CHECK(getUserFolders().empty());
+
+    cfg_vst_folders.set("C:\\A\r\n\r\nC:\\B\n");
+    CHECK(getUserFolders() == std::vector<vstFolder_t>{{"C:\\A", 0}, {"C:\\B", 0}});
+}
+
+TEST_CASE("settings: switching default folders off and on")
+{
+    settings_fixture f;
+    setDefaultFolderEnabled("C:\\x", false); // was not off
+    CHECK(f.store->writes == 0);
+    setDefaultFolderEnabled("C:\\x", true);
+    CHECK(f.stored_disabled() == "C:\\x"); // no empty piece before it
+    setDefaultFolderEnabled("C:\\x", true);
+    CHECK(f.store->writes == 1);
+    CHECK(rescans == 1);
+    setDefaultFolderEnabled("C:\\X", true);
+    CHECK(f.stored_disabled() == "C:\\x\nC:\\X");
+
+    cfg_vst_folders_disabled.set("C:\\x\n\nC:\\y\nC:\\x");
+    setDefaultFolderEnabled("C:\\x", false);
+    CHECK(f.stored_disabled() == "C:\\y");
+    CHECK(getDisabledDefaultFolders() == paths{"C:\\y"});
+    CHECK(rescans == 3);
+}
+
+TEST_CASE("settings: the store is read once, at the first use that finds exactly one")
+{
+    static cfg_var_modern::cfg_string text({1, 2, 3, {}}, "fallback");
+    small_host host;
+    CHECK_THROWS_AS(text.get(), exception_host_bug_check);
+    CHECK_THROWS_AS(text.get(), exception_host_bug_check);
+    const auto store = host.add<counting_store>();
+    host.add<counting_store>();
+    CHECK_THROWS_AS(text.get(), exception_host_bug_check);
+    CHECK_THROWS_AS(cfg_feed_live.get(), exception_host_bug_check);
+    host.remove_all();
+    const auto only = host.add<counting_store>();
+    CHECK(text.get() == "fallback");
+    CHECK(text.get() == "fallback");
+    CHECK(only->reads == 1);
+
+    only->full = true;
+    CHECK_THROWS(text.set("new"));
+    CHECK(text.get() == "fallback");
+    only->full = false;
+    text.set("new");
+    CHECK(text.get() == "new");
+    CHECK(only->texts.at("cfg_var.00000001-0002-0003-0000-000000000000") == "new");
+    CHECK(only->reads == 1);
+}
+
+TEST_CASE("settings: readers on other threads see whole texts")
+{
+    static cfg_var_modern::cfg_string text({4, 5, 6, {}}, "");
+    small_host host;
+    host.add<counting_store>();
+    std::atomic<bool> stop{false};
+    std::atomic<int> torn{0}, reads{0};
+    std::vector<std::thread> readers;
+    for (int i = 0; i < 3; ++i) {
+        readers.emplace_back([&] {
+            while (!stop) {
+                const std::string seen = text.get();
+                torn += seen.find_first_not_of(seen.empty() ? ' ' : seen[0]) != std::string::npos;
+                ++reads;
+            }
+        });
+    }
+    for (int i = 0; i < 2000 || (reads < 2000 && i < 1000000); ++i)
+        text.set(std::string(static_cast<size_t>(i % 200), static_cast<char>('a' + i % 26)));
+    stop = true;
+    for (std::thread& reader : readers)
+        reader.join();
+    CHECK(torn == 0);
+    CHECK(reads >= 2000);
+}
+
+TEST_CASE("settings: the block of all variables")
+{
+    settings_fixture f;
+    idle_token token;
+    cfg_vst_folders.set("C:\\A");
+    cfg_vst_folders_disabled.set("C:\\B\nC:\\C");
+    stream_writer_buffer_simple out;
+    cfg_var_modern::write_all(out, token);
+
+    cfg_vst_folders.set("other");
+    cfg_vst_folders_disabled.set("other");
+    const auto read = [&](size_t byte_count) {
+        stream_reader_memblock_ref in(out.buffer.data(), out.buffer.size());
+        cfg_var_modern::read_all(in, byte_count, token);
+    };
+    read(0);
+    CHECK(cfg_vst_folders.get() == "other");
+    read(out.buffer.size());
+    CHECK(cfg_vst_folders.get() == "C:\\A");
+    CHECK(f.stored_disabled() == "C:\\B\nC:\\C");
+
+    CHECK_THROWS_AS(read(out.buffer.size() - 1), exception_io_data_truncation);
+    CHECK_THROWS_AS(read(19), exception_io_data_truncation);
+    out.buffer[16] = out.buffer[17] = out.buffer[18] = out.buffer[19] = 0xFF; // a text of 4 GB
+    CHECK_THROWS_AS(read(out.buffer.size()), exception_io_data_truncation);
+}
