@@ -36,6 +36,14 @@ struct parameter {
     double to_normalised(double plain) const { return (plain - min) / (max - min); }
 };
 
+// Where the VST 3 controller is.
+enum class controller_kind {
+    in_component, // one object for both
+    own_object,   // a class of its own, listed after the components; knows parameter values, nothing of the
+                  // sound
+    none,
+};
+
 // What a module says about one of its classes. The pointers must outlive the module.
 struct description {
     const char* name;
@@ -45,8 +53,8 @@ struct description {
     std::vector<parameter> parameters;
     const char* sub_categories = "Fx";
     const char* category = "Audio Module Class";
-    bool instrument = false;            // takes events
-    bool has_controller = true;         // VST 3
+    bool instrument = false; // takes events
+    controller_kind controller = controller_kind::in_component;
     bool names_in_unicode_only = false; // VST 3: the 8-bit class infos have empty names
     bool processes_double = true;
     bool keeps_chunk = false; // VST 2: state is a chunk rather than the host's list of parameters
@@ -85,7 +93,12 @@ public:
     virtual void set_value(std::size_t index, double plain);
 
     // The module was opened; `owner` stays valid until the effect is destroyed.
-    virtual void open(host& owner) { host_ = &owner; }
+    // False: the module cannot be used.
+    virtual bool open(host& owner)
+    {
+        host_ = &owner;
+        return true;
+    }
     // Channel counts of every bus. By default only those of the description. False refuses and changes
     // nothing.
     virtual bool set_layout(std::span<const int> inputs, std::span<const int> outputs);
@@ -97,8 +110,9 @@ public:
     virtual uint32_t tail() { return 0; }
     static constexpr uint32_t no_end = 0xFFFFFFFF;
 
-    virtual void process(const block<float>&) = 0;
-    virtual void process(const block<double>&) = 0;
+    // False reports a failure (VST 3; VST 2 has no word for it).
+    virtual bool process(const block<float>&) = 0;
+    virtual bool process(const block<double>&) = 0;
 
     // By default the plain values: uint32 count, then a double each, little-endian. load returns false for
     // bytes that it cannot read, and changes nothing then.
@@ -119,7 +133,7 @@ struct module_class {
     std::unique_ptr<effect> (*create)(const description& about);
 };
 
-// Defined once by each module; VST 2 offers the first only.
+// Defined once by each module. Of several, VST 2 makes a shell that offers each under its unique id.
 std::span<const module_class> module_classes();
 
 } // namespace bare

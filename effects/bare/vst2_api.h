@@ -49,12 +49,14 @@ enum effect_opcode : int32_t {
     op_tail = 52,
     op_vst_version = 58,
     op_get_speaker_arrangement = 69,
+    op_next_in_shell = 70,
 };
 
 // Opcodes to the host.
 enum host_opcode : int32_t {
     host_automate = 0,
     host_version = 1,
+    host_current_id = 2, // the class of a shell that is wanted
     host_io_changed = 13,
 };
 

@@ -1,4 +1,5 @@
-// The VST 2 side of a module: one effect object, the first of module_classes().
+// The VST 2 side of a module. With several classes it is a shell: asked for none of them by the host's
+// current id, it is an instance of the first that lists them all.
 
 #include "effects/bare/effect.h"
 #include "effects/bare/vst2_api.h"
@@ -37,12 +38,15 @@ void copy_text(void* to, std::size_t size, const char* text)
         std::snprintf(static_cast<char*>(to), size, "%s", text);
 }
 
+enum category : intptr_t { category_effect = 1, category_synth = 2, category_shell = 10 };
+
 // Owns itself from VSTPluginMain until the host closes it.
 class instance final : public host {
 public:
-    instance(const module_class& what, host_callback callback)
+    instance(const module_class& what, bool is_shell, host_callback callback)
         : effect_(what.create(what.about))
         , callback_(callback)
+        , is_shell_(is_shell)
     {
         const description& about = what.about;
         table_.magic_number = magic;
@@ -138,6 +142,7 @@ private:
     intptr_t set_arrangement(const speaker_arrangement* in, const speaker_arrangement* out);
     intptr_t get_arrangement(speaker_arrangement** in, speaker_arrangement** out);
     void mains(bool on);
+    intptr_t next_in_shell(void* name);
 
     vst_effect table_{};
     std::unique_ptr<effect> effect_;
@@ -145,6 +150,8 @@ private:
     double rate_ = 44100;
     int32_t block_size_ = 1024;
     bool running_ = false;
+    bool is_shell_ = false;
+    std::size_t listed_ = 0;       // of the shell's classes
     std::vector<std::byte> chunk_; // what the host was last given; it may read it until it asks again
     speaker_arrangement reported_[2]{};
 };
@@ -205,12 +212,23 @@ intptr_t instance::get_arrangement(speaker_arrangement** in, speaker_arrangement
     return 1;
 }
 
+intptr_t instance::next_in_shell(void* name)
+{
+    const auto classes = module_classes();
+    if (listed_ >= classes.size()) {
+        listed_ = 0;
+        return 0;
+    }
+    const description& next = classes[listed_++].about;
+    copy_text(name, 64, next.name);
+    return static_cast<intptr_t>(next.unique_id);
+}
+
 intptr_t instance::control(int32_t opcode, int32_t index, intptr_t value, void* ptr, float opt)
 {
     switch (opcode) {
     case op_open:
-        effect_->open(*this);
-        return 0;
+        return effect_->open(*this) ? 0 : -1;
     case op_close:
         mains(false);
         delete this;
@@ -244,7 +262,7 @@ intptr_t instance::control(int32_t opcode, int32_t index, intptr_t value, void* 
     case op_can_be_automated:
         return has_parameter(index) ? 1 : 0;
     case op_get_category:
-        return about().instrument ? 2 : 1;
+        return is_shell_ ? category_shell : about().instrument ? category_synth : category_effect;
     case op_set_speaker_arrangement: // value and ptr are the addresses of the two
         return set_arrangement(reinterpret_cast<const speaker_arrangement*>(value),
                                static_cast<const speaker_arrangement*>(ptr));
@@ -264,6 +282,8 @@ intptr_t instance::control(int32_t opcode, int32_t index, intptr_t value, void* 
         const uint32_t tail = effect_->tail(); // here 0 is "unknown" and 1 is "none"
         return tail == 0 ? 1 : static_cast<intptr_t>(std::min<uint32_t>(tail, 0x7FFFFFFF));
     }
+    case op_next_in_shell:
+        return is_shell_ ? next_in_shell(ptr) : 0;
     case op_vst_version:
         return 2400;
     default:
@@ -280,5 +300,12 @@ extern "C" vst_effect* VSTPluginMain(bare::vst2::host_callback callback)
     const auto classes = bare::module_classes();
     if (!callback || classes.empty() || callback(nullptr, bare::vst2::host_version, 0, 0, nullptr, 0.0f) == 0)
         return nullptr;
-    return (new bare::vst2::instance(classes.front(), callback))->table();
+    if (std::strcmp(classes.front().about.category, "Audio Module Class") != 0)
+        return nullptr;
+    const auto wanted =
+        static_cast<uint32_t>(callback(nullptr, bare::vst2::host_current_id, 0, 0, nullptr, 0.0f));
+    const auto found = std::ranges::find(classes, wanted, [](const auto& c) { return c.about.unique_id; });
+    const bool is_shell = classes.size() > 1 && found == classes.end();
+    const auto& what = found == classes.end() ? classes.front() : *found;
+    return (new bare::vst2::instance(what, is_shell, callback))->table();
 }

@@ -11,6 +11,7 @@
 #include <travesty/component.h>
 #include <travesty/edit_controller.h>
 #include <travesty/factory.h>
+#include <travesty/message.h>
 
 namespace bare::vst3 {
 
@@ -61,6 +62,13 @@ inline void copy_class_id(v3_tuid& to, const std::array<uint32_t, 4>& id)
 {
     const v3_tuid bytes = V3_ID(id[0], id[1], id[2], id[3]);
     std::memcpy(to, bytes, sizeof(bytes));
+}
+
+// The class of the separate controller of a component class.
+constexpr std::array<uint32_t, 4> controller_id(std::array<uint32_t, 4> component_id)
+{
+    component_id[3] ^= 0x436F6E74;
+    return component_id;
 }
 
 } // namespace bare::vst3

@@ -18,12 +18,41 @@ void copy_text8(char (&to)[size], const char* text)
     std::snprintf(to, size, "%s", text);
 }
 
-const module_class* class_at(int32_t index)
+constexpr const char* component_category = "Audio Module Class";
+constexpr const char* controller_category = "Component Controller Class";
+
+// One class that the factory lists.
+struct listed {
+    const module_class& what;
+    role as;
+
+    std::array<uint32_t, 4> id() const
+    {
+        return as == role::component ? what.about.class_id : controller_id(what.about.class_id);
+    }
+    const char* category() const { return as == role::component ? what.about.category : controller_category; }
+};
+
+// The components, then the controllers that are classes of their own.
+const std::vector<listed>& all_classes()
 {
-    const auto classes = module_classes();
-    return index >= 0 && static_cast<std::size_t>(index) < classes.size()
-               ? &classes[static_cast<std::size_t>(index)]
-               : nullptr;
+    static const std::vector<listed> made = [] {
+        std::vector<listed> list;
+        for (const module_class& what : module_classes())
+            list.push_back({what, role::component});
+        for (const module_class& what : module_classes())
+            if (what.about.controller == controller_kind::own_object)
+                list.push_back({what, role::controller});
+        return list;
+    }();
+    return made;
+}
+
+const listed* class_at(int32_t index)
+{
+    const auto& classes = all_classes();
+    const auto position = static_cast<std::size_t>(index);
+    return index >= 0 && position < classes.size() ? &classes[position] : nullptr;
 }
 
 const char* name8(const description& about)
@@ -54,13 +83,13 @@ v3_result V3_API factory_info(void*, v3_factory_info* info)
 template <class Info>
 bool fill(int32_t index, Info* info)
 {
-    const module_class* const what = class_at(index);
-    if (!what || !info)
+    const listed* const entry = class_at(index);
+    if (!entry || !info)
         return false;
     *info = {};
-    copy_class_id(info->class_id, what->about.class_id);
+    copy_class_id(info->class_id, entry->id());
     info->cardinality = many_instances;
-    copy_text8(info->category, what->about.category);
+    copy_text8(info->category, entry->category());
     return true;
 }
 
@@ -68,7 +97,7 @@ v3_result V3_API class_info(void*, int32_t index, v3_class_info* info)
 {
     if (!fill(index, info))
         return invalid_argument;
-    copy_text8(info->name, name8(class_at(index)->about));
+    copy_text8(info->name, name8(class_at(index)->what.about));
     return ok;
 }
 
@@ -76,7 +105,7 @@ v3_result V3_API class_info_2(void*, int32_t index, v3_class_info_2* info)
 {
     if (!fill(index, info))
         return invalid_argument;
-    const description& about = class_at(index)->about;
+    const description& about = class_at(index)->what.about;
     copy_text8(info->name, name8(about));
     copy_text8(info->sub_categories, about.sub_categories);
     copy_text8(info->vendor, "qvx");
@@ -89,7 +118,7 @@ v3_result V3_API class_info_utf16(void*, int32_t index, v3_class_info_3* info)
 {
     if (!fill(index, info))
         return invalid_argument;
-    const description& about = class_at(index)->about;
+    const description& about = class_at(index)->what.about;
     copy_text(info->name, about.name);
     copy_text8(info->sub_categories, about.sub_categories);
     copy_text(info->vendor, "qvx");
@@ -103,14 +132,14 @@ v3_result V3_API create(void*, const v3_tuid class_id, const v3_tuid iid, void**
     if (!object)
         return invalid_argument;
     *object = nullptr;
-    for (const module_class& what : module_classes()) {
+    for (const listed& entry : all_classes()) {
         v3_tuid own;
-        copy_class_id(own, what.about.class_id);
+        copy_class_id(own, entry.id());
         if (!v3_tuid_match(own, class_id))
             continue;
-        if (std::strcmp(what.about.category, "Audio Module Class") != 0)
+        if (entry.as == role::component && std::strcmp(entry.category(), component_category) != 0)
             return no_interface;
-        instance* const made = new instance(what);
+        instance* const made = new instance(entry.what, entry.as);
         const v3_result result = made->query(iid, object);
         made->release();
         return result;
@@ -130,7 +159,7 @@ uint32_t V3_API release(void*)
 
 int32_t V3_API num_classes(void*)
 {
-    return static_cast<int32_t>(module_classes().size());
+    return static_cast<int32_t>(all_classes().size());
 }
 
 v3_result V3_API set_host_context(void*, v3_funknown**)
@@ -164,6 +193,7 @@ struct factory {
 
 extern "C" bool InitDll()
 {
+    bare::module_classes(); // so that nothing is made under a later call's time limit
     return true;
 }
 

@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <string>
+#include <utility>
 
 namespace bare::vst3 {
 
@@ -93,16 +94,20 @@ struct instance::calls {
         using bound = bind<v3_component_cpp, instance>;
         v3_component_cpp t{};
         unknown<v3_component_cpp>(t);
-        bound::to(t.base.initialize, [](instance& i, v3_funknown**) {
-            i.effect_->open(i);
-            return ok;
-        });
+        bound::to(t.base.initialize,
+                  [](instance& i, v3_funknown**) { return i.effect_->open(i) ? ok : internal_error; });
         bound::to(t.base.terminate, [](instance& i) {
             i.set_active(false);
             return ok;
         });
-        // Controller and component are one object, so there is no other class to name.
-        bound::to(t.comp.get_controller_class_id, [](instance&, uint8_t*) { return not_implemented; });
+        bound::to(t.comp.get_controller_class_id, [](instance& i, uint8_t* id) {
+            if (i.about().controller != controller_kind::own_object || !id)
+                return not_implemented;
+            v3_tuid own;
+            copy_class_id(own, controller_id(i.about().class_id));
+            std::memcpy(id, own, sizeof(own));
+            return ok;
+        });
         bound::to(t.comp.set_io_mode, [](instance&, int32_t) { return not_implemented; });
         bound::to(t.comp.get_bus_count, [](instance& i, int32_t media, int32_t direction) {
             if (media == V3_EVENT)
@@ -168,10 +173,12 @@ struct instance::calls {
         using bound = bind<v3_edit_controller_cpp, instance>;
         v3_edit_controller_cpp t{};
         unknown<v3_edit_controller_cpp>(t);
-        // The component's initialize and terminate do the work of both, and its state is all there is.
+        // A single object was initialised as a component; a controller of its own needs nothing.
         bound::to(t.base.initialize, [](instance&, v3_funknown**) { return ok; });
         bound::to(t.base.terminate, [](instance&) { return ok; });
-        bound::to(t.ctrl.set_component_state, [](instance&, v3_bstream**) { return ok; });
+        bound::to(t.ctrl.set_component_state, [](instance& i, v3_bstream** stream) {
+            return i.role_ == role::controller ? i.load(stream) : ok; // the component has these bytes already
+        });
         bound::to(t.ctrl.set_state, [](instance&, v3_bstream**) { return ok; });
         bound::to(t.ctrl.get_state, [](instance&, v3_bstream**) { return not_implemented; });
         bound::to(t.ctrl.get_parameter_count,
@@ -210,17 +217,42 @@ struct instance::calls {
                   [](instance&, const char*) { return static_cast<v3_plugin_view**>(nullptr); });
         return t;
     }
+
+    static v3_connection_point_cpp connection()
+    {
+        using bound = bind<v3_connection_point_cpp, instance>;
+        v3_connection_point_cpp t{};
+        unknown<v3_connection_point_cpp>(t);
+        bound::to(t.point.connect, [](instance& i, v3_connection_point** other) {
+            if (!other || i.peer_)
+                return invalid_argument;
+            v3_cpp_obj_ref(other);
+            i.peer_ = other;
+            return ok;
+        });
+        bound::to(t.point.disconnect, [](instance& i, v3_connection_point** other) {
+            if (!other || i.peer_ != other)
+                return invalid_argument;
+            v3_cpp_obj_unref(std::exchange(i.peer_, nullptr));
+            return ok;
+        });
+        bound::to(t.point.notify, [](instance&, v3_message**) { return ok; });
+        return t;
+    }
 };
 
-instance::instance(const module_class& what)
-    : effect_(what.create(what.about))
+instance::instance(const module_class& what, role as)
+    : role_(as)
+    , effect_(what.create(what.about))
 {
     static const v3_component_cpp component_table = calls::component();
     static const v3_audio_processor_cpp processor_table = calls::processor();
     static const v3_edit_controller_cpp controller_table = calls::controller();
+    static const v3_connection_point_cpp connection_table = calls::connection();
     component_ = {&component_table, this};
     processor_ = {&processor_table, this};
     controller_ = {&controller_table, this};
+    connection_ = {&connection_table, this};
     for (const int32_t direction : {V3_INPUT, V3_OUTPUT})
         for (const bus& b : buses(direction))
             arrangements_[direction].push_back(usual_arrangement(b.channels));
@@ -229,15 +261,30 @@ instance::instance(const module_class& what)
 instance::~instance()
 {
     set_handler(nullptr);
+    if (peer_)
+        v3_cpp_obj_unref(peer_);
 }
 
 void instance::set_handler(v3_component_handler** handler)
 {
     if (handler)
         v3_cpp_obj_ref(handler);
+    v3_component_handler** old = nullptr;
+    {
+        const std::lock_guard lock(handler_mutex_);
+        old = std::exchange(handler_, handler);
+    }
+    if (old)
+        v3_cpp_obj_unref(old);
+}
+
+// With a reference for the caller, or null.
+v3_component_handler** instance::borrow_handler()
+{
+    const std::lock_guard lock(handler_mutex_);
     if (handler_)
-        v3_cpp_obj_unref(handler_);
-    handler_ = handler;
+        v3_cpp_obj_ref(handler_);
+    return handler_;
 }
 
 uint32_t instance::release()
@@ -253,13 +300,16 @@ v3_result instance::query(const v3_tuid iid, void** object)
     if (!object)
         return invalid_argument;
     *object = nullptr;
-    if (v3_tuid_match(iid, v3_component_iid) || v3_tuid_match(iid, v3_funknown_iid) ||
-        v3_tuid_match(iid, v3_plugin_base_iid))
+    const bool any = v3_tuid_match(iid, v3_funknown_iid) || v3_tuid_match(iid, v3_plugin_base_iid);
+    const bool is_component = role_ == role::component;
+    if (is_component && (any || v3_tuid_match(iid, v3_component_iid)))
         *object = &component_;
-    else if (v3_tuid_match(iid, v3_audio_processor_iid))
+    else if (is_component && v3_tuid_match(iid, v3_audio_processor_iid))
         *object = &processor_;
-    else if (v3_tuid_match(iid, v3_edit_controller_iid) && about().has_controller)
+    else if (is_controller() && (any || v3_tuid_match(iid, v3_edit_controller_iid)))
         *object = &controller_;
+    else if (about().controller == controller_kind::own_object && v3_tuid_match(iid, v3_connection_point_iid))
+        *object = &connection_;
     else
         return no_interface;
     add_reference();
@@ -268,18 +318,23 @@ v3_result instance::query(const v3_tuid iid, void** object)
 
 void instance::latency_changed()
 {
-    if (handler_)
-        v3_cpp_obj(handler_)->restart_component(handler_, V3_RESTART_LATENCY_CHANGED);
+    v3_component_handler** const handler = borrow_handler();
+    if (!handler)
+        return;
+    v3_cpp_obj(handler)->restart_component(handler, V3_RESTART_LATENCY_CHANGED);
+    v3_cpp_obj_unref(handler);
 }
 
 void instance::edited(std::size_t parameter, double normalised)
 {
-    if (!handler_)
+    v3_component_handler** const handler = borrow_handler();
+    if (!handler)
         return;
     const auto id = static_cast<v3_param_id>(parameter);
-    v3_cpp_obj(handler_)->begin_edit(handler_, id);
-    v3_cpp_obj(handler_)->perform_edit(handler_, id, normalised);
-    v3_cpp_obj(handler_)->end_edit(handler_, id);
+    v3_cpp_obj(handler)->begin_edit(handler, id);
+    v3_cpp_obj(handler)->perform_edit(handler, id, normalised);
+    v3_cpp_obj(handler)->end_edit(handler, id);
+    v3_cpp_obj_unref(handler);
 }
 
 v3_result instance::bus_info(int32_t media, int32_t direction, int32_t index, v3_bus_info* info) const
@@ -382,15 +437,16 @@ void instance::take_changes(v3_param_changes** changes)
 }
 
 template <class Sample>
-void instance::process_block(v3_process_data& data)
+bool instance::process_block(v3_process_data& data)
 {
     std::array<Sample*, max_channels> in{}, out{};
     const std::size_t ins = flatten<Sample>(data.inputs, data.inputs ? data.num_input_buses : 0, in);
     const std::size_t outs = flatten<Sample>(data.outputs, data.outputs ? data.num_output_buses : 0, out);
-    effect_->process(
+    const bool processed = effect_->process(
         block<Sample>{{in.data(), ins}, {out.data(), outs}, static_cast<std::size_t>(data.nframes)});
     for (int32_t b = 0; data.outputs && b < data.num_output_buses; ++b)
         data.outputs[b].channel_silence_bitset = 0;
+    return processed;
 }
 
 v3_result instance::process(v3_process_data& data)
@@ -400,11 +456,9 @@ v3_result instance::process(v3_process_data& data)
         return ok; // parameters only
     if (data.symbolic_sample_size != setup_.symbolic_sample_size)
         return invalid_argument;
-    if (data.symbolic_sample_size == V3_SAMPLE_64)
-        process_block<double>(data);
-    else
-        process_block<float>(data);
-    return ok;
+    const bool processed =
+        data.symbolic_sample_size == V3_SAMPLE_64 ? process_block<double>(data) : process_block<float>(data);
+    return processed ? ok : internal_error;
 }
 
 v3_result instance::load(v3_bstream** stream)

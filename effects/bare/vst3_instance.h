@@ -1,16 +1,21 @@
 #pragma once
-// One VST 3 object of a class: component, processor and, unless the class has none, controller in one, so
-// that host and effect share the parameter values. Counts its references and deletes itself with the last.
+// One VST 3 object of a class: component and processor, and the controller with them so that host and effect
+// share the parameter values; where the class wants a separate controller, that is a second object with an
+// effect of its own that only keeps parameters. Counts its references and deletes itself with the last.
 
 #include "effects/bare/effect.h"
 #include "effects/bare/vst3_api.h"
 
+#include <mutex>
+
 namespace bare::vst3 {
+
+enum class role { component, controller };
 
 class instance final : public host {
 public:
     // Starts with one reference.
-    explicit instance(const module_class& what);
+    instance(const module_class& what, role as);
 
     v3_result query(const v3_tuid iid, void** object);
     uint32_t add_reference() { return ++references_; }
@@ -43,11 +48,16 @@ private:
     {
         return sample_size == V3_SAMPLE_32 || (sample_size == V3_SAMPLE_64 && about().processes_double);
     }
+    bool is_controller() const
+    {
+        return role_ == role::controller || about().controller == controller_kind::in_component;
+    }
     void set_handler(v3_component_handler** handler);
+    v3_component_handler** borrow_handler();
     void take_changes(v3_param_changes** changes);
     v3_result process(v3_process_data& data);
     template <class Sample>
-    void process_block(v3_process_data& data);
+    bool process_block(v3_process_data& data);
     v3_result load(v3_bstream** stream);
     v3_result save(v3_bstream** stream);
     void set_active(bool active);
@@ -55,12 +65,16 @@ private:
     face<v3_component_cpp, instance> component_;
     face<v3_audio_processor_cpp, instance> processor_;
     face<v3_edit_controller_cpp, instance> controller_;
+    face<v3_connection_point_cpp, instance> connection_;
+    const role role_;
     std::atomic<uint32_t> references_{1};
     std::unique_ptr<effect> effect_;
     std::vector<v3_speaker_arrangement> arrangements_[2]; // by direction, one a bus
     v3_process_setup setup_{V3_REALTIME, V3_SAMPLE_32, 1024, 44100.0};
     bool active_ = false;
+    std::mutex handler_mutex_; // effects may call their host from any thread
     v3_component_handler** handler_ = nullptr;
+    v3_connection_point** peer_ = nullptr;
 };
 
 } // namespace bare::vst3

@@ -25,12 +25,12 @@ public:
         return inputs.size() == 1 && outputs.size() == 1 && inputs[0] == outputs[0] && inputs[0] >= 1 &&
                inputs[0] <= 8;
     }
-    void process(const bare::block<float>& audio) override { run(audio); }
-    void process(const bare::block<double>& audio) override { run(audio); }
+    bool process(const bare::block<float>& audio) override { return run(audio); }
+    bool process(const bare::block<double>& audio) override { return run(audio); }
 
 private:
     template <class Sample>
-    void run(const bare::block<Sample>& audio)
+    bool run(const bare::block<Sample>& audio)
     {
         const auto factor = static_cast<Sample>(value(0));
         for (std::size_t c = 0; c < std::min(audio.in.size(), audio.out.size()); ++c) {
@@ -41,6 +41,7 @@ private:
             else if (in != out)
                 std::copy_n(in, audio.frames, out);
         }
+        return true;
     }
 };
 

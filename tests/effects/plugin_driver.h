@@ -25,6 +25,9 @@ public:
     virtual void start(double rate, int max_frames, bool use_double) = 0;
     virtual void stop() = 0;
     virtual uint32_t latency() = 0;
+    virtual uint32_t tail() = 0;
+    // An edit that the module reports from a thread other than the caller's; false when the time is up.
+    bool wait_for_edit(unsigned milliseconds);
     virtual void set_parameter(unsigned index, double normalised) = 0; // heard from the next block on
     virtual double parameter(unsigned index) = 0;
     virtual void process(std::vector<const float*>& in, std::vector<float*>& out, int frames) = 0;
@@ -53,10 +56,14 @@ public:
 // By the extension: .vst3 or .dll.
 std::unique_ptr<plugin_driver> open_plugin(const std::wstring& path);
 
-// A file of the distribution's effects folder: "x64/qvxGain.dll" is named L"qvxGain.dll", "states/..." in
-// full.
+// Where a file of this name lies: a module of this bitness, a module made for tests, a state of the
+// repository.
 std::wstring effect_path(const std::wstring& name);
+std::wstring test_module_path(const std::wstring& name);
 std::wstring state_path(const std::wstring& name);
+
+// The host's side calls this for every edit that a module reports.
+void note_edit();
 
 std::unique_ptr<plugin_driver> open_vst2(const std::wstring& path);
 std::unique_ptr<plugin_driver> open_vst3(const std::wstring& path);

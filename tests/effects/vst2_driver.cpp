@@ -17,6 +17,9 @@ int current_block = 512;
 intptr_t VST_FUNCTION_INTERFACE answer(vst_effect*, int32_t opcode, int32_t, intptr_t, void*, float)
 {
     switch (opcode) {
+    case host_automate:
+        note_edit();
+        return 0;
     case host_version:
         return 2400;
     case 16:
@@ -89,6 +92,7 @@ public:
         running_ = false;
     }
     uint32_t latency() override { return static_cast<uint32_t>(effect_->delay); }
+    uint32_t tail() override { return static_cast<uint32_t>(call(op_tail)); }
     void set_parameter(unsigned index, double normalised) override
     {
         effect_->set_parameter(effect_, index, static_cast<float>(normalised));

@@ -1,0 +1,403 @@
+#include "programs/modules/behaviours.h"
+
+#include <windows.h>
+
+#include <algorithm>
+#include <cstring>
+#include <limits>
+#include <thread>
+
+namespace {
+
+constexpr std::pair<std::string_view, call> calls[] = {
+    {"entry", call::entry},     {"create", call::create},   {"open", call::open},
+    {"layout", call::layout},   {"prepare", call::prepare}, {"start", call::start},
+    {"process", call::process}, {"stop", call::stop},       {"save", call::save},
+    {"restore", call::restore}, {"latency", call::latency}, {"tail", call::tail},
+    {"close", call::close},
+};
+
+} // namespace
+
+std::optional<call> call_by_name(std::string_view name)
+{
+    const auto* const found = std::ranges::find(calls, name, &std::pair<std::string_view, call>::first);
+    return found == std::end(calls) ? std::nullopt : std::optional(found->second);
+}
+
+void misbehave(misbehaviour how)
+{
+    if (how == misbehaviour::crash) {
+        int* volatile nowhere = nullptr;
+        *nowhere = 1;
+    }
+    for (;;)
+        Sleep(INFINITE);
+}
+
+double passing::sample(std::size_t, double input)
+{
+    return input;
+}
+
+template <class Sample>
+bool passing::run(const bare::block<Sample>& audio)
+{
+    const double level = value(0);
+    const std::size_t inputs = std::min<std::size_t>(audio.in.size(), 2);
+    for (std::size_t c = 0; c < audio.out.size(); ++c) {
+        const Sample* const in = inputs == 0 ? nullptr : audio.in[c % inputs];
+        Sample* const out = audio.out[c];
+        for (std::size_t n = 0; out && n < audio.frames; ++n)
+            out[n] = static_cast<Sample>(level * sample(c, in ? static_cast<double>(in[n]) : 0.0));
+    }
+    return block_done(audio.frames);
+}
+
+namespace {
+
+// Delays by as much as it says.
+class late : public passing {
+public:
+    late(const bare::description& about, uint32_t samples)
+        : passing(about)
+        , samples_(samples)
+    {
+        late::start();
+    }
+    uint32_t latency() override { return samples_; }
+    void start() override { lines_.assign(bare::max_channels, delay_line(samples_)); }
+
+protected:
+    double sample(std::size_t channel, double input) override
+    {
+        const double output = lines_[channel].oldest();
+        lines_[channel].push(input);
+        return output;
+    }
+    void set_latency(uint32_t samples) { samples_ = samples; } // of the sound from the next start on
+
+private:
+    std::atomic<uint32_t> samples_;
+    std::vector<delay_line> lines_;
+};
+
+class very_late final : public late {
+public:
+    explicit very_late(const bare::description& about)
+        : late(about, 48000)
+    {
+    }
+};
+
+class later_and_later final : public late {
+public:
+    explicit later_and_later(const bare::description& about)
+        : late(about, 100)
+    {
+    }
+
+protected:
+    bool block_done(std::size_t frames) override
+    {
+        const bool was_before = processed_ < 20000;
+        processed_ += frames;
+        if (was_before && processed_ >= 20000) {
+            set_latency(1000);
+            owner()->latency_changed();
+        }
+        return true;
+    }
+
+private:
+    std::size_t processed_ = 0;
+};
+
+// Adds a factor times what went into (or came out of) it some samples ago.
+class ringing : public passing {
+public:
+    ringing(const bare::description& about, std::size_t samples, double factor, bool feeds_back,
+            uint32_t declared)
+        : passing(about)
+        , samples_(samples)
+        , factor_(factor)
+        , feeds_back_(feeds_back)
+        , declared_(declared)
+    {
+        ringing::start();
+    }
+    uint32_t tail() override { return declared_; }
+    void start() override { lines_.assign(bare::max_channels, delay_line(samples_)); }
+
+protected:
+    double sample(std::size_t channel, double input) override
+    {
+        const double output = input + factor_ * lines_[channel].oldest();
+        lines_[channel].push(feeds_back_ ? output : input);
+        return output;
+    }
+
+private:
+    std::size_t samples_;
+    double factor_;
+    bool feeds_back_;
+    uint32_t declared_;
+    std::vector<delay_line> lines_;
+};
+
+struct tailing final : ringing {
+    explicit tailing(const bare::description& about)
+        : ringing(about, 4096, 0.5, false, 4096)
+    {
+    }
+};
+
+struct fading final : ringing {
+    explicit fading(const bare::description& about)
+        : ringing(about, 1000, 0.5, true, no_end)
+    {
+    }
+};
+
+struct undying final : ringing {
+    explicit undying(const bare::description& about)
+        : ringing(about, 1000, 1.0, true, no_end)
+    {
+    }
+};
+
+class nan_output final : public passing {
+public:
+    using passing::passing;
+
+protected:
+    double sample(std::size_t channel, double input) override
+    {
+        const std::size_t position = counts_[channel]++ % 100;
+        if (position == 0)
+            return std::numeric_limits<double>::quiet_NaN();
+        return position == 1 ? std::numeric_limits<double>::infinity() : input;
+    }
+
+private:
+    std::size_t counts_[bare::max_channels] = {};
+};
+
+class failing_process final : public passing {
+public:
+    using passing::passing;
+    bool process(const bare::block<float>&) override { return false; }
+    bool process(const bare::block<double>&) override { return false; }
+};
+
+class failing_open final : public passing {
+public:
+    using passing::passing;
+    bool open(bare::host&) override { return false; }
+};
+
+// "Level", then a pattern that fills the rest.
+class large_state final : public passing {
+public:
+    using passing::passing;
+    std::vector<std::byte> save() override
+    {
+        std::vector<std::byte> state = passing::save();
+        for (std::size_t i = state.size(); i < size; ++i)
+            state.push_back(pattern(i));
+        return state;
+    }
+    bool load(std::span<const std::byte> state) override
+    {
+        if (state.size() != size)
+            return false;
+        for (std::size_t i = passing::save().size(); i < size; ++i)
+            if (state[i] != pattern(i))
+                return false;
+        return passing::load(state);
+    }
+
+private:
+    static constexpr std::size_t size = 6u << 20;
+    static std::byte pattern(std::size_t at)
+    {
+        return static_cast<std::byte>((at * 2654435761u) >> 13 & 0xFF);
+    }
+};
+
+class empty_state final : public passing {
+public:
+    using passing::passing;
+    std::vector<std::byte> save() override { return {}; }
+    bool load(std::span<const std::byte> state) override { return state.empty(); }
+};
+
+// Its thread ends in the destructor, which runs with the last reference and not under the loader lock.
+class own_thread final : public passing {
+public:
+    using passing::passing;
+    ~own_thread() override
+    {
+        stop_ = true;
+        if (thread_.joinable())
+            thread_.join();
+    }
+    bool open(bare::host& host) override
+    {
+        passing::open(host);
+        thread_ = std::thread([this] {
+            for (unsigned i = 0; !stop_; ++i) {
+                const double level = (i % 101) / 100.0;
+                set_value(0, level);
+                owner()->edited(0, level);
+                Sleep(5);
+            }
+        });
+        return true;
+    }
+
+private:
+    std::atomic<bool> stop_ = false;
+    std::thread thread_;
+};
+
+class instrument final : public passing {
+public:
+    using passing::passing;
+
+protected:
+    double sample(std::size_t, double) override { return 0.25; }
+};
+
+template <misbehaviour how, call where>
+class misbehaving final : public passing {
+public:
+    explicit misbehaving(const bare::description& about)
+        : passing(about)
+    {
+        at(call::create);
+    }
+    ~misbehaving() override { at(call::close); }
+    bool open(bare::host& host) override
+    {
+        at(call::open);
+        return passing::open(host);
+    }
+    bool set_layout(std::span<const int> in, std::span<const int> out) override
+    {
+        at(call::layout);
+        return passing::set_layout(in, out);
+    }
+    void prepare(double, int) override { at(call::prepare); }
+    void start() override { at(call::start); }
+    void stop() override { at(call::stop); }
+    uint32_t latency() override
+    {
+        at(call::latency);
+        return 0;
+    }
+    uint32_t tail() override
+    {
+        at(call::tail);
+        return 0;
+    }
+    std::vector<std::byte> save() override
+    {
+        at(call::save);
+        return passing::save();
+    }
+    bool load(std::span<const std::byte> state) override
+    {
+        at(call::restore);
+        return passing::load(state);
+    }
+
+protected:
+    bool block_done(std::size_t) override
+    {
+        at(call::process);
+        return true;
+    }
+
+private:
+    static void at(call now)
+    {
+        if (now == where)
+            misbehave(how);
+    }
+};
+
+template <misbehaviour how, std::size_t... index>
+maker misbehaving_in(call where, std::index_sequence<index...>)
+{
+    static constexpr maker makers[] = {make<misbehaving<how, static_cast<call>(index)>>...};
+    return makers[static_cast<std::size_t>(where)];
+}
+
+using every_call = std::make_index_sequence<std::size(calls)>;
+
+using about_t = bare::description;
+
+constexpr behaviour behaviours[] = {
+    {"module_that_passes_through", make<passing>},
+    {"module_that_is_mono_only", make<passing>,
+     [](about_t& a) { a.inputs[0].channels = a.outputs[0].channels = 1; }},
+    {"module_with_mono_buses", make<passing>,
+     [](about_t& a) {
+         a.inputs = {{"Left", 1}, {"Right", 1}};
+         a.outputs = a.inputs;
+     }},
+    {"module_with_a_side_chain", make<passing>,
+     [](about_t& a) {
+         a.inputs.push_back({"Side chain", 2, false});
+     }},
+    {"module_with_two_inputs_and_six_outputs", make<passing>, [](about_t& a) { a.outputs[0].channels = 6; }},
+    {"module_with_48000_samples_of_latency", make<very_late>},
+    {"module_that_changes_its_latency", make<later_and_later>},
+    {"module_with_a_tail", make<tailing>},
+    {"module_with_an_endless_tail", make<fading>},
+    {"module_that_rings_for_ever", make<undying>},
+    {"module_that_puts_out_nan", make<nan_output>},
+    {"module_that_fails_to_process", make<failing_process>},
+    {"module_that_fails_to_open", make<failing_open>},
+    {"module_with_a_large_state", make<large_state>},
+    {"module_with_an_empty_state", make<empty_state>},
+    {"module_without_chunks", make<passing>, [](about_t& a) { a.keeps_chunk = false; }},
+    {"module_without_64_bit", make<passing>, [](about_t& a) { a.processes_double = false; }},
+    {"module_without_a_controller", make<passing>,
+     [](about_t& a) { a.controller = bare::controller_kind::none; }},
+    {"module_with_a_separate_controller", make<passing>,
+     [](about_t& a) { a.controller = bare::controller_kind::own_object; }},
+    {"module_with_names_in_unicode_only", make<passing>, [](about_t& a) { a.names_in_unicode_only = true; }},
+    {"module_that_calls_back_from_its_own_thread", make<own_thread>},
+    {"module_that_is_an_instrument", make<instrument>,
+     [](about_t& a) {
+         a.inputs.clear();
+         a.instrument = true;
+         a.sub_categories = "Instrument|Synth";
+     }},
+    {"module_without_audio", make<passing>,
+     [](about_t& a) {
+         a.inputs.clear();
+         a.outputs.clear();
+     }},
+    {"module_without_an_effect", make<passing>, [](about_t& a) { a.category = "Test Class"; }},
+};
+
+} // namespace
+
+maker crashing_in(call where)
+{
+    return misbehaving_in<misbehaviour::crash>(where, every_call());
+}
+
+maker hanging_in(call where)
+{
+    return misbehaving_in<misbehaviour::hang>(where, every_call());
+}
+
+const behaviour* find_behaviour(std::string_view name)
+{
+    const auto* const found = std::ranges::find(behaviours, name, &behaviour::name);
+    return found == std::end(behaviours) ? nullptr : found;
+}
