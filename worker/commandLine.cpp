@@ -38,7 +38,8 @@ std::string folderOf(std::string_view path)
 
 std::string workerFileName(std::string_view arch)
 {
-    return arch == "x64" ? "qvxVSTHost64.exe" : "qvxVSTHost32.exe";
+    const std::string_view text = arch.substr(0, arch.find('\0'));
+    return text == "x64" ? "qvxVSTHost64.exe" : "qvxVSTHost32.exe";
 }
 
 argumentList processOptions(const vstConfig_t& effect, uint32_t dspFlags)

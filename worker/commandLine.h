@@ -22,7 +22,8 @@ constexpr std::string_view modeConfigureLive = "configure-live";
 // The folder part of a path, with the separator that ends it; empty without one.
 std::string folderOf(std::string_view path);
 
-// The worker program for a module's machine type: the 64-bit one for exactly "x64", else the 32-bit one.
+// The worker program for a module's machine type: the 64-bit one for exactly "x64" (a NUL ends the text),
+// else the 32-bit one.
 std::string workerFileName(std::string_view arch);
 
 // The options of each mode, in their order.

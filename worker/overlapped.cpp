@@ -54,7 +54,7 @@ public:
     void wait()
     {
         const HANDLE handles[2] = {overlapped.hEvent, currentAborter ? currentAborter->event() : nullptr};
-        const DWORD limit = streamLimitToMilliseconds(stream_.timeoutSeconds);
+        const DWORD limit = toMilliseconds(stream_.timeoutSeconds, limitKind::stream);
         const DWORD result = currentAborter ? WaitForMultipleObjects(2, handles, FALSE, limit)
                                             : WaitForSingleObject(handles[0], limit);
         if (result == WAIT_OBJECT_0)

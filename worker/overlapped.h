@@ -19,7 +19,7 @@ public:
 
 protected:
     _streamOverlappedBase() noexcept;
-    ~_streamOverlappedBase() = default;
+    ~_streamOverlappedBase() { handle.reset(); } // before its event
 
     // One ReadFile of at most 16 MiB. 0: size was 0, or the stream has ended.
     size_t readTransfer(void* buffer, uint64_t size);

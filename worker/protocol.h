@@ -6,11 +6,13 @@
 // and a byte count, a 32-bit word each, then that many bytes of payload. Audio is interleaved 64-bit IEEE
 // floats.
 //
-//   code           payload                       reply
-//   cmdProcess     N frames x input channels x 8 N frames x output channels x 8 bytes, then latency in
-//   samples (u32) cmdSetState    the effect's state            none cmdSetFormat   one streamFormat one
-//   streamFormat cmdDrainTail   none (count 0)                byte count T (u32), then T bytes of audio
-//   cmdReset       none (count 0)                none
+//   code           payload and reply
+//   cmdProcess     N frames of input channels x 8 bytes;
+//                  reply: N frames of output channels x 8 bytes, then the latency in samples (u32)
+//   cmdSetState    the effect's state; no reply
+//   cmdSetFormat   one streamFormat; reply: one streamFormat
+//   cmdDrainTail   none (count 0); reply: byte count T (u32), then T bytes of audio
+//   cmdReset       none (count 0); no reply
 //
 // In mode "configure-live" the player sends cmdSetFormat and cmdProcess in the same form.
 

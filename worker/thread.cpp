@@ -40,14 +40,14 @@ void thread::start(std::function<void()> function, int priority)
         aborter_.emplace();
 
     auto passed = std::make_unique<closure>(closure{std::move(function), this});
-    handle_ = reinterpret_cast<HANDLE>(
-        _beginthreadex(nullptr, 0, &thread::entry, passed.get(), CREATE_SUSPENDED, nullptr));
+    handle_.reset(reinterpret_cast<HANDLE>(
+        _beginthreadex(nullptr, 0, &thread::entry, passed.get(), CREATE_SUSPENDED, nullptr)));
     if (!handle_)
         throw bug_check();
     passed.release(); // the thread's from here on
     running_ = true;
-    SetThreadPriority(handle_, priority);
-    ResumeThread(handle_);
+    SetThreadPriority(handle_.get(), priority);
+    ResumeThread(handle_.get());
 }
 
 void thread::join() noexcept
@@ -55,10 +55,10 @@ void thread::join() noexcept
     if (!running_)
         return;
     const int callers = GetThreadPriority(GetCurrentThread());
-    if (callers > GetThreadPriority(handle_))
-        SetThreadPriority(handle_, callers);
-    WaitForSingleObject(handle_, INFINITE);
-    CloseHandle(std::exchange(handle_, nullptr));
+    if (callers > GetThreadPriority(handle_.get()))
+        SetThreadPriority(handle_.get(), callers);
+    WaitForSingleObject(handle_.get(), INFINITE);
+    handle_.reset();
     running_ = false;
 }
 

@@ -1,4 +1,5 @@
 #pragma once
+#include "win/handle.h"
 #include "worker/abort.h"
 
 #include <functional>
@@ -41,7 +42,7 @@ private:
     static unsigned __stdcall entry(void* argument);
 
     std::string name_; // UTF-8, shown by debuggers; may be empty
-    HANDLE handle_ = nullptr;
+    win::kernel_handle handle_;
     bool running_ = false;
     std::optional<aborter> aborter_;
     uint32_t options_;

@@ -16,18 +16,16 @@ uint32_t roundToMilliseconds(double seconds) noexcept
 
 } // namespace
 
-uint32_t streamLimitToMilliseconds(double seconds) noexcept
+uint32_t toMilliseconds(double seconds, limitKind kind) noexcept
 {
-    return seconds > 0 ? roundToMilliseconds(seconds) : INFINITE;
-}
-
-uint32_t waitLimitToMilliseconds(double seconds) noexcept
-{
-    return seconds >= 0 ? roundToMilliseconds(seconds) : INFINITE;
-}
-
-uint32_t secondsToMilliseconds(double seconds) noexcept
-{
+    switch (kind) {
+    case limitKind::stream:
+        return seconds > 0 ? roundToMilliseconds(seconds) : INFINITE;
+    case limitKind::wait:
+        return seconds >= 0 ? roundToMilliseconds(seconds) : INFINITE;
+    case limitKind::plain:
+        break;
+    }
     if (seconds >= 0)
         return roundToMilliseconds(seconds);
     if (!(seconds > -4e12)) // far outside of anything meant; also NaN
@@ -41,7 +39,7 @@ int waitAny(waitableImpl* const* waitables, size_t count, double limitSeconds)
     const size_t first = installed ? 1 : 0;
     const size_t handleCount = first + count;
     if (handleCount == 0) {
-        Sleep(waitLimitToMilliseconds(limitSeconds));
+        Sleep(toMilliseconds(limitSeconds, limitKind::wait));
         return -1;
     }
 
@@ -62,7 +60,7 @@ int waitAny(waitableImpl* const* waitables, size_t count, double limitSeconds)
     double remaining = limitSeconds;
     for (;;) {
         const DWORD result = WaitForMultipleObjects(static_cast<DWORD>(handleCount), handles, FALSE,
-                                                    waitLimitToMilliseconds(remaining));
+                                                    toMilliseconds(remaining, limitKind::wait));
         if (result >= WAIT_OBJECT_0 + handleCount) // time-out, failure
             return -1;
         const size_t index = result - WAIT_OBJECT_0;

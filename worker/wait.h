@@ -8,13 +8,15 @@
 
 namespace Nv {
 
-// Seconds as Win32 milliseconds, rounded half up and kept below INFINITE. The kinds of limit differ on
-// purpose: a stream's: 0, negative and NaN mean no limit.
-uint32_t streamLimitToMilliseconds(double seconds) noexcept;
-// a wait's: 0 polls, negative and NaN mean no limit.
-uint32_t waitLimitToMilliseconds(double seconds) noexcept;
-// plain: no special case; a negative value wraps as its 32-bit image does, NaN polls.
-uint32_t secondsToMilliseconds(double seconds) noexcept;
+// What a limit in seconds means at its edges; the difference is on purpose.
+enum class limitKind {
+    stream, // 0, negative and NaN: no limit
+    wait,   // 0 polls; negative and NaN: no limit
+    plain,  // no special case: a negative value wraps as its 32-bit image does, NaN polls
+};
+
+// Seconds as Win32 milliseconds, rounded half up; a finite limit stays below INFINITE.
+uint32_t toMilliseconds(double seconds, limitKind kind) noexcept;
 
 // Waits for the first of `count` waitables whose event is signalled and that accepts it, and returns its
 // index; -1 when the limit is reached, or when the wait itself fails (more than 63 waitables). Throws

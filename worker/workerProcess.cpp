@@ -75,8 +75,12 @@ public:
     explicit standardHandles(workerProcess& owner)
     {
         input = choose(owner.params_.standardInput, STD_INPUT_HANDLE, PIPE_ACCESS_OUTBOUND, ends_[0]);
-        if (ends_[0].ours)
+        if (ends_[0].ours) {
+            // The inheritable end goes before the process starts: a worker that held it as well would never
+            // see its input end.
             owner.standardInput_.handle = notInheritable(ends_[0].ours);
+            ends_[0].ours.reset();
+        }
         output = choose(owner.params_.standardOutput, STD_OUTPUT_HANDLE, PIPE_ACCESS_INBOUND, ends_[1]);
         owner.standardOutput_.handle = std::move(ends_[1].ours);
         error = choose(owner.params_.standardError, STD_ERROR_HANDLE, PIPE_ACCESS_INBOUND, ends_[2]);
@@ -165,7 +169,7 @@ bool workerProcess::waitForExit(uint32_t limitMilliseconds)
 
 bool workerProcess::waitForExitSeconds(double limitSeconds)
 {
-    return waitForExit(secondsToMilliseconds(limitSeconds));
+    return waitForExit(toMilliseconds(limitSeconds, limitKind::plain));
 }
 
 uint32_t workerProcess::exitCode() const noexcept

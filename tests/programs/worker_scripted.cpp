@@ -1,0 +1,515 @@
+// A worker that does what a script tells it; README.md is its manual. It takes the command line that the
+// component builds; the effect's path names the script.
+
+#include "fake_script.h"
+
+#include "win/handle.h"
+#include "win/utf.h"
+#include "worker/protocol.h"
+
+#include <windows.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <functional>
+#include <mutex>
+#include <optional>
+#include <stdexcept>
+#include <thread>
+
+namespace {
+
+constexpr unsigned code_bad_script = 90;
+constexpr unsigned code_unexpected = 91;
+constexpr unsigned code_bad_conversation = 92;
+constexpr unsigned code_no_pipe = 93;
+constexpr unsigned code_no_event = 94;
+constexpr unsigned code_too_long = 99;
+constexpr DWORD event_limit_ms = 30000;
+constexpr DWORD life_limit_ms = 120000;
+constexpr uint64_t payload_limit = 256 << 20;
+constexpr size_t recorded_payload_limit = 4096;
+
+// The worker ends with this code and says why.
+struct failure : std::runtime_error {
+    failure(unsigned exit_code, const std::string& text)
+        : std::runtime_error(text)
+        , code(exit_code)
+    {
+    }
+    unsigned code;
+};
+struct broken_pipe {};
+
+// Ends without running exit handlers: another thread may hang in a write.
+[[noreturn]] void end_process(unsigned code)
+{
+    TerminateProcess(GetCurrentProcess(), code);
+    Sleep(INFINITE);
+    std::abort();
+}
+
+win::file_handle append_to(const std::wstring& path)
+{
+    win::file_handle file(CreateFileW(path.c_str(), FILE_APPEND_DATA, FILE_SHARE_READ | FILE_SHARE_WRITE,
+                                      nullptr, OPEN_ALWAYS, 0, nullptr));
+    if (!file)
+        throw failure(code_bad_script, "cannot write " + win::to_utf8(path));
+    return file;
+}
+
+bool write_all(HANDLE file, std::string_view bytes)
+{
+    while (!bytes.empty()) {
+        const DWORD piece = static_cast<DWORD>(std::min<size_t>(bytes.size(), 0x1000000));
+        DWORD written = 0;
+        if (!WriteFile(file, bytes.data(), piece, &written, nullptr) || written == 0)
+            return false;
+        bytes.remove_prefix(written);
+    }
+    return true;
+}
+
+void write_stderr(std::string_view bytes)
+{
+    write_all(GetStdHandle(STD_ERROR_HANDLE), bytes);
+}
+
+void burst_stderr(size_t byte_count)
+{
+    for (unsigned number = 1; byte_count > 0; ++number) {
+        char head[32];
+        std::snprintf(head, sizeof(head), "burst %06u ", number);
+        std::string line = head;
+        line.resize(63, 'x');
+        line += '\n';
+        if (byte_count < line.size())
+            line = line.substr(0, byte_count - 1) + '\n';
+        byte_count -= line.size();
+        write_stderr(line);
+    }
+}
+
+std::string as_bytes(const auto& value)
+{
+    return std::string(reinterpret_cast<const char*>(&value), sizeof(value));
+}
+
+class worker {
+public:
+    worker(std::vector<std::string> arguments, std::map<std::string, std::string> options)
+        : arguments_(std::move(arguments))
+        , options_(std::move(options))
+    {
+        const std::string& script = options_.at("--vst");
+        folder_ = script.substr(0, script.find_last_of("\\/") + 1);
+    }
+
+    void run(const std::vector<statement>& script) { run_lines(script, 0, script.size()); }
+    void note(const std::string& line)
+    {
+        if (record_)
+            write_all(record_.get(), line + "\n");
+    }
+
+private:
+    struct hook {
+        uint32_t code;
+        std::optional<uint64_t> nth;
+        statement action;
+    };
+
+    void run_lines(const std::vector<statement>& script, size_t from, size_t to);
+    void execute(const statement& words);
+    void on_broken_pipe();
+    std::wstring file_path(const std::string& name) const;
+
+    void connect();
+    std::string read_pipe(uint64_t byte_count);
+    void write_pipe(std::string_view bytes);
+    std::pair<uint32_t, std::string> read_command();
+    void serve(uint64_t count);
+    std::string answer_to(uint32_t code, const std::string& payload);
+    std::string processed(const std::string& input) const;
+    std::string agreed_format(const std::string& request);
+
+    std::vector<std::string> arguments_;
+    std::map<std::string, std::string> options_;
+    std::string folder_;
+    win::file_handle pipe_, record_, payloads_;
+    std::vector<win::file_handle> held_;
+
+    std::array<std::string, 5> format_ = {"=", "=", "=", "=", "="};
+    std::optional<Nv::streamFormat> agreed_;
+    double factor_ = 1;
+    uint32_t latency_ = 0;
+    uint32_t tail_bytes_ = 0;
+    double tail_value_ = 0;
+    statement at_broken_pipe_ = {"exit", "0"};
+    std::vector<hook> hooks_;
+    std::map<uint32_t, uint64_t> seen_;
+    bool no_reply_ = false;
+    std::optional<uint64_t> short_reply_;
+};
+
+void worker::run_lines(const std::vector<statement>& script, size_t from, size_t to)
+{
+    for (size_t at = from; at < to; ++at) {
+        if (script[at][0] != "repeat") {
+            execute(script[at]);
+            continue;
+        }
+        size_t end = at + 1;
+        for (int depth = 1; end < to; ++end) {
+            depth += script[end][0] == "repeat" ? 1 : script[end][0] == "end" ? -1 : 0;
+            if (depth == 0)
+                break;
+        }
+        if (end == to)
+            throw failure(code_bad_script, "repeat without end");
+        for (uint64_t i = number_of(script[at].at(1)); i > 0; --i)
+            run_lines(script, at + 1, end);
+        at = end;
+    }
+}
+
+std::wstring worker::file_path(const std::string& name) const
+{
+    const bool absolute = name.find(':') != std::string::npos || name.starts_with("\\\\");
+    return win::to_utf16(absolute ? name : folder_ + name);
+}
+
+void worker::connect()
+{
+    const auto name = options_.find("--pipe");
+    if (name == options_.end())
+        throw failure(code_no_pipe, "no --pipe");
+    pipe_.reset(CreateFileW(win::to_utf16(name->second).c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr,
+                            OPEN_EXISTING, 0, nullptr));
+    if (!pipe_)
+        throw failure(code_no_pipe, "cannot open the pipe, error " + std::to_string(GetLastError()));
+    note("connected");
+}
+
+std::string worker::read_pipe(uint64_t byte_count)
+{
+    if (byte_count > payload_limit)
+        throw failure(code_bad_conversation, "byte count " + std::to_string(byte_count));
+    std::string bytes(static_cast<size_t>(byte_count), '\0');
+    size_t done = 0;
+    while (done < bytes.size()) {
+        DWORD got = 0;
+        if (!ReadFile(pipe_.get(), bytes.data() + done, static_cast<DWORD>(bytes.size() - done), &got,
+                      nullptr) ||
+            got == 0)
+            throw broken_pipe();
+        done += got;
+    }
+    return bytes;
+}
+
+void worker::write_pipe(std::string_view bytes)
+{
+    if (!write_all(pipe_.get(), bytes))
+        throw broken_pipe();
+}
+
+std::pair<uint32_t, std::string> worker::read_command()
+{
+    const std::string head = read_pipe(sizeof(Nv::commandHeader));
+    Nv::commandHeader header;
+    std::memcpy(&header, head.data(), sizeof(header));
+    std::string payload = read_pipe(header.byteCount);
+
+    uint64_t hash = 0xcbf29ce484222325;
+    for (const char byte : payload)
+        hash = (hash ^ static_cast<unsigned char>(byte)) * 0x100000001b3;
+    char text[64];
+    std::snprintf(text, sizeof(text), "command %u %u %016llx ", static_cast<unsigned>(header.code),
+                  static_cast<unsigned>(header.byteCount), static_cast<unsigned long long>(hash));
+    const bool shown = !payload.empty() && payload.size() <= recorded_payload_limit;
+    note(text + (shown ? hexadecimal_of(payload) : "-"));
+    if (payloads_)
+        write_all(payloads_.get(), payload);
+    return {header.code, std::move(payload)};
+}
+
+void worker::serve(uint64_t count)
+{
+    for (; count > 0 && pipe_; --count) {
+        const auto [code, payload] = read_command();
+        const uint64_t nth = ++seen_[code];
+        const std::string answer = answer_to(code, payload);
+        for (const hook& each : std::vector<hook>(hooks_)) {
+            if (each.code == code && (!each.nth || *each.nth == nth))
+                execute(each.action);
+        }
+        if (std::exchange(no_reply_, false) || !pipe_)
+            continue;
+        if (short_reply_) {
+            write_pipe(std::string_view(answer).substr(0, static_cast<size_t>(*short_reply_)));
+            short_reply_.reset();
+            pipe_.reset();
+            return;
+        }
+        write_pipe(answer);
+    }
+}
+
+std::string worker::answer_to(uint32_t code, const std::string& payload)
+{
+    switch (code) {
+    case Nv::cmdProcess:
+        return processed(payload);
+    case Nv::cmdSetFormat:
+        return agreed_format(payload);
+    case Nv::cmdDrainTail: {
+        std::string tail;
+        while (tail.size() < tail_bytes_)
+            tail += as_bytes(tail_value_);
+        tail.resize(tail_bytes_);
+        return as_bytes(tail_bytes_) + tail;
+    }
+    case Nv::cmdSetState:
+    case Nv::cmdReset:
+        return {};
+    default:
+        throw failure(code_bad_conversation, "command " + std::to_string(code));
+    }
+}
+
+std::string worker::processed(const std::string& input) const
+{
+    if (!agreed_ || agreed_->inChannels == 0)
+        throw failure(code_bad_conversation, "audio without a format");
+    const size_t in = agreed_->inChannels;
+    const size_t out = agreed_->outChannels;
+    const size_t frames = input.size() / (in * sizeof(double));
+    std::string output(frames * out * sizeof(double), '\0');
+    for (size_t frame = 0; frame < frames; ++frame) {
+        for (size_t channel = 0; channel < std::min(in, out); ++channel) {
+            double sample = 0;
+            std::memcpy(&sample, input.data() + (frame * in + channel) * sizeof(double), sizeof(sample));
+            if (factor_ != 1) // bit patterns pass unchanged
+                sample *= factor_;
+            std::memcpy(output.data() + (frame * out + channel) * sizeof(double), &sample, sizeof(sample));
+        }
+    }
+    return output + as_bytes(latency_);
+}
+
+std::string worker::agreed_format(const std::string& request)
+{
+    if (request.size() != sizeof(Nv::streamFormat))
+        throw failure(code_bad_conversation, "format of " + std::to_string(request.size()) + " bytes");
+    Nv::streamFormat format;
+    std::memcpy(&format, request.data(), sizeof(format));
+    uint32_t* const fields[] = {&format.sampleRate, &format.inChannels, &format.inChannelMask,
+                                &format.outChannels, &format.outChannelMask};
+    for (size_t i = 0; i < format_.size(); ++i) {
+        if (format_[i] != "=")
+            *fields[i] = static_cast<uint32_t>(number_of(format_[i]));
+    }
+    agreed_ = format;
+    return as_bytes(format);
+}
+
+void worker::on_broken_pipe()
+{
+    note("broken-pipe");
+    const statement action = at_broken_pipe_;
+    execute(action);
+    execute({"exit", "0"});
+}
+
+void worker::execute(const statement& words)
+{
+    const auto text = [&](size_t i) -> const std::string& {
+        if (i >= words.size())
+            throw failure(code_bad_script, words[0] + ": too few words");
+        return words[i];
+    };
+    const auto number = [&](size_t i) { return number_of(text(i)); };
+    const auto word32 = [&](size_t i) { return static_cast<uint32_t>(number_of(text(i))); };
+    const auto rest = [&](size_t from) {
+        text(from);
+        return statement(words.begin() + static_cast<ptrdiff_t>(from), words.end());
+    };
+    const auto open_event = [&] {
+        win::kernel_handle event(
+            OpenEventW(EVENT_MODIFY_STATE | SYNCHRONIZE, FALSE, win::to_utf16(text(1)).c_str()));
+        if (!event)
+            throw failure(code_no_event, "no event " + text(1));
+        return event;
+    };
+
+    using action = std::function<void()>;
+    const std::map<std::string, action> actions = {
+        {"record",
+         [&] {
+             record_ = append_to(file_path(text(1)));
+             note("start " + std::to_string(GetCurrentProcessId()));
+             for (const std::string& argument : arguments_)
+                 note("argument " + argument);
+         }},
+        {"record-payloads", [&] { payloads_ = append_to(file_path(text(1))); }},
+        {"connect", [&] { connect(); }},
+        {"close-pipe", [&] { pipe_.reset(); }},
+        {"write-stderr", [&] { write_stderr(text(1)); }},
+        {"stderr-burst", [&] { burst_stderr(static_cast<size_t>(number(1))); }},
+        {"close-stderr", [&] { CloseHandle(GetStdHandle(STD_ERROR_HANDLE)); }},
+        {"read", [&] { read_pipe(number(1)); }},
+        {"expect",
+         [&] {
+             const auto [code, payload] = read_command();
+             if ((text(1) != "*" && word32(1) != code) || (text(2) != "*" && number(2) != payload.size()))
+                 throw failure(code_unexpected, "expected " + text(1) + " " + text(2) + ", got " +
+                                                    std::to_string(code) + " " +
+                                                    std::to_string(payload.size()));
+         }},
+        {"serve", [&] { serve(words.size() > 1 ? number(1) : UINT64_MAX); }},
+        {"reply-bytes", [&] { write_pipe(bytes_of_hexadecimal(text(1))); }},
+        {"reply-words",
+         [&] {
+             for (size_t i = 1; i < words.size(); ++i)
+                 write_pipe(as_bytes(word32(i)));
+         }},
+        {"reply-doubles",
+         [&] {
+             for (size_t i = 1; i < words.size(); ++i)
+                 write_pipe(as_bytes(real_of(words[i])));
+         }},
+        {"reply-zeros", [&] { write_pipe(std::string(static_cast<size_t>(number(1)), '\0')); }},
+        {"reply-garbage",
+         [&] {
+             std::string bytes(static_cast<size_t>(number(1)), '\0');
+             uint32_t state = 12345;
+             for (char& byte : bytes)
+                 byte = static_cast<char>((state = state * 1664525 + 1013904223) >> 24);
+             write_pipe(bytes);
+         }},
+        {"sleep", [&] { Sleep(static_cast<DWORD>(number(1))); }},
+        {"hang", [&] { Sleep(INFINITE); }},
+        {"exit",
+         [&] {
+             note("exit " + text(1));
+             end_process(word32(1));
+         }},
+        {"crash", [&] { *static_cast<volatile int*>(nullptr) = 1; }},
+        {"signal-event", [&] { SetEvent(open_event().get()); }},
+        {"wait-event",
+         [&] {
+             if (WaitForSingleObject(open_event().get(), event_limit_ms) != WAIT_OBJECT_0)
+                 throw failure(code_no_event, text(1) + " did not come");
+         }},
+        {"hold-file",
+         [&] {
+             held_.emplace_back(CreateFileW(file_path(text(1)).c_str(), GENERIC_READ | GENERIC_WRITE, 0,
+                                            nullptr, OPEN_ALWAYS, 0, nullptr));
+             if (!held_.back())
+                 throw failure(code_bad_script, "cannot hold " + text(1));
+         }},
+        {"write-file",
+         [&] {
+             const win::file_handle file(CreateFileW(file_path(text(1)).c_str(), GENERIC_WRITE,
+                                                     FILE_SHARE_READ, nullptr, CREATE_ALWAYS, 0, nullptr));
+             if (!file || !write_all(file.get(), text(2)))
+                 throw failure(code_bad_script, "cannot write " + text(1));
+         }},
+        {"background", [&] { std::thread([this, inner = rest(1)] { execute(inner); }).detach(); }},
+        {"format",
+         [&] {
+             for (size_t i = 0; i < format_.size(); ++i)
+                 format_[i] = text(i + 1);
+         }},
+        {"audio",
+         [&] {
+             factor_ = real_of(text(1));
+             latency_ = word32(2);
+         }},
+        {"tail",
+         [&] {
+             tail_bytes_ = word32(1);
+             tail_value_ = real_of(text(2));
+         }},
+        {"on-broken-pipe", [&] { at_broken_pipe_ = rest(1); }},
+        {"on",
+         [&] {
+             std::optional<uint64_t> nth;
+             if (text(2) != "*")
+                 nth = number(2);
+             hooks_.push_back({word32(1), nth, rest(3)});
+         }},
+        {"no-reply", [&] { no_reply_ = true; }},
+        {"short-reply", [&] { short_reply_ = number(1); }},
+    };
+    const auto found = actions.find(words[0]);
+    if (found == actions.end())
+        throw failure(code_bad_script, "unknown statement " + words[0]);
+    try {
+        found->second();
+    } catch (const broken_pipe&) {
+        on_broken_pipe();
+    } catch (const failure& failed) {
+        write_stderr(std::string("fake worker: ") + failed.what() + "\n");
+        note("exit " + std::to_string(failed.code));
+        end_process(failed.code);
+    }
+}
+
+std::string read_file(const std::wstring& path)
+{
+    const win::file_handle file(CreateFileW(path.c_str(), GENERIC_READ,
+                                            FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                                            OPEN_EXISTING, 0, nullptr));
+    if (!file)
+        throw failure(code_bad_script, "cannot read " + win::to_utf8(path));
+    std::string text;
+    char buffer[4096];
+    DWORD got = 0;
+    while (ReadFile(file.get(), buffer, sizeof(buffer), &got, nullptr) && got > 0)
+        text.append(buffer, got);
+    return text;
+}
+
+DWORD WINAPI end_after_life_limit(void*)
+{
+    Sleep(life_limit_ms);
+    end_process(code_too_long);
+}
+
+// Without it a crash may wait for a debugger's dialog.
+LONG WINAPI end_with_exception_code(EXCEPTION_POINTERS* exception)
+{
+    end_process(exception->ExceptionRecord->ExceptionCode);
+}
+
+} // namespace
+
+int wmain(int argc, wchar_t** argv)
+{
+    SetUnhandledExceptionFilter(&end_with_exception_code);
+    const win::kernel_handle limit(CreateThread(nullptr, 0, &end_after_life_limit, nullptr, 0, nullptr));
+
+    std::vector<std::string> arguments;
+    for (int i = 0; i < argc; ++i)
+        arguments.push_back(win::to_utf8(argv[i]));
+    std::map<std::string, std::string> options; // behind the program and the mode
+    for (size_t i = 2; i + 1 < arguments.size(); i += 2)
+        options[arguments[i]] = arguments[i + 1];
+    try {
+        if (!options.contains("--vst"))
+            throw failure(code_bad_script, "no --vst");
+        const auto script = parse_script(read_file(win::to_utf16(options["--vst"])), options);
+        worker playing(arguments, options);
+        playing.run(script);
+        playing.note("exit 0");
+    } catch (const std::exception& failed) {
+        write_stderr(std::string("fake worker: ") + failed.what() + "\n");
+        end_process(code_bad_script);
+    }
+    end_process(0);
+}

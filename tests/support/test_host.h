@@ -1,0 +1,73 @@
+#pragma once
+// A small player for tests: the services that the worker link and the DSP ask for, and nothing else.
+
+#include "sdk/abort_callback_impl.h"
+#include "sdk/app_abort.h"
+#include "sdk/config_store.h"
+#include "sdk/console.h"
+#include "sdk/filesystem.h"
+#include "sdk/host_api.h"
+#include "sdk/threads.h"
+
+#include <chrono>
+#include <condition_variable>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+// Is the module's host from construction to destruction; one at a time. The constructing thread is the main
+// thread. Everything else may be called from any thread.
+class test_host final : public host_api {
+public:
+    test_host();
+    // Shuts down: signals the application's token and waits (10 s, then ends the process with a line) until
+    // no detached thread is left.
+    ~test_host();
+    test_host(const test_host&) = delete;
+    test_host& operator=(const test_host&) = delete;
+
+    // The console's lines so far, in order.
+    std::vector<std::string> console_lines() const;
+    void clear_console();
+    // Waits until the console holds this line; false at the limit.
+    bool wait_for_line(const std::string& line, double limit_seconds = 10);
+    // Waits until at least `count` lines are there; false at the limit.
+    bool wait_for_line_count(size_t count, double limit_seconds = 10);
+
+    // Threads that run detached work now. The wait is false at the limit.
+    size_t detached_count() const;
+    bool wait_until_detached_done(double limit_seconds = 10);
+    // From here on run_detached throws exception_win32(8) / works again.
+    void refuse_detached(bool refuse);
+
+    // Takes a service away (it then exists 0 times), or gives it back.
+    void hide_service(const guid_t& class_guid, bool hide);
+
+    abort_callback_impl app_token;
+    config_store& store() noexcept;
+
+    // Paths that begin with "test://" are not native: the native form is what follows.
+    static constexpr const char* path_scheme = "test://";
+
+    uint32_t get_version() const noexcept override { return current_version; }
+    size_t get_service_count(const guid_t& class_guid) const noexcept override;
+    void get_service(service_ptr_t<service_base>& out, const guid_t& class_guid, size_t index) override;
+    void* get_main_window() const noexcept override { return nullptr; }
+    bool is_main_thread() const noexcept override;
+    bool is_shutting_down() const noexcept override { return app_token.is_aborting(); }
+    bool are_services_available() const noexcept override { return true; }
+
+private:
+    struct state; // outlives the host: a service may still be held
+    class console_impl;
+    class store_impl;
+    class threads_impl;
+    class abort_impl;
+    class filesystem_impl;
+
+    std::shared_ptr<state> state_;
+    std::vector<std::pair<guid_t, service_ptr_t<service_base>>> services_;
+    uint32_t main_thread_;
+};
