@@ -1,0 +1,242 @@
+#!/usr/bin/python3
+"""Checks of the source tree itself: which room includes what, headers, and text that has no place in it."""
+import concurrent.futures
+import json
+import os
+import re
+import shlex
+import subprocess
+import sys
+import tempfile
+import unittest
+from pathlib import Path
+
+TOP = Path(__file__).resolve().parent.parent.parent
+sys.path.insert(0, str(TOP / "tests"))
+from support import python_tests  # noqa: E402
+
+# What the files of a room may include besides their own: rooms, or single headers.
+ARROWS = {
+    "sdk": set(),
+    "win": set(),
+    "catalogue": {"win", "sdk"},
+    "worker": {"catalogue", "win", "sdk"},
+    "dsp": {"worker", "catalogue", "win", "sdk"},
+    "ui": {"dsp", "worker", "catalogue", "win", "sdk"},
+    "vis": {"ui", "dsp", "worker", "catalogue", "win", "sdk"},
+    "frame": {"vis", "ui", "dsp", "worker", "catalogue", "win", "sdk"},
+    "player": {"sdk", "win", "catalogue"},
+    "vsthost": {"win", "worker/protocol.h"},
+    "effects": set(),
+}
+# Test and bench code may look into every room, but no room into it.
+OUTSIDE = {"tests", "bench"}
+HEADERS = {".h", ".hpp", ".inl"}
+SOURCES = {".c", ".cpp", ".rc"} | HEADERS
+INCLUDE = re.compile(r'^\s*#\s*include\s*(["<])([^">]+)[">]', re.MULTILINE)
+
+# The tree speaks for itself: it names no document, machine or server outside of it. (Written so that these lines
+# do not match themselves.)
+FOREIGN = re.compile(r"\bpart[s]? [0-9]+\.[0-9]|specificatio[n]|\bspe[c]\b|/wor[k]/|/far[m]/|/tmp/w[t]/|debia[n]\.org",
+                     re.IGNORECASE)
+
+
+def files(top):
+    for folder, folders, names in os.walk(top):
+        folders[:] = sorted(name for name in folders
+                            if name not in (".git", "__pycache__") and Path(folder, name) != top / "build")
+        for name in sorted(names):
+            path = Path(folder, name)
+            if not path.is_symlink() and name != ".git":
+                yield path
+
+
+def wrong_includes(top):
+    """Every include that goes against an arrow, as "file:line: why"."""
+    problems = []
+    for path in files(top):
+        if path.suffix not in SOURCES:
+            continue
+        relative = path.relative_to(top)
+        room = relative.parts[0]
+        text = path.read_text(encoding="utf-8", errors="replace")
+        for match in INCLUDE.finditer(text):
+            quote, target = match.groups()
+            where = f"{relative}:{text.count(chr(10), 0, match.start(2)) + 1}: includes {target}"
+            first = target.split("/")[0]
+            if ".." in target.split("/"):
+                problems.append(f"{where}: write the path from the top, <room>/<file>")
+            elif room in OUTSIDE:
+                continue
+            elif room not in ARROWS:
+                problems.append(f"{where}, but {room}/ is no room")
+            elif first not in ARROWS:
+                if quote == '"':
+                    problems.append(f"{where}, which is in no room")
+            elif first != room and first not in ARROWS[room] and target not in ARROWS[room]:
+                problems.append(f"{where}, but {room} may include only: {' '.join(sorted(ARROWS[room])) or 'nothing'}")
+    return problems
+
+
+def unguarded_headers(top):
+    return [f"{path.relative_to(top)}: no #pragma once" for path in files(top)
+            if path.suffix in HEADERS and not re.search(r"^#pragma once$", path.read_text(encoding="utf-8"), re.MULTILINE)]
+
+
+def foreign_text(top):
+    problems = []
+    for path in files(top):
+        data = path.read_bytes()
+        if b"\0" in data:
+            continue
+        for number, line in enumerate(data.decode(errors="replace").splitlines(), 1):
+            if FOREIGN.search(line):
+                problems.append(f"{path.relative_to(top)}:{number}: {line.strip()}")
+    return problems
+
+
+def compile_commands(build):
+    """The compiler's arguments per source file, without what names the source and its outputs."""
+    commands = {}
+    for entry in json.loads((build / "compile_commands.json").read_text()):
+        arguments = shlex.split(entry["command"])
+        kept = []
+        skip = False
+        for argument in arguments:
+            if skip:
+                skip = False
+            elif argument in ("-o", "-c", "-MF", "-MT", "-MQ"):
+                skip = True
+            elif argument not in ("-MD", "-MMD"):
+                kept.append(argument)
+        if entry["file"].endswith(".cpp"):
+            commands[Path(entry["file"])] = (kept, entry["directory"])
+    return commands
+
+
+def flags_for(header, commands):
+    """The different flags of the sources of a header's room, those that suit best first: of the source of the same
+    name, of the same folder, of the same room."""
+    def distance(source):
+        shared = len(Path(os.path.commonpath([source, header])).parts)
+        return (source.with_suffix("") != header.with_suffix(""), -shared, source)
+    room = TOP / header.relative_to(TOP).parts[0]
+    unique = {}
+    for source in sorted((source for source in commands if source.is_relative_to(room)), key=distance):
+        arguments, directory = commands[source]
+        unique.setdefault(tuple(arguments), directory)
+    return unique.items()
+
+
+def headers_that_need_others(headers, commands, scratch):
+    """Compiles each header as the only include of a file, as some source of its room is compiled."""
+    def problem(header):
+        name = header.relative_to(TOP)
+        # A fixed name and text, so that the compiler's cache knows the file again.
+        unit = scratch / (str(name).replace("/", "_") + ".cpp")
+        unit.write_text(f'#include "{header}"\n')
+        first_error = "no source of its room is built"
+        for number, (arguments, directory) in enumerate(flags_for(header, commands)):
+            run = subprocess.run([*arguments, "-O0", "-g0", "-c", str(unit), "-o", str(unit.with_suffix(".o"))],
+                                 cwd=directory, stdin=subprocess.DEVNULL, capture_output=True, text=True, timeout=120)
+            if run.returncode == 0:
+                return None
+            if number == 0:
+                first_error = run.stderr
+        return f"{name} does not compile alone:\n{first_error}"
+
+    scratch.mkdir(parents=True, exist_ok=True)
+    with concurrent.futures.ThreadPoolExecutor(2) as pool:
+        return [text for text in pool.map(problem, headers) if text]
+
+
+class Layout(unittest.TestCase):
+    def none(self, problems):
+        if problems:
+            self.fail("\n" + "\n".join(problems))
+
+    def test_includes(self):
+        """no include goes against the arrows of the house"""
+        self.none(wrong_includes(TOP))
+
+    def test_guards(self):
+        """every header has its guard"""
+        self.none(unguarded_headers(TOP))
+
+    def test_headers_alone(self):
+        """every header compiles alone"""
+        build = TOP / "build" / "x64"
+        headers = [path for path in files(TOP) if path.suffix in HEADERS]
+        self.assertGreater(len(headers), 20)
+        self.none(headers_that_need_others(headers, compile_commands(build), build / "headers_alone"))
+
+    def test_text(self):
+        """nothing speaks of documents or machines outside of the tree"""
+        self.none(foreign_text(TOP))
+
+
+class PlantedFaults(unittest.TestCase):
+    """Each check must find what it is for, and nothing else."""
+
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.top = Path(folder.name)
+
+    def plant(self, name, text):
+        path = self.top / name
+        path.parent.mkdir(parents=True, exist_ok=True)
+        path.write_text(text)
+        return path
+
+    def test_includes(self):
+        """a planted include against an arrow is found"""
+        good = {
+            "frame/a.cpp": '#include "vis/v.h"\n#include "frame/a.h"\n#include <windows.h>\n#include <sys/stat.h>\n',
+            "vsthost/a.cpp": '#include "worker/protocol.h"\n#include "win/handle.h"\n',
+            "tests/sdk/a.cpp": '#include "support/x.h"\n#include "worker/b.h"\n',
+        }
+        bad = {
+            "catalogue/up.cpp": '#include "catalogue/up.h"\n\n  #  include "worker/protocol.h"\n',
+            "worker/sideways.h": "#include <dsp/dsp_vst.h>\n",
+            "vsthost/more.cpp": '#include "worker/streams.h"\n',
+            "effects/gain.cpp": '#include "sdk/guid.h"\n',
+            "sdk/down.h": '#include "win/utf.h"\n',
+            "dsp/dots.cpp": '#include "../worker/streams.h"\n',
+            "player/bare.cpp": '#include "render.h"\n',
+            "ui/test_in_product.cpp": '#include "support/test_options.h"\n',
+            "cellar/a.cpp": '#include "win/utf.h"\n',
+        }
+        for name, text in {**good, **bad}.items():
+            self.plant(name, text)
+        found = wrong_includes(self.top)
+        self.assertEqual([problem.split(":")[0] for problem in found], sorted(bad), "\n" + "\n".join(found))
+        self.assertTrue(found[0].startswith("catalogue/up.cpp:3: "), found[0])
+
+    def test_guards_and_text(self):
+        """a planted header without guard and planted foreign text are found"""
+        self.plant("sdk/good.h", "#pragma once\n// in part 3 of the work, specific\n")
+        self.plant("sdk/bad.h", "// #pragma once\n")
+        self.assertEqual(unguarded_headers(self.top), ["sdk/bad.h: no #pragma once"])
+        self.assertEqual(foreign_text(self.top), [])
+        lines = ["see Part" + " 4.2", "the Spe" + "c", "x/wor" + "k/y", "http://deb.debia" + "n.org/"]
+        self.plant("README.md", "fine\n" + "\n".join(lines) + "\n")
+        self.assertEqual([text.split(": ")[0] for text in foreign_text(self.top)],
+                         [f"README.md:{line}" for line in range(2, 6)])
+
+    def test_header_alone(self):
+        """a planted header that needs another one is found"""
+        scratch = TOP / "build" / "x64" / "headers_alone" / "planted"
+        scratch.mkdir(parents=True, exist_ok=True)
+        commands = compile_commands(TOP / "build" / "x64")
+        flags = next(commands[path] for path in commands if path.is_relative_to(TOP / "win"))
+        headers = [scratch / "good.h", scratch / "bad.h"]
+        headers[0].write_text("#pragma once\n#include <string>\ninline std::string text;\n")
+        headers[1].write_text("#pragma once\ninline std::string text;\n")
+        found = headers_that_need_others(headers, {scratch / "a.cpp": flags}, scratch)
+        self.assertEqual(len(found), 1, found)
+        self.assertIn("bad.h does not compile alone", found[0])
+
+
+if __name__ == "__main__":
+    sys.exit(python_tests.main())
