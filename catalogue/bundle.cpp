@@ -1,52 +1,57 @@
 #include "catalogue/bundle.h"
 
-#include "win/utf.h"
+#include "win/long_path.h"
 
 #include <windows.h>
+
+#include <algorithm>
+#include <string_view>
 
 namespace {
 
 // INVALID_FILE_ATTRIBUTES when there is nothing.
-DWORD attributes_of(const std::wstring& path) noexcept
+DWORD attributes_of(const std::string& path)
 {
-    return GetFileAttributesW(path.c_str());
+    return GetFileAttributesW(win::long_path(path).c_str());
 }
 
-bool is_folder(const std::wstring& path) noexcept
+bool is_folder(const std::string& path)
 {
     const DWORD attributes = attributes_of(path);
     return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY);
 }
 
-bool is_file(const std::wstring& path) noexcept
+bool is_file(const std::string& path)
 {
     const DWORD attributes = attributes_of(path);
     return attributes != INVALID_FILE_ATTRIBUTES && !(attributes & FILE_ATTRIBUTE_DIRECTORY);
 }
 
-bool ends_in_vst3(const std::wstring& path) noexcept
+bool ends_in_vst3(const std::string& path)
 {
-    static const wchar_t extension[] = L".vst3";
-    constexpr size_t length = 5;
-    return path.size() > length && CompareStringOrdinal(path.c_str() + path.size() - length, length,
-                                                        extension, length, TRUE) == CSTR_EQUAL;
+    const std::string_view extension = ".vst3";
+    if (path.size() <= extension.size())
+        return false;
+    return std::equal(extension.begin(), extension.end(),
+                      path.end() - static_cast<ptrdiff_t>(extension.size()),
+                      [](char a, char b) { return a == (b >= 'A' && b <= 'Z' ? b + ('a' - 'A') : b); });
 }
 
 } // namespace
 
 std::optional<std::string> moduleInBundle(const std::string& path)
 {
-    std::wstring folder = win::to_utf16(path);
-    while (!folder.empty() && (folder.back() == L'\\' || folder.back() == L'/'))
+    std::string folder = path;
+    while (folder.ends_with('\\') || folder.ends_with('/'))
         folder.pop_back();
     if (!ends_in_vst3(folder) || !is_folder(folder))
         return std::nullopt;
-    const size_t separator = folder.find_last_of(L"\\/:");
-    const std::wstring name = separator == std::wstring::npos ? folder : folder.substr(separator + 1);
-    for (const wchar_t* platform : {L"x86_64-win", L"x86-win"}) {
-        const std::wstring file = folder + L"\\Contents\\" + platform + L"\\" + name;
+    const size_t separator = folder.find_last_of("\\/:");
+    const std::string name = separator == std::string::npos ? folder : folder.substr(separator + 1);
+    for (const char* platform : {"x86_64-win", "x86-win"}) {
+        const std::string file = folder + "\\Contents\\" + platform + "\\" + name;
         if (is_file(file))
-            return win::to_utf8(file);
+            return file;
     }
     return std::nullopt;
 }

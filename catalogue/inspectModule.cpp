@@ -2,26 +2,11 @@
 
 #include "sdk/exceptions.h"
 #include "win/handle.h"
-#include "win/utf.h"
+#include "win/long_path.h"
 
 #include <algorithm>
 
 namespace {
-
-// Without the prefix CreateFileW takes at most MAX_PATH characters; with it a path must be full and tidy.
-std::wstring openable_path(const std::string& path)
-{
-    std::wstring wide = win::to_utf16(path);
-    if (wide.size() < MAX_PATH || wide.starts_with(L"\\\\"))
-        return wide;
-    const DWORD needed = GetFullPathNameW(wide.c_str(), 0, nullptr, nullptr);
-    std::wstring full(needed, L'\0');
-    const DWORD length = GetFullPathNameW(wide.c_str(), needed, full.data(), nullptr);
-    if (length == 0 || length >= needed)
-        return wide;
-    full.resize(length);
-    return L"\\\\?\\" + full;
-}
 
 class module_file final : public module_image_reader {
 public:
@@ -85,7 +70,7 @@ module_refusal refusal_of_open(const std::wstring& path, DWORD error) noexcept
 
 module_report examineModule(const std::string& path, int32_t preferredVersion)
 {
-    const std::wstring native = openable_path(path);
+    const std::wstring native = win::long_path(path);
     module_file file(native);
     if (file.open_error() != 0) {
         module_report report;

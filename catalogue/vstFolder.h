@@ -2,6 +2,8 @@
 // Folders that effects are looked for in, and lists of paths as one text.
 
 #include <cstdint>
+#include <functional>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -25,3 +27,10 @@ std::string joinPaths(const std::vector<std::string>& paths);
 
 // Without its empty pieces.
 std::vector<std::string> withoutEmpty(std::vector<std::string> paths);
+
+// The value of an environment variable (UTF-8), nothing when it is missing; empty values are there.
+using environment_reader = std::function<std::optional<std::string>(const char* name)>;
+
+// The system's folders for VST modules: for each of the two kinds the 32-bit program's place, then the 64-bit
+// one's. A kind of which either variable is missing contributes nothing; equal places are not merged.
+std::vector<vstFolder_t> composeDefaultFolders(const environment_reader& environment);

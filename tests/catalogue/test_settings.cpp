@@ -47,27 +47,6 @@ public:
 
 } // namespace
 
-TEST_CASE("path lists: splitting and joining")
-{
-    struct {
-        std::string text;
-        paths expected;
-    } const rows[] = {
-        {"", {""}},
-        {"A", {"A"}},
-        {"A\nB", {"A", "B"}},
-        {"A\r\n\r\nB\n", {"A", "", "B", ""}},
-        {"A\r\r\nB\r", {"A", "B\r"}}, // only what stands right before a line feed is dropped
-        {"A\rB\nC", {"A\rB", "C"}},
-        {"\n", {"", ""}},
-    };
-    for (const auto& row : rows)
-        CHECK(splitPaths(row.text) == row.expected);
-    CHECK(joinPaths({}) == "");
-    CHECK(joinPaths({"A"}) == "A");
-    CHECK(joinPaths({"C:\\A", "B"}) == "C:\\A\nB");
-}
-
 TEST_CASE("settings: a fresh store, and the keys that values are kept under")
 {
     settings_fixture f;

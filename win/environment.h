@@ -1,0 +1,7 @@
+#pragma once
+// The process's environment variables.
+
+#include <string>
+
+// True when the variable is there, also with an empty value. UTF-8. Any thread.
+bool uGetEnvironmentVariable(const char* name, std::string& out);
