@@ -34,6 +34,11 @@ std::wstring effect_path(const std::wstring& name)
     return dist_effects() + (sizeof(void*) == 8 ? L"x64\\" : L"x86\\") + name;
 }
 
+std::wstring test_program_path(const std::wstring& name)
+{
+    return own_folder() + L"\\" + name;
+}
+
 std::wstring test_module_path(const std::wstring& name)
 {
     return own_folder() + L"\\modules\\" + name;

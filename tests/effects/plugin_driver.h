@@ -56,9 +56,10 @@ public:
 // By the extension: .vst3 or .dll.
 std::unique_ptr<plugin_driver> open_plugin(const std::wstring& path);
 
-// Where a file of this name lies: a module of this bitness, a module made for tests, a state of the
-// repository.
+// Where a file of this name lies: a module of this bitness, a program or module made for tests, a state of
+// the repository.
 std::wstring effect_path(const std::wstring& name);
+std::wstring test_program_path(const std::wstring& name);
 std::wstring test_module_path(const std::wstring& name);
 std::wstring state_path(const std::wstring& name);
 

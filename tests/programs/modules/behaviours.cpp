@@ -28,7 +28,7 @@ std::optional<call> call_by_name(std::string_view name)
 void misbehave(misbehaviour how)
 {
     if (how == misbehaviour::crash) {
-        int* volatile nowhere = nullptr;
+        volatile int* volatile nowhere = nullptr; // or the compiler drops the store
         *nowhere = 1;
     }
     for (;;)
