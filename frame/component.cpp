@@ -1,5 +1,6 @@
 #include "frame/component.h"
 
+#include "sdk/cfg_var.h"
 #include "worker/startWorker.h"
 
 component& component::get() noexcept
@@ -8,9 +9,15 @@ component& component::get() noexcept
     return instance;
 }
 
-void component::write_config(stream_writer&, abort_callback&) {}
+void component::write_config(stream_writer& out, abort_callback& abort)
+{
+    cfg_var_modern::write_all(out, abort);
+}
 
-void component::read_config(stream_reader&, size_t, abort_callback&) {}
+void component::read_config(stream_reader& in, size_t byte_count, abort_callback& abort)
+{
+    cfg_var_modern::read_all(in, byte_count, abort);
+}
 
 void component::set_library_path(const char* path, const char* name)
 {

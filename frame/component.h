@@ -15,8 +15,8 @@ public:
     {
         return service_factory_base::get_list();
     }
-    // Every change of a setting is stored when it is made, so there is nothing left to write or to read back
-    // here.
+    // The persisted variables as one block of bytes. The player may keep it or not: every change of a setting
+    // is stored when it is made.
     void write_config(stream_writer& out, abort_callback& abort) override;
     void read_config(stream_reader& in, size_t byte_count, abort_callback& abort) override;
     void set_library_path(const char* path, const char* name) override;
