@@ -5,6 +5,7 @@ import json
 import os
 import re
 import shlex
+import shutil
 import subprocess
 import sys
 import tempfile
@@ -97,10 +98,11 @@ def foreign_text(top):
 
 def compile_commands(build):
     """The compiler's arguments per source file, without what names the source and its outputs."""
+    cache = [name for name in ["ccache"] if shutil.which(name)]  # which the file leaves out
     commands = {}
     for entry in json.loads((build / "compile_commands.json").read_text()):
         arguments = shlex.split(entry["command"])
-        kept = []
+        kept = list(cache)
         skip = False
         for argument in arguments:
             if skip:
