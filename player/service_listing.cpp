@@ -1,5 +1,6 @@
 #include "player/service_listing.h"
 
+#include "sdk/advconfig.h"
 #include "sdk/componentversion.h"
 #include "sdk/dsp.h"
 #include "sdk/initquit.h"
@@ -8,13 +9,15 @@ namespace player {
 
 namespace {
 
-void describe_dsp(service_base& service, service_description& out)
+// For every class that has a name and a GUID of its own.
+template <class T>
+void describe_labelled(service_base& service, service_description& out)
 {
-    if (const auto entry = service_query_as<dsp_entry>(service)) {
+    if (const auto labelled = service_query_as<T>(service)) {
         string_out_impl name;
-        entry->get_name(name);
+        labelled->get_name(name);
         out.name = name.text;
-        out.guid = entry->get_guid();
+        out.guid = labelled->get_guid();
     }
 }
 
@@ -33,8 +36,10 @@ struct known_class {
     void (*describe)(service_base& service, service_description& out); // null: nothing of its own to say
 };
 const known_class known_classes[] = {
+    {advconfig_branch::class_guid, "advconfig_branch", &describe_labelled<advconfig_branch>},
+    {advconfig_entry::class_guid, "advconfig_entry", &describe_labelled<advconfig_entry>},
     {initquit::class_guid, "initquit", nullptr},
-    {dsp_entry::class_guid, "dsp_entry", &describe_dsp},
+    {dsp_entry::class_guid, "dsp_entry", &describe_labelled<dsp_entry>},
     {componentversion::class_guid, "componentversion", &describe_version},
 };
 

@@ -1,0 +1,128 @@
+#include "player/command_line.h"
+
+#include "player/player_error.h"
+
+#include <doctest/doctest.h>
+
+using namespace player;
+
+namespace {
+
+std::string refusal(const std::vector<std::string>& arguments)
+{
+    try {
+        parse_command_line(arguments);
+    } catch (const usage_error& error) {
+        return error.what();
+    }
+    return "accepted";
+}
+
+} // namespace
+
+TEST_CASE("command line: options of an effect bind to the --effect before them")
+{
+    const command_line line = parse_command_line(
+        {"--quiet", "render",   "in 1.wav",   "--effect", "a.dll",   "--float64", "--effect",
+         "b.vst3",  "--layout", "5.1 (side)", "--state",  "b.state", "--preset",  "c.preset",
+         "in2.wav", "--effect", "d.dll",      "--state",  "d.state", "out.wav",   "--frames",
+         "1",       "--seek",   "1.5",        "--tail",   "--json",  "--config",  "x.json"});
+    CHECK(line.what == command::render);
+    CHECK(line.quiet);
+    CHECK(line.json);
+    CHECK(line.config == "x.json");
+    CHECK(line.render.inputs == std::vector<std::string>{"in 1.wav", "in2.wav"});
+    CHECK(line.render.output == "out.wav");
+    CHECK(line.render.frames == 1);
+    CHECK(line.render.seek == 1.5);
+    CHECK(line.render.tail);
+    CHECK_FALSE(line.render.realtime);
+    REQUIRE(line.render.chain.size() == 4);
+    const auto& chain = line.render.chain;
+    CHECK(chain[0].effect.module == "a.dll");
+    CHECK(chain[0].effect.float64);
+    CHECK_FALSE(chain[0].effect.state_file);
+    CHECK(chain[1].effect.module == "b.vst3");
+    CHECK(chain[1].effect.output_mask == 0x60F);
+    CHECK(chain[1].effect.state_file == "b.state");
+    CHECK_FALSE(chain[1].effect.float64);
+    CHECK(chain[2].preset_file == "c.preset");
+    CHECK(chain[3].effect.state_file == "d.state");
+    CHECK(chain[3].effect.output_mask == 0);
+}
+
+TEST_CASE("command line: absolute paths with slashes are paths, commands' names may be files")
+{
+    const command_line line = parse_command_line({"render", "/home/a.wav", "services", "--effect=/x/y.dll"});
+    CHECK(line.render.inputs == std::vector<std::string>{"/home/a.wav"});
+    CHECK(line.render.output == "services");
+    CHECK(line.render.chain.at(0).effect.module == "/x/y.dll");
+}
+
+TEST_CASE("command line: the other commands")
+{
+    const command_line made = parse_command_line({"preset", "--layout", "mono", "m.dll", "out", "--float64"});
+    CHECK(made.what == command::preset);
+    CHECK(made.preset.effect.module == "m.dll");
+    CHECK(made.preset.effect.output_mask == 0x4);
+    CHECK(made.preset.effect.float64);
+    CHECK(made.preset.output == "out");
+    CHECK(parse_command_line({"preset", "--show", "f", "--json"}).preset.show == "f");
+    CHECK(parse_command_line({"services", "--component", "c.dll"}).component == "c.dll");
+    CHECK(parse_command_line({"settings", "dpi-aware", "folders=C:\\A;C:\\B"}).settings.size() == 2);
+    CHECK(parse_command_line({"--version"}).what == command::version);
+    CHECK(parse_command_line({"--help"}).help_text.find("render") != std::string::npos);
+    CHECK(parse_command_line({"render", "--help"}).help_text.find("--layout") != std::string::npos);
+}
+
+TEST_CASE("command line: every layout has its mask")
+{
+    const std::pair<const char*, uint32_t> rows[] = {
+        {"mono", 0x4}, {"stereo", 0x3}, {"2.1", 0xB},  {"3.0", 0x7},          {"4.0", 0x33},
+        {"4.1", 0x3B}, {"5.0", 0x37},   {"5.1", 0x3F}, {"5.1 (side)", 0x60F}, {"7.1", 0x63F}};
+    for (const auto& [name, mask] : rows) {
+        CHECK(layout_mask(name) == mask);
+        CHECK(layout_name(mask) == name);
+    }
+    CHECK(layout_mask("Stereo") == 0);
+}
+
+TEST_CASE("command line: mistakes are named, with the nearest thing that would be right")
+{
+    struct row {
+        std::vector<std::string> arguments;
+        const char* text;
+    };
+    const row rows[] = {
+        {{}, "name a command"},
+        {{"rendr"}, "unknown command rendr; did you mean render?"},
+        {{"zzzzzzzzz"}, "unknown command zzzzzzzzz; --help"},
+        {{"render", "a", "b", "--efect", "x"}, "unknown option --efect; did you mean --effect?"},
+        {{"render", "a", "b", "--stat=x"}, "unknown option --stat; did you mean --state?"},
+        {{"--jsn", "services"}, "unknown option --jsn"},
+        {{"services", "--quite"}, "did you mean --quiet?"},
+        {{"services", "x"}, "unexpected argument \"x\""},
+        {{"render", "a.wav"}, "needs an input and an output"},
+        {{"render", "a", "b", "--state", "s"}, "--state belongs to an effect"},
+        {{"render", "a", "b", "--preset", "p", "--float64"}, "--float64 belongs to an effect"},
+        {{"render", "a", "b", "--effect", "m", "--state", "s", "--state", "t"},
+         "--state was given twice for m"},
+        {{"render", "a", "b", "--effect", "m", "--layout", "stereoo"},
+         "unknown layout \"stereoo\"; use one of \"mono\""},
+        {{"render", "a", "b", "--effect"}, "--effect"},
+        {{"render", "a", "b", "--frames", "0"}, "--frames"},
+        {{"render", "a", "b", "--frames", "many"}, "--frames"},
+        {{"render", "a", "b", "--seek", "-1"}, "--seek needs"},
+        {{"render", "a", "b", "--seek", "nan"}, "--seek"},
+        {{"preset", "m"}, "preset needs a module and an output"},
+        {{"preset", "--show", "f", "m"}, "preset needs"},
+        {{"preset", "--show", "f", "--float64"}, "no meaning with --show"},
+    };
+    for (const row& each : rows) {
+        CAPTURE(each.text);
+        const std::string text = refusal(each.arguments);
+        CAPTURE(text);
+        CHECK(text.find(each.text) != std::string::npos);
+        CHECK(text.find('\n') == std::string::npos);
+    }
+}

@@ -1,0 +1,111 @@
+#include "player/json_config_store.h"
+
+#include "player/os_path.h"
+#include "player/player_error.h"
+#include "player/whole_file.h"
+#include "run_program.h"
+
+#include <doctest/doctest.h>
+
+using namespace player;
+
+namespace {
+
+std::string text_of(const config_store& store, const char* key, const char* fallback = "")
+{
+    string_out_impl text;
+    store.get_string(key, fallback, text);
+    return text.text;
+}
+
+std::vector<uint8_t> bytes(std::string_view text)
+{
+    return {text.begin(), text.end()};
+}
+
+} // namespace
+
+TEST_CASE("store: values are on the disk when a set returns, in a folder that did not exist")
+{
+    const temp_folder folder;
+    const std::string path = folder.path("a\\b\\config.json");
+    const auto store = service_new<json_config_store>(path);
+    CHECK_FALSE(path_exists(path)); // reading makes nothing
+    CHECK(text_of(*store, "key", "fallback") == "fallback");
+    CHECK(store->get_bool("switch", true));
+    store->set_string("key", "C:\\A\nC:\\B \xC3\xA4\"");
+    store->set_bool("switch", false);
+
+    const auto again = service_new<json_config_store>(path);
+    CHECK(text_of(*again, "key") == "C:\\A\nC:\\B \xC3\xA4\"");
+    CHECK_FALSE(again->get_bool("switch", true));
+    // A key of another type is as good as none.
+    CHECK(text_of(*again, "switch", "fallback") == "fallback");
+    CHECK(again->get_bool("key", true));
+    CHECK_FALSE(path_exists(path + ".new"));
+}
+
+TEST_CASE("store: two users of one file keep each other's values, and unknown ones stay")
+{
+    const temp_folder folder;
+    folder.write("config.json", bytes(R"({"other": [1, {"x": null}]})"));
+    const auto a = service_new<json_config_store>(folder.path("config.json"));
+    const auto b = service_new<json_config_store>(folder.path("config.json"));
+    a->set_string("a", "1");
+    b->set_string("b", "2");
+    const auto c = service_new<json_config_store>(folder.path("config.json"));
+    CHECK(text_of(*c, "a") == "1");
+    CHECK(text_of(*c, "b") == "2");
+    const auto raw = nlohmann::json::parse(*read_whole_file(folder.path("config.json"), 1000));
+    CHECK(raw["other"] == nlohmann::json::parse(R"([1, {"x": null}])"));
+}
+
+TEST_CASE("store: a broken file is an error that names it, and is never overwritten")
+{
+    const temp_folder folder;
+    const std::string path = folder.path("config.json");
+    for (const std::string_view content : {"", "{\"a\": 1", "[1]", "\xFF\xFE", "{\"a\": \"\x80\"}"}) {
+        folder.write("config.json", bytes(content));
+        CHECK_THROWS_WITH_AS(service_new<json_config_store>(path),
+                             doctest::Contains("config.json: is not a valid configuration file"),
+                             player_error);
+    }
+    // Broken while it is in use.
+    folder.write("config.json", bytes("{}"));
+    const auto store = service_new<json_config_store>(path);
+    folder.write("config.json", bytes("{broken"));
+    CHECK_THROWS_AS(store->set_bool("x", true), player_error);
+    CHECK(*read_whole_file(path, 100) == bytes("{broken"));
+    CHECK_FALSE(store->get_bool("x", false));
+}
+
+TEST_CASE("store: a process that is ended while it saves leaves the old or the new store")
+{
+    const temp_folder folder;
+    const std::string path = folder.path("config.json");
+    const std::string writer = tests_folder() + "\\config_store_writer.exe";
+    std::string seen;
+    for (unsigned round = 0; round < 12; ++round) {
+        DeleteFileW(os_path(path + ".started").c_str());
+        const auto process = start_program(writer, {path}, folder.path("out"), folder.path("err"));
+        const ULONGLONG began = GetTickCount64();
+        while (!path_exists(path + ".started")) {
+            REQUIRE(GetTickCount64() - began < 30'000);
+            REQUIRE(WaitForSingleObject(process.get(), 5) == WAIT_TIMEOUT);
+        }
+        // Whatever it is doing a moment later.
+        WaitForSingleObject(process.get(), round * 3 + 1);
+        TerminateProcess(process.get(), 1);
+        REQUIRE(WaitForSingleObject(process.get(), 30'000) == WAIT_OBJECT_0);
+
+        const auto store = service_new<json_config_store>(path);
+        const std::string text = text_of(*store, "text");
+        REQUIRE(text.size() == 100'000);
+        CHECK(text == std::string(text.size(), text[0]));
+        if (seen.find(text[0]) == std::string::npos)
+            seen += text[0];
+        // A file that was left half written beside it does not stand in the way.
+        store->set_bool("after", true);
+    }
+    CHECK(seen.size() > 1); // the ends came at different places
+}

@@ -1,0 +1,194 @@
+// The program as people run it, with the real component: exit codes, the last line of standard error, what is
+// left on the disk.
+
+#include "player/os_path.h"
+#include "player/wav_file.h"
+#include "player/whole_file.h"
+#include "run_program.h"
+
+#include <doctest/doctest.h>
+#include <nlohmann/json.hpp>
+
+#include <cmath>
+
+using namespace player;
+
+namespace {
+
+class program_fixture {
+public:
+    program_fixture()
+    {
+        write_wav("in.wav", {sample_type::int16, 44100, 2, 3}, 5000);
+        folder.write("text.txt", {'t', 'e', 'x', 't'});
+        folder.write("pass.preset", {}); // no effect: sound passes
+    }
+    void write_wav(const std::string& name, const wav_format& format, size_t frames) const
+    {
+        std::vector<double> samples(frames * format.channels);
+        for (size_t i = 0; i < samples.size(); ++i)
+            samples[i] = std::sin(static_cast<double>(i) * 0.11);
+        wav_writer writer(folder.path(name));
+        writer.begin(format);
+        writer.write(samples.data(), frames);
+        writer.finish();
+    }
+    // With a store of its own.
+    program_result run(std::vector<std::string> arguments) const
+    {
+        arguments.insert(arguments.begin(), {"--config", folder.path("config.json")});
+        return run_program(dist_folder() + "\\qvxplayer.exe", arguments);
+    }
+    std::vector<uint8_t> bytes(const std::string& name) const
+    {
+        return read_whole_file(folder.path(name), 100 << 20).value_or(std::vector<uint8_t>());
+    }
+    size_t file_count() const
+    {
+        size_t count = 0;
+        WIN32_FIND_DATAW entry;
+        const HANDLE find = FindFirstFileW(os_path(folder.path("*")).c_str(), &entry);
+        do
+            ++count;
+        while (FindNextFileW(find, &entry));
+        FindClose(find);
+        return count;
+    }
+
+    temp_folder folder;
+};
+
+} // namespace
+
+TEST_CASE("program: sound passes through a DSP without an effect byte for byte, in every sample type")
+{
+    const program_fixture test;
+    const std::string in = test.folder.path("x.wav"), out = test.folder.path("y.wav");
+    const wav_format formats[] = {
+        {sample_type::int8, 8000, 1, 4},          {sample_type::int16, 44100, 2, 3},
+        {sample_type::int24, 48000, 6, 0x3F},     {sample_type::int32, 96000, 2, 3},
+        {sample_type::float32, 192000, 8, 0x63F}, {sample_type::float64, 44100, 2, 3}};
+    for (const wav_format& format : formats) {
+        CAPTURE(sample_type_name(format.type));
+        test.write_wav("x.wav", format, 5001);
+        const program_result result =
+            test.run({"render", in, out, "--preset", test.folder.path("pass.preset"), "--json"});
+        CAPTURE(result.err);
+        REQUIRE(result.exit_code == 0);
+        CHECK(result.err.empty());
+        CHECK(test.bytes("x.wav") == test.bytes("y.wav"));
+        const auto json = nlohmann::json::parse(result.out);
+        CHECK(json["input"] == json["output"]);
+        CHECK(json["output"]["frames"] == 5001);
+        CHECK(json["output"]["mask"] == format.mask);
+        CHECK(json.size() == 6);
+    }
+}
+
+TEST_CASE("program: bad input ends with one line that names the file, code 1, and nothing on the disk")
+{
+    const program_fixture test;
+    const auto in = [&](const char* name) { return test.folder.path(name); };
+    auto truncated = test.bytes("in.wav");
+    truncated.resize(1000);
+    test.folder.write("short.wav", truncated);
+    const size_t files_before = test.file_count();
+    struct row {
+        std::vector<std::string> arguments;
+        unsigned exit_code;
+        std::string line; // a part of it
+    };
+    const row rows[] = {
+        {{"render", in("none.wav"), in("out.wav")}, 1, "none.wav: cannot be opened"},
+        {{"render", in("text.txt"), in("out.wav")}, 1, "text.txt: is not a WAV file"},
+        {{"render", in("short.wav"), in("out.wav")}, 1, "short.wav: is truncated"},
+        {{"render", in("in.wav"), in("no\\out.wav")}, 1, "no\\out.wav: cannot be written"},
+        {{"render", in("in.wav"), in("in.wav")}, 1, "in.wav: is also an input"},
+        {{"render", in("in.wav"), in("out.wav"), "--effect", in("none.dll")}, 1, "none.dll: "},
+        {{"render", in("in.wav"), in("out.wav"), "--effect", in("text.txt")}, 1, "text.txt: "},
+        {{"render", in("in.wav"), in("out.wav"), "--effect", dist_folder() + "\\qvxplayer.exe"},
+         1,
+         "qvxplayer.exe: "},
+        {{"render", in("in.wav"), in("out.wav"), "--effect", dist_folder() + "\\qvx_dsp_vst3.dll"},
+         1,
+         "qvx_dsp_vst3.dll: "}, // a DLL, but no plug-in
+        {{"render", in("in.wav"), in("out.wav"), "--preset", in("text.txt")},
+         1,
+         "text.txt: Unsupported format"},
+        {{"render", in("in.wav"), in("out.wav"), "--component", in("none.dll")},
+         1,
+         "none.dll: the component is missing"},
+        {{"services", "--component", in("text.txt")}, 1, "text.txt: "},
+        {{"preset", "--show", in("none")}, 1, "none: there is no such preset file"},
+        {{"preset", "--show", in("text.txt")}, 1, "text.txt: Unsupported format"},
+        {{"render", in("in.wav"), in("out.wav"), "--efect", "x"},
+         2,
+         "unknown option --efect; did you mean --effect?"},
+        {{"rendr"}, 2, "unknown command rendr; did you mean render?"},
+        {{"settings", "process-tail=on", "nonsense=1"}, 2, "unknown setting \"nonsense\""},
+        {{}, 2, "name a command"},
+    };
+    for (const row& each : rows) {
+        CAPTURE(each.line);
+        const program_result result = test.run(each.arguments);
+        CAPTURE(result.err);
+        CHECK(result.exit_code == each.exit_code);
+        CHECK(result.out.empty());
+        CHECK(result.last_line().starts_with("qvxplayer: "));
+        CHECK(result.last_line().find(each.line) != std::string::npos);
+        CHECK(test.file_count() == files_before);
+    }
+}
+
+TEST_CASE("program: the services of the component, as text and as JSON")
+{
+    const program_fixture test;
+    const program_result result = test.run({"services", "--json"});
+    CAPTURE(result.err);
+    REQUIRE(result.exit_code == 0);
+    const auto list = nlohmann::json::parse(result.out);
+    // Menus may come to stand in front, settings behind: in the list the last one registered is the first.
+    std::vector<std::string> classes;
+    for (const auto& service : list) {
+        classes.push_back(service["class"]);
+        CHECK(service["guid"].get<std::string>().size() == 38);
+        CHECK(service.size() == 4);
+    }
+    const auto dsp = std::find(classes.begin(), classes.end(), "dsp_entry");
+    REQUIRE(dsp != classes.end());
+    REQUIRE(dsp != classes.begin());
+    CHECK(dsp[-1] == "componentversion");
+    CHECK(dsp[1] == "initquit");
+    const auto& entry = list[static_cast<size_t>(dsp - classes.begin())];
+    CHECK(entry["kind"] == "singleton");
+    CHECK(entry["guid"] == "{937F4CA5-6F0E-4D59-BA9C-6348DD1FA9E0}");
+    CHECK(entry["name"] == "VST 2.x/3.x Adapter");
+
+    const program_result text = test.run({"services"});
+    CHECK(text.out.find("dsp_entry") != std::string::npos);
+    CHECK(std::count(text.out.begin(), text.out.end(), '\n') == static_cast<std::ptrdiff_t>(list.size()));
+}
+
+TEST_CASE("program: settings survive a restart; presets are shown as they were stored")
+{
+    const program_fixture test;
+    CHECK(test.run({"settings", "process-tail=on", "folders=C:\\A;C:\\B"}).out ==
+          "process-tail=on\nfolders=C:\\A;C:\\B\n");
+    const auto settings = nlohmann::json::parse(test.run({"settings", "--json"}).out);
+    const auto expected_settings =
+        nlohmann::json::parse("{\"dpi-aware\": false, \"feed-live\": true, \"process-tail\": true,"
+                              " \"folders\": [\"C:\\\\A\", \"C:\\\\B\"], \"disabled-folders\": []}");
+    CHECK(settings == expected_settings);
+
+    // The oldest layout: name, path, version, machine, state.
+    const std::string_view old("Reverb\0C:\\r.vst3\0003\0002\0\xAB\x01", 23);
+    test.folder.write("old.preset", {old.begin(), old.end()});
+    const program_result shown = test.run({"preset", "--show", test.folder.path("old.preset"), "--json"});
+    CAPTURE(shown.err);
+    REQUIRE(shown.exit_code == 0);
+    const auto expected_preset = nlohmann::json::parse(
+        "{\"displayName\": \"Reverb (VST v3, 64-bit)\", \"name\": \"Reverb\", \"path\": \"C:\\\\r.vst3\","
+        " \"arch\": \"x64\", \"vstVersion\": 3, \"flags\": 0, \"outputChannelMask\": 0, \"state\": "
+        "\"ab01\"}");
+    CHECK(nlohmann::json::parse(shown.out) == expected_preset);
+}

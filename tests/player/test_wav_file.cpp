@@ -1,0 +1,207 @@
+#include "player/wav_file.h"
+
+#include "player/os_path.h"
+#include "player/player_error.h"
+#include "player/sample_conversion.h"
+#include "player/whole_file.h"
+#include "support/temp_folder.h"
+
+#include <doctest/doctest.h>
+
+#include <cmath>
+
+using namespace player;
+
+namespace {
+
+using bytes = std::vector<uint8_t>;
+
+bytes operator+(bytes a, const bytes& b)
+{
+    a.insert(a.end(), b.begin(), b.end());
+    return a;
+}
+
+bytes word(uint32_t value)
+{
+    return {static_cast<uint8_t>(value), static_cast<uint8_t>(value >> 8), static_cast<uint8_t>(value >> 16),
+            static_cast<uint8_t>(value >> 24)};
+}
+
+bytes text(const char* four)
+{
+    return bytes(four, four + 4);
+}
+
+bytes chunk(const char* id, const bytes& content)
+{
+    return text(id) + word(static_cast<uint32_t>(content.size())) + content +
+           (content.size() & 1 ? bytes{0} : bytes{});
+}
+
+bytes riff(const bytes& chunks)
+{
+    return text("RIFF") + word(static_cast<uint32_t>(chunks.size() + 4)) + text("WAVE") + chunks;
+}
+
+const bytes fmt16 = chunk("fmt ", write_fmt({sample_type::int16, 44100, 2, 3}));
+
+std::string refusal(const temp_folder& folder, const bytes& content)
+{
+    folder.write("in.wav", content);
+    try {
+        wav_reader reader(folder.path("in.wav"));
+    } catch (const player_error& error) {
+        // One line that begins with the file.
+        const std::string line = error.what();
+        CHECK(line.starts_with(folder.path("in.wav") + ": "));
+        CHECK(line.find('\n') == std::string::npos);
+        return line;
+    }
+    return "accepted";
+}
+
+std::vector<double> wave(size_t samples)
+{
+    std::vector<double> values(samples);
+    for (size_t i = 0; i < samples; ++i)
+        values[i] = 0.9 * std::sin(static_cast<double>(i) * 0.37);
+    return values;
+}
+
+} // namespace
+
+TEST_CASE("wav file: every type and channel count is written and read back through the disk")
+{
+    const temp_folder folder;
+    constexpr size_t frames = 1001;
+    for (const sample_type type : {sample_type::int8, sample_type::int16, sample_type::int24,
+                                   sample_type::int32, sample_type::float32, sample_type::float64}) {
+        for (const uint32_t channels : {1u, 2u, 3u, 8u}) {
+            CAPTURE(sample_type_name(type));
+            CAPTURE(channels);
+            const wav_format format{type, 192000, channels, default_channel_mask(channels)};
+            const std::vector<double> given = wave(frames * channels);
+            {
+                wav_writer writer(folder.path("out.wav"));
+                writer.begin(format);
+                writer.write(given.data(), 1000);
+                writer.write(given.data() + 1000 * channels, 1);
+                CHECK(writer.frames() == frames);
+                writer.finish();
+            }
+            // What the type keeps of the samples.
+            bytes packed(given.size() * bytes_per_sample(type));
+            std::vector<double> expected(given.size()), got(given.size());
+            doubles_to_samples(type, given.data(), packed.data(), given.size());
+            samples_to_doubles(type, packed.data(), expected.data(), given.size());
+
+            wav_reader reader(folder.path("out.wav"));
+            CHECK(reader.format() == format);
+            REQUIRE(reader.frame_count() == frames);
+            CHECK(reader.read(got.data(), 600) == 600);
+            CHECK(reader.read(got.data() + 600 * channels, 600) == 401);
+            CHECK(reader.read(got.data(), 1) == 0);
+            CHECK(got == expected);
+            reader.seek(1000);
+            CHECK(reader.read(got.data(), 5) == 1);
+            CHECK(got[0] == expected[1000 * channels]);
+        }
+    }
+}
+
+TEST_CASE("wav file: damaged and foreign files are refused by name, with what to do")
+{
+    const temp_folder folder;
+    const bytes audio(400, 1);
+    const bytes whole = riff(fmt16 + chunk("data", audio));
+    struct row {
+        const char* reason;
+        bytes content;
+    };
+    const row rows[] = {
+        {"not a WAV file", {}},
+        {"not a WAV file", text("RIFF")},
+        {"not a WAV file", text("RIFX") + bytes(whole.begin() + 4, whole.end())},
+        {"not a WAV file", text("RIFF") + word(4) + text("AVI ") + chunk("data", audio)},
+        {"not a WAV file", bytes(5000, 0x5A)},
+        {"truncated (it ends before its audio)", riff({})},
+        {"truncated (it ends before its audio)", riff(fmt16)},
+        {"format chunk too short", bytes(whole.begin(), whole.begin() + 30)},
+        {"399 of 400 bytes", bytes(whole.begin(), whole.end() - 1)},
+        {"0 of 400 bytes", bytes(whole.begin(), whole.end() - 400)},
+        {"400 of 4294967295 bytes", riff(fmt16 + text("data") + word(0xFFFFFFFF) + audio)},
+        {"audio before its format", riff(chunk("data", audio) + fmt16)},
+        // A size that leads back to the start when it is taken as a signed number.
+        {"truncated (it ends before its audio)",
+         riff(fmt16 + text("junk") + word(0xFFFFFFE0) + chunk("data", audio))},
+        {"truncated (it ends before its audio)", riff(fmt16 + chunk("dat2", audio))},
+        {"no channels", riff(chunk("fmt ", bytes{1, 0, 0, 0} + word(44100) + word(0) + bytes{0, 0, 16, 0}) +
+                             chunk("data", audio))},
+    };
+    for (const row& each : rows) {
+        CAPTURE(each.reason);
+        CHECK(refusal(folder, each.content).find(each.reason) != std::string::npos);
+    }
+    CHECK_THROWS_WITH_AS(wav_reader(folder.path("no.wav")), doctest::Contains("no.wav: cannot be opened"),
+                         player_error);
+    CHECK_THROWS_WITH_AS(wav_reader(folder.path()), doctest::Contains("is a folder"), player_error);
+}
+
+TEST_CASE("wav file: harmless oddities are read")
+{
+    const temp_folder folder;
+    const bytes audio = {1, 2, 3, 4, 5, 6, 7, 8};
+    const bytes data = chunk("data", audio);
+    bytes wrong_outer = riff(fmt16 + data);
+    wrong_outer[4] = 0xFF; // the outer size claims more than there is
+    const std::pair<bytes, uint64_t> rows[] = {
+        {riff(chunk("LIST", text("INFO") + bytes(7, 1)) + fmt16 + chunk("odd ", {1, 2, 3}) + data +
+              chunk("id3 ", {1})),
+         2},
+        {riff(fmt16 + data) + bytes(100, 0xAA), 2},         // rubbish behind the end
+        {riff(fmt16 + chunk("data", audio + bytes{9})), 2}, // a broken last frame
+        {riff(fmt16 + chunk("data", {})), 0},
+        {wrong_outer, 2},
+    };
+    for (const auto& [content, frames] : rows) {
+        folder.write("in.wav", content);
+        wav_reader reader(folder.path("in.wav"));
+        CHECK(reader.frame_count() == frames);
+        std::vector<double> samples(4);
+        CHECK(reader.read(samples.data(), 2) == frames);
+        if (frames)
+            CHECK(samples[3] == 0x0807 / 32768.0);
+    }
+}
+
+TEST_CASE("wav file: an output appears under its name only when it is finished, and long paths work")
+{
+    const temp_folder folder;
+    folder.write("out.wav", {1, 2, 3});
+    {
+        wav_writer writer(folder.path("out.wav"));
+        writer.begin({sample_type::int8, 8000, 1, 4});
+        const double sample = 0;
+        writer.write(&sample, 1);
+    }
+    CHECK(*read_whole_file(folder.path("out.wav"), 100) == bytes{1, 2, 3});
+    CHECK_FALSE(path_exists(folder.path("out.wav." + std::to_string(GetCurrentProcessId()) + ".part")));
+
+    CHECK_THROWS_WITH_AS(wav_writer(folder.path("missing\\out.wav")),
+                         doctest::Contains("missing\\out.wav: cannot be written"), player_error);
+    CHECK_THROWS_WITH_AS(wav_writer(folder.path()), doctest::Contains("is a folder"), player_error);
+
+    const std::string part(100, 'x');
+    folder.make(part);
+    folder.make(part + "\\" + part);
+    const std::string deep = folder.path(part + "\\" + part + "\\" + part + ".wav");
+    REQUIRE(deep.size() > 300);
+    wav_writer writer(deep);
+    writer.begin({sample_type::int8, 8000, 1, 4});
+    const double samples[3] = {0.5, -0.5, 0};
+    writer.write(samples, 3); // an odd size, so that the chunk is padded
+    writer.finish();
+    CHECK(wav_reader(deep).frame_count() == 3);
+    CHECK(read_whole_file(deep, 1000)->size() == 12 + 24 + 8 + 4);
+}
