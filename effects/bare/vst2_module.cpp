@@ -51,12 +51,8 @@ public:
         const description& about = what.about;
         table_.magic_number = magic;
         table_.control = [](vst_effect* self, VST_EFFECT_OPCODE opcode, int32_t index, intptr_t value,
-                            void* ptr, float opt) -> intptr_t {
-            try {
-                return of(self)->control(static_cast<int32_t>(opcode), index, value, ptr, opt);
-            } catch (...) { // none may reach the host
-                return 0;
-            }
+                            void* ptr, float opt) {
+            return of(self)->control(static_cast<int32_t>(opcode), index, value, ptr, opt);
         };
         table_.process = accumulate;
         table_.process_float = replace<float>;
@@ -228,7 +224,6 @@ intptr_t instance::next_in_shell(void* name)
     return static_cast<intptr_t>(next.unique_id);
 }
 
-// Long, for it is the list of opcodes; a case that takes more than a few lines has a function.
 intptr_t instance::control(int32_t opcode, int32_t index, intptr_t value, void* ptr, float opt)
 {
     switch (opcode) {
@@ -301,7 +296,7 @@ intptr_t instance::control(int32_t opcode, int32_t index, intptr_t value, void* 
 } // namespace bare::vst2
 
 extern "C" vst_effect* VSTPluginMain(bare::vst2::host_callback callback)
-try {
+{
     const auto classes = bare::module_classes();
     if (!callback || classes.empty() || callback(nullptr, bare::vst2::host_version, 0, 0, nullptr, 0.0f) == 0)
         return nullptr;
@@ -313,6 +308,4 @@ try {
     const bool is_shell = classes.size() > 1 && found == classes.end();
     const auto& what = found == classes.end() ? classes.front() : *found;
     return (new bare::vst2::instance(what, is_shell, callback))->table();
-} catch (...) { // none may reach the host
-    return nullptr;
 }

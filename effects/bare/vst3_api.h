@@ -6,7 +6,6 @@
 #include <cstdint>
 #include <cstring>
 #include <string_view>
-#include <type_traits>
 
 #include <travesty/audio_processor.h>
 #include <travesty/component.h>
@@ -38,14 +37,7 @@ struct bind {
     struct thunk {
         static Result V3_API call(void* self, Arguments... arguments)
         {
-            try {
-                return Function{}(*static_cast<face<Table, Owner>*>(self)->owner, arguments...);
-            } catch (...) { // none may reach the caller; memory that ran out is the likely one
-                if constexpr (std::is_same_v<Result, v3_result>)
-                    return internal_error;
-                else
-                    return Result{};
-            }
+            return Function{}(*static_cast<face<Table, Owner>*>(self)->owner, arguments...);
         }
     };
     template <class Function, class Result, class... Arguments>

@@ -128,7 +128,7 @@ v3_result V3_API class_info_utf16(void*, int32_t index, v3_class_info_3* info)
 }
 
 v3_result V3_API create(void*, const v3_tuid class_id, const v3_tuid iid, void** object)
-try {
+{
     if (!object)
         return invalid_argument;
     *object = nullptr;
@@ -145,8 +145,6 @@ try {
         return result;
     }
     return no_interface;
-} catch (...) { // none may reach the host
-    return internal_error;
 }
 
 uint32_t V3_API add_reference(void*)

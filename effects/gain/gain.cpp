@@ -36,8 +36,6 @@ private:
         for (std::size_t c = 0; c < std::min(audio.in.size(), audio.out.size()); ++c) {
             const Sample* const in = audio.in[c];
             Sample* const out = audio.out[c];
-            if (!in || !out)
-                continue;
             if (factor != Sample{1})
                 std::transform(in, in + audio.frames, out, [factor](Sample x) { return x * factor; });
             else if (in != out)

@@ -1,0 +1,161 @@
+// What cannot be loaded or understood: one line that says so, and a code.
+
+#include "vsthost/exit_codes.h"
+#include "vsthost/worker_driver.h"
+
+#include <doctest/doctest.h>
+#include <windows.h>
+
+#include <algorithm>
+#include <cstring>
+#include <fstream>
+
+using namespace worker_driver;
+using vsthost::exit_code;
+
+namespace {
+
+std::string temporary(const std::string& name)
+{
+    char folder[MAX_PATH + 1];
+    GetTempPathA(MAX_PATH, folder);
+    return folder + name;
+}
+
+void check_end(worker& with, exit_code code, const std::string& words, const std::string& file = "")
+{
+    CHECK(with.wait() == static_cast<uint32_t>(code));
+    const std::string said = with.errors();
+    CAPTURE(said);
+    CHECK(said.find(words) != std::string::npos);
+    CHECK(said.find(file) != std::string::npos);
+    CHECK(std::ranges::count(said, '\n') == 1);
+}
+
+} // namespace
+
+TEST_CASE("the command line: what is unknown, missing or wrong is named")
+{
+    struct row {
+        std::vector<std::string> arguments;
+        exit_code code;
+        const char* words;
+    };
+    const row rows[] = {
+        {{}, exit_code::usage, "no mode given"},
+        {{"play"}, exit_code::usage, "unknown mode \"play\""},
+        {{"process", "--vst", "a.dll", "--loud", "1"}, exit_code::usage, "unknown option \"--loud\""},
+        {{"process", "--vst", "a.dll", "--vst-version", "2"}, exit_code::usage, "needs the option --pipe"},
+        {{"process", "--vst", "a.dll", "--vst-version", "2", "--pipe", "\\\\.\\pipe\\no such pipe"},
+         exit_code::pipe_open,
+         "no such pipe"},
+    };
+    for (const row& each : rows) {
+        CAPTURE(each.words);
+        worker with("x64", each.arguments);
+        check_end(with, each.code, each.words);
+    }
+    worker version("x64", {"--version"});
+    CHECK(version.wait() == 0);
+    CHECK(version.output().starts_with("qvxVSTHost64 "));
+}
+
+TEST_CASE("modules that cannot be used are told apart")
+{
+    const std::string text = temporary("not-a-plugin.dll");
+    std::ofstream(text) << "just a text";
+    for (const std::string& arch : arches()) {
+        CAPTURE(arch);
+        const std::string other = arch == "x64" ? "x86" : "x64";
+        struct row {
+            std::string path;
+            int version;
+            exit_code code;
+            const char* words;
+        };
+        const row rows[] = {
+            {dist() + "\\no such effect.vst3", 3, exit_code::module_missing, "does not exist"},
+            {text, 2, exit_code::module_unusable, "is not a plug-in"},
+            {effect_path(other, "qvxGain.vst3"), 3, exit_code::machine_type,
+             other == "x86" ? "32-bit (x86)" : "64-bit (x64)"},
+            {effect_path(arch, "qvxGain.vst3"), 2, exit_code::module_unusable, "is not a VST 2 module"},
+            {effect_path(arch, "qvxGain.dll"), 3, exit_code::module_unusable, "is not a VST 3 module"},
+            {dist(), 3, exit_code::module_unusable, "not a VST 3 bundle"},
+            {dist(), 2, exit_code::module_unusable, "is a folder"},
+        };
+        for (const row& each : rows) {
+            CAPTURE(each.path);
+            worker with({arch, each.path, each.version});
+            check_end(with, each.code, each.words, each.path);
+        }
+    }
+    DeleteFileA(text.c_str());
+}
+
+TEST_CASE("a bundle folder is opened through its module file")
+{
+    for (const std::string& arch : arches()) {
+        const std::string bundle = temporary("qvxGain bundle " + arch + ".vst3");
+        const std::string inside = bundle + "\\Contents\\" + (arch == "x64" ? "x86_64-win" : "x86-win");
+        CreateDirectoryA(bundle.c_str(), nullptr);
+        CreateDirectoryA((bundle + "\\Contents").c_str(), nullptr);
+        CreateDirectoryA(inside.c_str(), nullptr);
+        const std::string file = inside + bundle.substr(bundle.rfind('\\'));
+        REQUIRE(CopyFileA(effect_path(arch, "qvxGain.vst3").c_str(), file.c_str(), FALSE));
+        {
+            worker with({arch, bundle, 3});
+            with.set_state({});
+            const Nv::streamFormat stereo{44100, 2, 3, 2, 3};
+            CHECK(with.set_format(stereo) == stereo);
+        }
+        DeleteFileA(file.c_str());
+        RemoveDirectoryA(inside.c_str());
+        RemoveDirectoryA((bundle + "\\Contents").c_str());
+        RemoveDirectoryA(bundle.c_str());
+    }
+}
+
+TEST_CASE("commands that break the protocol end the worker with a line")
+{
+    const Nv::streamFormat stereo{44100, 2, 3, 2, 3};
+    struct row {
+        uint32_t code;
+        std::vector<char> payload;
+        bool after_format;
+        const char* words;
+    };
+    const row rows[] = {
+        {77, {}, true, "unknown command (77)"},
+        {Nv::cmdProcess, std::vector<char>(16), false, "before a format"},
+        {Nv::cmdProcess, std::vector<char>(17), true, "whole frame"},
+        {Nv::cmdSetFormat, std::vector<char>(19), true, "19 bytes instead of 20"},
+        {Nv::cmdReset, std::vector<char>(1), true, "a reset with 1 bytes"},
+    };
+    for (const std::string& arch : arches())
+        for (const row& each : rows) {
+            CAPTURE(arch);
+            CAPTURE(each.words);
+            worker with({arch, effect_path(arch, "qvxGain.vst3"), 3});
+            with.set_state({});
+            if (each.after_format)
+                with.set_format(stereo);
+            with.send(each.code, each.payload.data(), each.payload.size());
+            CHECK(with.wait() == static_cast<uint32_t>(exit_code::protocol));
+            CHECK(with.errors().find(each.words) != std::string::npos);
+        }
+    // A length that nobody has: refused before anything is read or allocated for it.
+    worker with({arches()[0], effect_path(arches()[0], "qvxGain.vst3"), 3});
+    const Nv::commandHeader huge{Nv::cmdSetState, 0xFFFFFFFF};
+    with.write(&huge, sizeof huge);
+    CHECK(with.wait() == static_cast<uint32_t>(exit_code::protocol));
+}
+
+TEST_CASE("a format that no effect can have is answered, not obeyed")
+{
+    worker with({arches()[0], effect_path(arches()[0], "qvxGain.vst3"), 3});
+    with.set_state({});
+    CHECK(with.set_format({10, 2, 3, 2, 3}).sampleRate == 0);
+    CHECK(with.set_format({44100, 0xFFFFFFFF, 3, 2, 3}).inChannels == 0);
+    const Nv::streamFormat stereo{44100, 2, 3, 2, 3};
+    CHECK(with.set_format(stereo) == stereo);
+}

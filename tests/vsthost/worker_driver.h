@@ -1,0 +1,91 @@
+#pragma once
+// The player's side of a worker's pipe, for tests: starts a real worker program with the command line,
+// handles and window state that it gets from the component, and talks the protocol. Every wait is bounded;
+// what goes wrong is a doctest failure or a driver_error.
+
+#include "win/handle.h"
+#include "worker/protocol.h"
+
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace worker_driver {
+
+struct driver_error : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+
+// QVX_DIST as a Windows path: the folder of the shipped files.
+std::string dist();
+// "x64" or "x86".
+std::string worker_path(const std::string& arch);
+std::string effect_path(const std::string& arch, const std::string& file);
+std::vector<uint8_t> read_file(const std::string& path);
+// The bitnesses of workers that can be started here.
+const std::vector<std::string>& arches();
+
+struct launch {
+    std::string arch = "x64";
+    std::string vst;
+    int vst_version = 3;
+    bool float64 = false;
+    bool realtime = false;
+    std::map<std::string, std::string> environment; // additions
+};
+
+struct processed {
+    std::vector<double> audio;
+    uint32_t latency;
+};
+
+class worker {
+public:
+    // Starts and connects.
+    explicit worker(const launch& how);
+    // With these arguments behind the program's name, and no pipe.
+    worker(const std::string& arch, const std::vector<std::string>& arguments);
+    ~worker(); // kills what still runs
+    worker(const worker&) = delete;
+    worker& operator=(const worker&) = delete;
+
+    void set_state(const std::vector<uint8_t>& state);
+    Nv::streamFormat set_format(const Nv::streamFormat& wanted);
+    // Interleaved; the first form has as many channels in as out.
+    processed process(const std::vector<double>& audio, uint32_t channels);
+    processed process(const std::vector<double>& audio, uint32_t in_channels, uint32_t out_channels);
+    std::vector<double> drain();
+    void reset();
+
+    void send(uint32_t code, const void* payload, size_t size);
+    void write(const void* bytes, size_t size);
+    void read(void* bytes, size_t size);
+    void break_pipe() { pipe_.reset(); }
+
+    // Exit code; fails the test when the worker still runs after the limit.
+    uint32_t wait(unsigned milliseconds = 10000);
+    // All of standard error; after wait().
+    std::string errors();
+    std::string output(); // of standard output, for the constructor without a pipe
+
+    HANDLE process_handle() const { return process_.get(); }
+
+private:
+    void start(const std::string& program, const std::vector<std::string>& arguments, bool with_output,
+               const std::map<std::string, std::string>& environment);
+    void transfer(bool writes, void* bytes, size_t size);
+
+    win::file_handle pipe_;
+    win::kernel_handle event_;
+    win::kernel_handle process_;
+    std::thread error_reader_;
+    std::thread output_reader_;
+    std::string errors_;
+    std::string output_;
+};
+
+} // namespace worker_driver

@@ -1,0 +1,92 @@
+#pragma once
+// The buffers between the pipe's interleaved samples and an effect's separate channels: one block at the size
+// announced to the effect, in the sample size it takes. Pure; allocates only in allocate().
+
+#include "vsthost/samples.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+namespace vsthost {
+
+class audio_io {
+public:
+    // `in` and `out` count the channels of the effect that the pipe's channels are mapped to.
+    void allocate(bool is_double, size_t in, size_t out, size_t block_size)
+    {
+        is_double_ = is_double;
+        block_size_ = block_size;
+        in_.allocate(is_double, in, block_size);
+        out_.allocate(is_double, out, block_size);
+    }
+
+    bool is_double() const noexcept { return is_double_; }
+    size_t block_size() const noexcept { return block_size_; }
+    size_t in_channels() const noexcept { return in_.count; }
+    size_t out_channels() const noexcept { return out_.count; }
+
+    // The effect's view; arrays of channel pointers, never null.
+    float** in32() noexcept { return in_.single_pointers.data(); }
+    float** out32() noexcept { return out_.single_pointers.data(); }
+    double** in64() noexcept { return in_.double_pointers.data(); }
+    double** out64() noexcept { return out_.double_pointers.data(); }
+
+    // A bit for each silent channel: set by load() for the inputs, by the effect for the outputs.
+    uint64_t in_silence = 0;
+    uint64_t out_silence = 0;
+
+    void load(const double* in, size_t pipe_channels, size_t frames)
+    {
+        in_silence = is_double_ ? deinterleave(in, pipe_channels, frames, in64(), in_channels())
+                                : deinterleave(in, pipe_channels, frames, in32(), in_channels());
+        out_silence = 0;
+    }
+    // Returns how many samples were no numbers.
+    size_t store(double* out, size_t pipe_channels, size_t frames)
+    {
+        return is_double_ ? interleave(out64(), out_channels(), out_silence, frames, out, pipe_channels)
+                          : interleave(out32(), out_channels(), out_silence, frames, out, pipe_channels);
+    }
+    void clear_output(size_t frames)
+    {
+        for (size_t c = 0; c < out_channels(); ++c)
+            for (size_t i = 0; i < frames; ++i) {
+                if (is_double_)
+                    out64()[c][i] = 0.0;
+                else
+                    out32()[c][i] = 0.0f;
+            }
+    }
+
+private:
+    struct side {
+        size_t count = 0;
+        std::vector<float> singles;
+        std::vector<double> doubles;
+        std::vector<float*> single_pointers{1};
+        std::vector<double*> double_pointers{1};
+
+        void allocate(bool is_double, size_t channels, size_t block_size)
+        {
+            count = channels;
+            singles.assign(is_double ? 0 : channels * block_size, 0.0f);
+            doubles.assign(is_double ? channels * block_size : 0, 0.0);
+            single_pointers.assign(channels + 1, nullptr);
+            double_pointers.assign(channels + 1, nullptr);
+            for (size_t c = 0; c < channels; ++c) {
+                if (is_double)
+                    double_pointers[c] = doubles.data() + c * block_size;
+                else
+                    single_pointers[c] = singles.data() + c * block_size;
+            }
+        }
+    };
+
+    bool is_double_ = false;
+    size_t block_size_ = 0;
+    side in_;
+    side out_;
+};
+
+} // namespace vsthost

@@ -1,0 +1,124 @@
+#include "vsthost/command_line.h"
+
+#include <algorithm>
+#include <charconv>
+#include <functional>
+#include <string_view>
+
+namespace {
+
+using vsthost::options;
+using vsthost::run_mode;
+using vsthost::usage_error;
+
+struct mode_word {
+    std::string_view word;
+    run_mode mode;
+};
+constexpr mode_word modes[] = {
+    {"process", run_mode::process},
+    {"configure", run_mode::configure},
+    {"configure-live", run_mode::configure_live},
+    {"probe", run_mode::probe},
+    {"--version", run_mode::version},
+};
+
+// Stores a value; false when the value is none that the option takes.
+using setter = bool (*)(options&, const std::string&);
+
+struct option_word {
+    std::string_view word;
+    std::string_view values; // for the usage line
+    setter set;
+};
+
+bool set_choice(bool& target, std::string_view value, std::string_view yes, std::string_view no)
+{
+    target = value == yes;
+    return value == yes || value == no;
+}
+
+bool set_parent(options& into, const std::string& value)
+{
+    const char* const end = value.data() + value.size();
+    const auto [stop, error] = std::from_chars(value.data(), end, into.parent_window, 16);
+    return error == std::errc() && stop == end;
+}
+
+constexpr option_word option_words[] = {
+    {"--vst", "a file or bundle folder",
+     [](options& o, const std::string& v) {
+         o.vst_path = v;
+         return !v.empty();
+     }},
+    {"--vst-version", "2 or 3",
+     [](options& o, const std::string& v) {
+         o.vst_version = v == "2" ? 2 : 3;
+         return v == "2" || v == "3";
+     }},
+    {"--pipe", "a pipe's name",
+     [](options& o, const std::string& v) {
+         o.pipe_name = v;
+         return !v.empty();
+     }},
+    {"--formattag", "3", [](options&, const std::string& v) { return v == "3"; }},
+    {"--bits", "64", [](options&, const std::string& v) { return v == "64"; }},
+    {"--protocol", "chunked", [](options&, const std::string& v) { return v == "chunked"; }},
+    {"--float64", "0 or 1",
+     [](options& o, const std::string& v) { return set_choice(o.float64, v, "1", "0"); }},
+    {"--process", "realtime or offline",
+     [](options& o, const std::string& v) { return set_choice(o.realtime, v, "realtime", "offline"); }},
+    {"--dpi-aware", "yes or no",
+     [](options& o, const std::string& v) { return set_choice(o.dpi_aware, v, "yes", "no"); }},
+    {"--parent-window", "a window handle in hexadecimal", set_parent},
+    {"--data", "a file",
+     [](options& o, const std::string& v) {
+         o.data_path = v;
+         return !v.empty();
+     }},
+    {"--window-title", "a text",
+     [](options& o, const std::string& v) {
+         o.window_title = v;
+         return true;
+     }},
+};
+
+usage_error missing(const std::string& mode, std::string_view option)
+{
+    return {"mode \"" + mode + "\" needs the option " + std::string(option)};
+}
+
+} // namespace
+
+std::variant<options, usage_error> vsthost::parse_command_line(const std::vector<std::string>& arguments)
+{
+    if (arguments.empty())
+        return usage_error{"no mode given: process, configure, configure-live, probe or --version"};
+    const auto mode = std::ranges::find(modes, arguments[0], &mode_word::word);
+    if (mode == std::end(modes))
+        return usage_error{"unknown mode \"" + arguments[0] +
+                           "\": use process, configure, configure-live, probe or --version"};
+
+    options result;
+    result.mode = mode->mode;
+    for (size_t i = 1; i < arguments.size(); i += 2) {
+        const auto option = std::ranges::find(option_words, arguments[i], &option_word::word);
+        if (option == std::end(option_words))
+            return usage_error{"unknown option \"" + arguments[i] + "\""};
+        if (i + 1 == arguments.size())
+            return usage_error{"option " + arguments[i] + " needs a value: " + std::string(option->values)};
+        if (!option->set(result, arguments[i + 1]))
+            return usage_error{"option " + arguments[i] + " takes " + std::string(option->values) +
+                               ", not \"" + arguments[i + 1] + "\""};
+    }
+    if (result.mode == run_mode::version)
+        return result;
+    if (result.vst_path.empty())
+        return missing(arguments[0], "--vst");
+    if (result.vst_version == 0)
+        return missing(arguments[0], "--vst-version");
+    if ((result.mode == run_mode::process || result.mode == run_mode::configure_live) &&
+        result.pipe_name.empty())
+        return missing(arguments[0], "--pipe");
+    return result;
+}

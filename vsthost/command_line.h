@@ -1,0 +1,35 @@
+#pragma once
+// The worker's command line: a mode word, then pairs of an option word and its value. Pure.
+
+#include <cstdint>
+#include <string>
+#include <variant>
+#include <vector>
+
+namespace vsthost {
+
+enum class run_mode { process, configure, configure_live, probe, version };
+
+struct options {
+    run_mode mode = run_mode::version;
+    std::string vst_path; // UTF-8
+    int vst_version = 0;  // 2 or 3
+    std::string pipe_name;
+    bool float64 = false;
+    bool realtime = false;
+    // Editor modes.
+    bool dpi_aware = false;
+    uint64_t parent_window = 0;
+    std::string data_path;
+    std::string window_title;
+};
+
+// The line for standard error.
+struct usage_error {
+    std::string text;
+};
+
+// `arguments` without the program's own name, UTF-8. An option that comes twice counts with its last value.
+std::variant<options, usage_error> parse_command_line(const std::vector<std::string>& arguments);
+
+} // namespace vsthost

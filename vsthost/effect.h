@@ -1,0 +1,79 @@
+#pragma once
+// One loaded effect, whatever its format. All operations run on the GUI thread, never beside process_block();
+// process_block(), latency() and wants_attention() run on the audio thread.
+
+#include "vsthost/audio_io.h"
+#include "vsthost/layout.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <string>
+#include <vector>
+
+namespace vsthost {
+
+// Blocks are never longer than this; longer chunks are split.
+constexpr size_t announced_block_size = 1024;
+
+struct effect_info {
+    std::string name;
+    std::string vendor;
+    std::string format; // "VST 3", "VST 2.4"
+    bool is_double = false;
+};
+
+struct effect_options {
+    bool float64 = false;  // ask for 64-bit samples
+    bool realtime = false; // else offline
+};
+
+// What is still to come after the last input.
+struct tail_length {
+    bool ring_out = false; // not declared or endless: listen until it is over
+    uint64_t frames = 0;   // else
+};
+
+class effect {
+public:
+    virtual ~effect() = default;
+
+    virtual effect_info info() const = 0;
+
+    // The bytes of state() of the same effect, or none for its defaults. What cannot be read is reported and
+    // gives the defaults as well. Throws fatal_error when the effect cannot be created.
+    virtual void set_state(std::span<const uint8_t> image) = 0;
+    virtual std::vector<uint8_t> state() = 0;
+
+    // Stops, sets up for the rate and the layout as near to `wanted` as the effect goes, starts; returns the
+    // effect's own layouts. Throws fatal_error.
+    virtual bus_pair prepare(uint32_t rate, const bus_pair& wanted) = 0;
+
+    // After a seek: forget what was heard.
+    virtual void reset() = 0;
+
+    virtual tail_length tail() = 0;
+
+    // Audio thread, after prepare(): `frames` samples from io()'s inputs to its outputs. False when the
+    // effect failed; the outputs are silence then. Allocates nothing.
+    virtual bool process_block(size_t frames) noexcept = 0;
+    audio_io& io() noexcept { return io_; }
+
+    // In samples; follows what the effect says at run time.
+    virtual uint32_t latency() const noexcept = 0;
+
+    // True when the effect asked for something that only the GUI thread may do while nothing is processed;
+    // attend() does it.
+    virtual bool wants_attention() const noexcept = 0;
+    virtual void attend() = 0;
+
+protected:
+    audio_io io_;
+};
+
+// Load the module, on the GUI thread. Throw fatal_error in words for the user.
+std::unique_ptr<effect> load_vst2(const std::string& path, const effect_options& options);
+std::unique_ptr<effect> load_vst3(const std::string& path, const effect_options& options);
+
+} // namespace vsthost

@@ -1,0 +1,192 @@
+#include "vsthost/process_shell.h"
+
+#include "vsthost/report.h"
+#include "win/utf.h"
+
+#include <dbghelp.h>
+#include <windows.h>
+
+#include <atomic>
+#include <csignal>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+
+namespace {
+
+constexpr DWORD crash_report_limit = 5000; // ms; the report may itself run into what broke
+constexpr DWORD abort_code = 0xE0000001;   // for abort(), which has no exception code of its own
+
+using write_dump = BOOL(WINAPI*)(HANDLE, DWORD, HANDLE, MINIDUMP_TYPE, MINIDUMP_EXCEPTION_INFORMATION*,
+                                 MINIDUMP_USER_STREAM_INFORMATION*, MINIDUMP_CALLBACK_INFORMATION*);
+
+// The reporter thread is made in advance: a thread cannot be started from a crash under the loader lock, and
+// a crash by stack overflow leaves no room to do the work in place.
+struct crash_reporter {
+    HANDLE wanted = nullptr;
+    HANDLE done = nullptr;
+    EXCEPTION_POINTERS* pointers = nullptr;
+    DWORD thread = 0;
+    write_dump dump = nullptr;
+    std::atomic<bool> taken{false};
+};
+crash_reporter reporter;
+
+const char* code_name(DWORD code)
+{
+    switch (code) {
+    case EXCEPTION_ACCESS_VIOLATION:
+        return "access violation";
+    case EXCEPTION_STACK_OVERFLOW:
+        return "stack overflow";
+    case EXCEPTION_ILLEGAL_INSTRUCTION:
+        return "illegal instruction";
+    case EXCEPTION_PRIV_INSTRUCTION:
+        return "privileged instruction";
+    case EXCEPTION_INT_DIVIDE_BY_ZERO:
+        return "integer division by zero";
+    case EXCEPTION_FLT_DIVIDE_BY_ZERO:
+        return "floating-point division by zero";
+    case EXCEPTION_FLT_INVALID_OPERATION:
+        return "invalid floating-point operation";
+    case EXCEPTION_IN_PAGE_ERROR:
+        return "page cannot be read";
+    case EXCEPTION_DATATYPE_MISALIGNMENT:
+        return "misaligned data";
+    case EXCEPTION_BREAKPOINT:
+        return "breakpoint";
+    case 0xC0000374:
+        return "heap corruption";
+    case 0xC0000409:
+        return "stack buffer overrun";
+    case 0xC06D007E:
+        return "a delay-loaded library is missing";
+    case 0xE06D7363:
+    case 0x20474343:
+        return "unhandled C++ exception";
+    case abort_code:
+        return "abort";
+    default:
+        return "exception";
+    }
+}
+
+std::string place_of(const void* address)
+{
+    HMODULE module = nullptr;
+    wchar_t path[MAX_PATH] = L"";
+    char offset[40];
+    if (!GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS |
+                                GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
+                            static_cast<const wchar_t*>(address), &module) ||
+        GetModuleFileNameW(module, path, MAX_PATH) == 0) {
+        std::snprintf(offset, sizeof offset, "address 0x%llX",
+                      static_cast<unsigned long long>(reinterpret_cast<uintptr_t>(address)));
+        return offset;
+    }
+    std::snprintf(offset, sizeof offset, "+0x%llX",
+                  static_cast<unsigned long long>(reinterpret_cast<uintptr_t>(address) -
+                                                  reinterpret_cast<uintptr_t>(module)));
+    const std::wstring full = path;
+    return win::to_utf8(full.substr(full.find_last_of(L"\\/") + 1)) + offset;
+}
+
+// The dump's path, or nothing when it could not be written.
+std::string write_minidump()
+{
+    wchar_t folder[MAX_PATH + 1];
+    const DWORD length = GetTempPathW(MAX_PATH, folder);
+    if (reporter.dump == nullptr || length == 0 || length > MAX_PATH)
+        return {};
+    wchar_t path[MAX_PATH + 64];
+    std::swprintf(path, std::size(path), L"%lsqvxVSTHost-%lu.dmp", folder, GetCurrentProcessId());
+    const HANDLE file =
+        CreateFileW(path, GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
+    if (file == INVALID_HANDLE_VALUE)
+        return {};
+    MINIDUMP_EXCEPTION_INFORMATION exception{reporter.thread, reporter.pointers, FALSE};
+    const BOOL written = reporter.dump(GetCurrentProcess(), GetCurrentProcessId(), file, MiniDumpNormal,
+                                       &exception, nullptr, nullptr);
+    CloseHandle(file);
+    return written ? win::to_utf8(path) : std::string();
+}
+
+DWORD WINAPI report_crashes(void*)
+{
+    WaitForSingleObject(reporter.wanted, INFINITE);
+    const EXCEPTION_RECORD& record = *reporter.pointers->ExceptionRecord;
+    char code[16];
+    std::snprintf(code, sizeof code, "0x%08lX", record.ExceptionCode);
+    vsthost::report("the effect crashed: " + std::string(code_name(record.ExceptionCode)) + " (" + code +
+                    ") in " + place_of(record.ExceptionAddress));
+    vsthost::flush_reports(1000);
+    const std::string dump = write_minidump();
+    if (!dump.empty())
+        vsthost::report("a crash dump is in " + dump);
+    vsthost::flush_reports(500);
+    SetEvent(reporter.done);
+    return 0;
+}
+
+LONG WINAPI on_unhandled(EXCEPTION_POINTERS* pointers)
+{
+    const DWORD code = pointers->ExceptionRecord->ExceptionCode;
+    if (reporter.taken.exchange(true)) {
+        // A second crash, of another thread or of the reporter itself: the first one's report has the time
+        // left.
+        if (GetCurrentThreadId() != reporter.thread)
+            WaitForSingleObject(reporter.done, crash_report_limit);
+        TerminateProcess(GetCurrentProcess(), code);
+    }
+    reporter.pointers = pointers;
+    reporter.thread = GetCurrentThreadId();
+    SetEvent(reporter.wanted);
+    WaitForSingleObject(reporter.done, crash_report_limit);
+    TerminateProcess(GetCurrentProcess(), code);
+    return EXCEPTION_EXECUTE_HANDLER;
+}
+
+void on_abort(int)
+{
+    CONTEXT context{};
+    RtlCaptureContext(&context);
+    EXCEPTION_RECORD record{};
+    record.ExceptionCode = abort_code;
+    record.ExceptionAddress = __builtin_return_address(0);
+    EXCEPTION_POINTERS pointers{&record, &context};
+    on_unhandled(&pointers);
+}
+
+} // namespace
+
+void vsthost::install_fault_handling()
+{
+    SetErrorMode(SEM_FAILCRITICALERRORS | SEM_NOGPFAULTERRORBOX | SEM_NOOPENFILEERRORBOX);
+    _set_error_mode(_OUT_TO_STDERR); // the run-time library's own "abnormal termination" box
+    std::signal(SIGABRT, on_abort);
+
+    reporter.wanted = CreateEventW(nullptr, TRUE, FALSE, nullptr);
+    reporter.done = CreateEventW(nullptr, TRUE, FALSE, nullptr);
+    if (const HMODULE dbghelp = LoadLibraryW(L"dbghelp.dll"))
+        reporter.dump = reinterpret_cast<write_dump>(
+            reinterpret_cast<void*>(GetProcAddress(dbghelp, "MiniDumpWriteDump")));
+    if (const HANDLE thread = CreateThread(nullptr, 0, report_crashes, nullptr, 0, nullptr))
+        CloseHandle(thread);
+    SetUnhandledExceptionFilter(on_unhandled);
+    ULONG stack_reserve = 64 * 1024; // so that the filter can run after a stack overflow
+    SetThreadStackGuarantee(&stack_reserve);
+}
+
+void vsthost::end_process(exit_code code)
+{
+    flush_reports(1000);
+    TerminateProcess(GetCurrentProcess(), static_cast<UINT>(code));
+    std::abort(); // not reached
+}
+
+void vsthost::end_process(const fatal_error& error)
+{
+    report(error.what());
+    end_process(error.code());
+}

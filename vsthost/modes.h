@@ -1,0 +1,16 @@
+#pragma once
+// One function a mode.
+
+#include "vsthost/command_line.h"
+
+#include <string>
+
+namespace vsthost {
+
+// Loads the effect and answers the pipe until the player goes; the process ends inside.
+[[noreturn]] void run_process_mode(const options& wanted);
+
+// Prints a JSON record of the module. Throws fatal_error.
+void run_probe_mode(const options& wanted);
+
+} // namespace vsthost

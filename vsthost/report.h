@@ -1,0 +1,21 @@
+#pragma once
+// Lines on standard error, the worker's only voice: the player shows each with its own prefix. Lines wait in
+// a bounded queue for a thread of their own, because a print may block for ever on a pipe whose reader is
+// gone.
+
+#include <string>
+#include <string_view>
+
+namespace vsthost {
+
+// Any thread but the audio thread. Never blocks on the pipe; line breaks inside the text become spaces; when
+// 256 lines wait, further ones are dropped and counted.
+void report(std::string_view line);
+
+// True when every line is out within the limit.
+bool flush_reports(unsigned milliseconds);
+
+// For probe and --version: to standard output if there is one, else to the console of the parent.
+void print_to_user(std::string_view text);
+
+} // namespace vsthost
