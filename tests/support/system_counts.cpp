@@ -1,0 +1,88 @@
+#include "support/system_counts.h"
+
+#include "win/handle.h"
+
+#include <windows.h>
+
+#include <psapi.h>
+#include <tlhelp32.h>
+
+#include <cstdint>
+#include <stdexcept>
+#include <vector>
+
+namespace {
+
+constexpr int extended_handle_information = 64;
+constexpr LONG info_length_mismatch = static_cast<LONG>(0xC0000004);
+
+struct handle_entry {
+    void* object;
+    ULONG_PTR process_id;
+    ULONG_PTR handle;
+    ULONG access;
+    USHORT creator;
+    USHORT type;
+    ULONG attributes;
+    ULONG reserved;
+};
+
+// GetProcessHandleCount always answers 0 on some systems.
+size_t count_handles()
+{
+    using query_t = LONG(WINAPI*)(int, void*, ULONG, ULONG*);
+    static const auto query = reinterpret_cast<query_t>(
+        reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"ntdll.dll"), "NtQuerySystemInformation")));
+    std::vector<ULONG_PTR> buffer(1 << 16);
+    LONG status = 0;
+    while ((status = query(extended_handle_information, buffer.data(),
+                           static_cast<ULONG>(buffer.size() * sizeof(ULONG_PTR)), nullptr)) ==
+           info_length_mismatch)
+        buffer.resize(buffer.size() * 2);
+    if (status != 0)
+        throw std::runtime_error("cannot count handles");
+    const size_t total = buffer[0];
+    const auto* entries = reinterpret_cast<const handle_entry*>(&buffer[2]);
+    size_t count = 0;
+    for (size_t i = 0; i < total; ++i)
+        count += entries[i].process_id == GetCurrentProcessId();
+    return count;
+}
+
+} // namespace
+
+system_counts system_counts::now()
+{
+    system_counts counts = {};
+    const win::file_handle snapshot(CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS | TH32CS_SNAPTHREAD, 0));
+    THREADENTRY32 thread = {};
+    thread.dwSize = sizeof(thread);
+    for (BOOL more = Thread32First(snapshot.get(), &thread); more;
+         more = Thread32Next(snapshot.get(), &thread))
+        counts.threads += thread.th32OwnerProcessID == GetCurrentProcessId();
+    PROCESSENTRY32W process = {};
+    process.dwSize = sizeof(process);
+    for (BOOL more = Process32FirstW(snapshot.get(), &process); more;
+         more = Process32NextW(snapshot.get(), &process))
+        counts.children += process.th32ParentProcessID == GetCurrentProcessId();
+    PROCESS_MEMORY_COUNTERS memory = {};
+    GetProcessMemoryInfo(GetCurrentProcess(), &memory, sizeof(memory));
+    counts.private_bytes = memory.PagefileUsage;
+    counts.handles = count_handles();
+    if (counts.handles == 0 || counts.threads == 0 || counts.private_bytes == 0)
+        throw std::runtime_error("the system's counts are not to be had");
+    return counts;
+}
+
+system_counts system_counts::settled(const system_counts& limit)
+{
+    system_counts counts = now();
+    for (int i = 0; i < 100; ++i) {
+        if (counts.handles <= limit.handles && counts.threads <= limit.threads &&
+            counts.children <= limit.children)
+            break;
+        Sleep(50);
+        counts = now();
+    }
+    return counts;
+}

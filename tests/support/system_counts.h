@@ -1,0 +1,16 @@
+#pragma once
+// What this process holds of the system: for tests that nothing grows.
+
+#include <cstddef>
+
+struct system_counts {
+    size_t handles;       // open in this process
+    size_t threads;       // of this process
+    size_t children;      // running processes that this one started
+    size_t private_bytes; // committed
+
+    static system_counts now();
+    // The counts once they have come down to `limit` (a detached thread's end is not seen at once), or as
+    // they are after five seconds. Memory is not waited for.
+    static system_counts settled(const system_counts& limit);
+};

@@ -1,0 +1,301 @@
+// The streams on real pipes: short and split transfers, ends, aborts, limits and failures.
+
+#include "pipe_pair.h"
+
+#include "worker/abort.h"
+#include "worker/winPipeServerLite.h"
+
+#include <doctest/doctest.h>
+
+#include <chrono>
+#include <cstring>
+#include <optional>
+#include <thread>
+#include <vector>
+
+using namespace Nv;
+
+TEST_CASE("reading from a pipe")
+{
+    input_pair pair;
+    char buffer[64] = {};
+    SUBCASE("a read goes on over split writes until it is full")
+    {
+        std::thread peer([&] {
+            pair.write("abc");
+            pair.write("defg");
+            pair.write("h");
+        });
+        CHECK(pair.stream.read(buffer, 8) == 8);
+        peer.join();
+        CHECK(std::string(buffer) == "abcdefgh");
+    }
+    SUBCASE("readSome is one transfer")
+    {
+        pair.write("abc");
+        CHECK(pair.stream.readSome(buffer, 8) == 3);
+        pair.write("defgh");
+        CHECK(pair.stream.readSome(buffer, 2) == 2);
+        CHECK(std::string(buffer, 2) == "de");
+    }
+    SUBCASE("the peer closes before and during a read")
+    {
+        pair.write("abc");
+        pair.peer.reset();
+        CHECK_THROWS_WITH_AS(pair.stream.readExact(buffer, 4), "invalid input", invalid_input);
+        CHECK(std::string(buffer, 3) == "abc");
+        CHECK(pair.stream.read(buffer, 4) == 0);
+        CHECK(pair.stream.readSome(buffer, 4) == 0);
+    }
+    SUBCASE("the peer closes while a read is pending")
+    {
+        aborter never;
+        const abortScope scope(never);
+        const before_next_wait closing([&] { pair.peer.reset(); });
+        CHECK(pair.stream.read(buffer, 4) == 0);
+    }
+    SUBCASE("a handle that is none")
+    {
+        pair.stream.handle.reset();
+        CHECK_THROWS_WITH_AS(pair.stream.read(buffer, 1), "file access error", file_access_error);
+        CHECK(pair.stream.read(buffer, 0) == 0);
+    }
+    SUBCASE("a limit")
+    {
+        pair.stream.timeoutSeconds = 0.03;
+        CHECK_THROWS_WITH_AS(pair.stream.read(buffer, 1), "network timeout", network_error_timeout);
+        pair.stream.timeoutSeconds = 0.0004; // rounds to a poll
+        CHECK_THROWS_AS(pair.stream.read(buffer, 1), network_error_timeout);
+        aborter never;
+        const abortScope scope(never);
+        CHECK_THROWS_AS(pair.stream.read(buffer, 1), network_error_timeout);
+        pair.write("a");
+        CHECK(pair.stream.read(buffer, 1) == 1); // what timed out took no byte with it
+        CHECK(buffer[0] == 'a');
+    }
+}
+
+TEST_CASE("writing to a pipe")
+{
+    output_pair pair;
+    SUBCASE("more than one transfer, byte for byte")
+    {
+        std::string sent((16 << 20) + 12345, '\0');
+        for (size_t i = 0; i < sent.size(); ++i)
+            sent[i] = static_cast<char>(i * 2654435761u >> 24);
+        std::string received;
+        std::thread reader([&] {
+            std::vector<char> piece(1 << 20);
+            DWORD got = 0;
+            while (ReadFile(pair.peer.get(), piece.data(), static_cast<DWORD>(piece.size()), &got, nullptr) &&
+                   got > 0)
+                received.append(piece.data(), got);
+        });
+        CHECK(pair.stream.writeAll(sent.data(), sent.size()) == sent.size());
+        pair.stream.handle.reset();
+        reader.join();
+        CHECK(received == sent);
+    }
+    SUBCASE("the peer is gone, or goes while a write is pending")
+    {
+        const std::string much(4 << 20, 'x');
+        {
+            aborter never;
+            const abortScope scope(never);
+            const before_next_wait closing([&] { pair.peer.reset(); });
+            CHECK_THROWS_WITH_AS(pair.stream.write(much.data(), much.size()), "file access error",
+                                 file_access_error);
+        }
+        CHECK_THROWS_AS(pair.stream.write("a", 1), file_access_error);
+    }
+    SUBCASE("a limit")
+    {
+        pair.stream.timeoutSeconds = 0.03;
+        const std::string much(4 << 20, 'x');
+        CHECK_THROWS_AS(pair.stream.write(much.data(), much.size()), network_error_timeout);
+    }
+    SUBCASE("a handle that is none")
+    {
+        pair.stream.handle.reset();
+        CHECK_THROWS_AS(pair.stream.write("a", 1), file_access_error);
+        pair.stream.write("a", 0);
+    }
+}
+
+TEST_CASE("a signalled aborter comes before anything else, also for 0 bytes and without a handle")
+{
+    aborter stop;
+    const abortScope scope(stop);
+    stop.signal();
+    char byte = 0;
+    input_pair ready;
+    ready.write("a");
+    CHECK_THROWS_AS(ready.stream.read(&byte, 1), user_abort);
+    CHECK_THROWS_AS(ready.stream.readSome(&byte, 1), user_abort);
+    streamInOverlapped in;
+    streamOutOverlapped out;
+    CHECK_THROWS_AS(in.read(&byte, 0), user_abort);
+    CHECK_THROWS_AS(out.write(&byte, 0), user_abort);
+    winPipeServerLite pipe;
+    CHECK_THROWS_AS(pipe.read(&byte, 0), user_abort);
+    CHECK_THROWS_AS(pipe.write(&byte, 0), user_abort);
+    stop.reset();
+    CHECK(ready.stream.read(&byte, 1) == 1); // the byte was still there
+}
+
+TEST_CASE("data that arrives together with the abort is taken")
+{
+    input_pair pair;
+    aborter stop;
+    const abortScope scope(stop);
+    char buffer[2] = {};
+    {
+        const before_next_wait both([&] {
+            pair.write("ab");
+            stop.signal();
+        });
+        CHECK(pair.stream.readSome(buffer, 2) == 2);
+    }
+    CHECK(buffer[1] == 'b');
+    CHECK_THROWS_AS(pair.stream.readSome(buffer, 2), user_abort);
+}
+
+TEST_CASE("an aborted read leaves its buffer alone")
+{
+    std::vector<char> buffer(65536);
+    for (int i = 0; i < 50; ++i) {
+        input_pair pair;
+        aborter stop;
+        const abortScope scope(stop);
+        {
+            const before_next_wait aborting([&] { stop.signal(); });
+            CHECK_THROWS_AS(pair.stream.read(buffer.data(), buffer.size()), user_abort);
+        }
+        std::memset(buffer.data(), 0x5A, buffer.size());
+        pair.write(std::string(1000, 'x'));
+        pair.peer.reset();
+        CHECK(std::string_view(buffer.data(), buffer.size()).find_first_not_of('\x5A') ==
+              std::string_view::npos);
+    }
+}
+
+TEST_CASE("the pipe server's readSome fills the buffer, a stream's does not")
+{
+    winPipeServerLite pipe;
+    const std::wstring name = pipe.createPipe();
+    const win::file_handle peer(
+        CreateFileW(name.c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr));
+    REQUIRE(peer);
+    pipe.connectWorker(1.0);
+    std::thread writer([&] {
+        for (const char* part : {"ab", "cd"}) {
+            DWORD written = 0;
+            WriteFile(peer.get(), part, 2, &written, nullptr);
+        }
+    });
+    char buffer[5] = {};
+    CHECK(pipe.readSome(buffer, 4) == 4);
+    writer.join();
+    CHECK(std::string(buffer) == "abcd");
+}
+
+TEST_CASE("each error code has its class")
+{
+    const struct {
+        uint32_t code;
+        const char* text;
+    } rows[] = {
+        {2, "file not found"},        {3, "file not found"},
+        {80, "file already exists"},  {183, "file already exists"},
+        {145, "directory not empty"}, {5, "file access error"},
+        {109, "file access error"},   {0xFFFFFFFF, "file access error"},
+        {0, "file access error"},
+    };
+    for (const auto& row : rows) {
+        CAPTURE(row.code);
+        CHECK_THROWS_WITH_AS(mapLastError(row.code), row.text, file_access_error);
+    }
+    CHECK_THROWS_AS(mapLastError(2), file_not_found);
+    CHECK_THROWS_AS(mapLastError(183), file_already_exists);
+    CHECK_THROWS_AS(mapLastError(145), directory_not_empty);
+}
+
+namespace {
+
+BOOL WINAPI fail_with_183(HANDLE, OVERLAPPED*, DWORD* transferred, BOOL)
+{
+    *transferred = 0;
+    SetLastError(ERROR_ALREADY_EXISTS);
+    return FALSE;
+}
+
+BOOL WINAPI end_of_file(HANDLE, OVERLAPPED*, DWORD* transferred, BOOL)
+{
+    *transferred = 0;
+    SetLastError(ERROR_HANDLE_EOF);
+    return FALSE;
+}
+
+BOOL WINAPI one_byte_only(HANDLE, OVERLAPPED*, DWORD* transferred, BOOL)
+{
+    *transferred = 1;
+    return TRUE;
+}
+
+HANDLE WINAPI no_event(SECURITY_ATTRIBUTES*, BOOL, BOOL, const wchar_t*)
+{
+    SetLastError(ERROR_NOT_ENOUGH_MEMORY);
+    return nullptr;
+}
+
+void* replacement(auto* function)
+{
+    return reinterpret_cast<void*>(function);
+}
+
+} // namespace
+
+TEST_CASE("failures that a pipe does not produce by itself")
+{
+    char buffer[2] = {};
+    SUBCASE("the result of a read")
+    {
+        input_pair pair;
+        pair.write("abcd");
+        {
+            const patched_import failing("GetOverlappedResult", replacement(&fail_with_183));
+            CHECK_THROWS_AS(pair.stream.read(buffer, 2), file_already_exists);
+        }
+        const patched_import ending("GetOverlappedResult", replacement(&end_of_file));
+        CHECK(pair.stream.read(buffer, 2) == 0);
+    }
+    SUBCASE("the result of a write, and a short one")
+    {
+        output_pair pair;
+        {
+            const patched_import failing("GetOverlappedResult", replacement(&fail_with_183));
+            CHECK_THROWS_AS(pair.stream.write("ab", 2), file_already_exists);
+        }
+        {
+            const patched_import ending("GetOverlappedResult", replacement(&end_of_file));
+            CHECK_THROWS_AS(pair.stream.write("ab", 2), file_access_error); // no end of stream on writing
+        }
+        const patched_import shortened("GetOverlappedResult", replacement(&one_byte_only));
+        CHECK_THROWS_AS(pair.stream.write("ab", 2), file_access_error);
+    }
+    SUBCASE("a stream without an event makes one for each operation")
+    {
+        pipe_pair pair(PIPE_ACCESS_INBOUND);
+        std::optional<streamInOverlapped> stream;
+        {
+            const patched_import failing("CreateEventW", replacement(&no_event));
+            stream.emplace();
+            stream->handle = std::move(pair.server);
+            CHECK_THROWS_AS(stream->read(buffer, 1), file_access_error);
+            CHECK_THROWS_AS(waitable(), bug_check);
+        }
+        std::thread peer([&] { pair.write("ab"); });
+        CHECK(stream->read(buffer, 2) == 2);
+        peer.join();
+    }
+}
