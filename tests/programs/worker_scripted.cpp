@@ -360,6 +360,13 @@ void worker::execute(const statement& words)
         {"close-pipe", [&] { pipe_.reset(); }},
         {"write-stderr", [&] { write_stderr(text(1)); }},
         {"stderr-burst", [&] { burst_stderr(static_cast<size_t>(number(1))); }},
+        {"echo-input",
+         [&] {
+             char byte = 0;
+             DWORD got = 0;
+             while (ReadFile(GetStdHandle(STD_INPUT_HANDLE), &byte, 1, &got, nullptr) && got == 1)
+                 write_all(GetStdHandle(STD_OUTPUT_HANDLE), {&byte, 1});
+         }},
         {"close-stderr", [&] { CloseHandle(GetStdHandle(STD_ERROR_HANDLE)); }},
         {"read", [&] { read_pipe(number(1)); }},
         {"expect",

@@ -1,0 +1,194 @@
+// The pipe server: names, the pipe's shape, and every way a connect ends.
+
+#include "pipe_pair.h"
+#include "raw_worker.h"
+
+#include "support/patched_import.h"
+#include "support/system_counts.h"
+#include "win/utf.h"
+#include "worker/abort.h"
+#include "worker/winPipeServerLite.h"
+
+#include <doctest/doctest.h>
+
+#include <chrono>
+#include <set>
+#include <string>
+
+using namespace Nv;
+
+namespace {
+
+HRESULT WINAPI fixed_guid(GUID* guid)
+{
+    *guid = {0x12345678, 0x9ABC, 0xDEF0, {0x01, 0x23, 0x45, 0x67, 0x89, 0xAB, 0xCD, 0xEF}};
+    return S_OK;
+}
+
+HRESULT WINAPI no_guid(GUID*)
+{
+    return E_FAIL;
+}
+
+struct pipe_call {
+    std::wstring name;
+    DWORD open_mode, pipe_mode, instances, out_size, in_size, limit;
+    SECURITY_ATTRIBUTES* security;
+    HANDLE result;
+} last_pipe;
+decltype(&CreateNamedPipeW) real_create_pipe = nullptr;
+
+HANDLE WINAPI watched_create_pipe(const wchar_t* name, DWORD open_mode, DWORD pipe_mode, DWORD instances,
+                                  DWORD out_size, DWORD in_size, DWORD limit, SECURITY_ATTRIBUTES* security)
+{
+    const HANDLE result =
+        real_create_pipe(name, open_mode, pipe_mode, instances, out_size, in_size, limit, security);
+    last_pipe = {name, open_mode, pipe_mode, instances, out_size, in_size, limit, security, result};
+    return result;
+}
+
+BOOL WINAPI failed_result(HANDLE, OVERLAPPED*, DWORD*, BOOL)
+{
+    SetLastError(ERROR_GEN_FAILURE);
+    return FALSE;
+}
+
+win::file_handle open_client(const std::wstring& name)
+{
+    return win::file_handle(
+        CreateFileW(name.c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr));
+}
+
+} // namespace
+
+TEST_CASE("names of pipes")
+{
+    std::set<std::wstring> names;
+    for (int i = 0; i < 1000; ++i)
+        names.insert(makePipeName());
+    CHECK(names.size() == 1000);
+    {
+        const patched_import fixed("CoCreateGuid", reinterpret_cast<void*>(&fixed_guid));
+        CHECK(makeGuidText() == "78563412bc9af0de0123456789abcdef");
+        CHECK(makePipeName() == LR"(\\.\pipe\78563412bc9af0de0123456789abcdef)");
+    }
+    const patched_import failing("CoCreateGuid", reinterpret_cast<void*>(&no_guid));
+    winPipeServerLite pipe;
+    CHECK_THROWS_WITH_AS(pipe.createPipe(), "CoCreateGuid failure", std::runtime_error);
+}
+
+TEST_CASE("the pipe as it is created, again and again")
+{
+    const patched_import watch("CreateNamedPipeW", reinterpret_cast<void*>(&watched_create_pipe));
+    real_create_pipe = watch.original<decltype(real_create_pipe)>();
+    winPipeServerLite pipe;
+    const std::wstring first = pipe.createPipe();
+    CHECK(last_pipe.name == first);
+    CHECK(last_pipe.open_mode == 0x40080003);
+    CHECK(last_pipe.pipe_mode == 0);
+    CHECK(last_pipe.instances == 1);
+    CHECK(last_pipe.out_size == 65536);
+    CHECK(last_pipe.in_size == 65536);
+    CHECK(last_pipe.limit == 0);
+    CHECK(last_pipe.security == nullptr);
+    DWORD flags = HANDLE_FLAG_INHERIT;
+    CHECK(GetHandleInformation(last_pipe.result, &flags));
+    CHECK((flags & HANDLE_FLAG_INHERIT) == 0);
+
+    const std::wstring second = pipe.createPipe();
+    CHECK(second != first);
+    CHECK_FALSE(open_client(first));
+    CHECK(open_client(second));
+
+    // The name exists already: the old pipe is gone by then, and no handle is kept.
+    const patched_import fixed("CoCreateGuid", reinterpret_cast<void*>(&fixed_guid));
+    winPipeServerLite owner;
+    owner.createPipe();
+    CHECK_THROWS_WITH_AS(pipe.createPipe(), "pipe creation failure", std::runtime_error);
+    CHECK_FALSE(pipe.isOpen());
+    CHECK_FALSE(open_client(second));
+    CHECK(owner.isOpen());
+}
+
+TEST_CASE("connecting")
+{
+    winPipeServerLite pipe;
+    CHECK(pipe.usePipe);
+    CHECK(pipe.timeoutSeconds == 0);
+    CHECK_THROWS_WITH_AS(pipe.connectWorker(1.0), "could not connect pipe", std::runtime_error);
+    const std::wstring name = pipe.createPipe();
+    win::file_handle client;
+    SUBCASE("the client was quicker")
+    {
+        client = open_client(name);
+        REQUIRE(client);
+        pipe.connectWorker(0);
+    }
+    SUBCASE("the client comes while the connect is pending")
+    {
+        const before_next_wait opening([&] { client = open_client(name); });
+        pipe.connectWorker(5.0);
+        CHECK(client);
+    }
+    SUBCASE("the client came and went: fails at once")
+    {
+        open_client(name);
+        CHECK_THROWS_WITH_AS(pipe.connectWorker(10.0), "could not connect pipe", std::runtime_error);
+        return;
+    }
+    SUBCASE("the client comes after a time-out or an abort: nothing is pending any more")
+    {
+        CHECK_THROWS_WITH_AS(pipe.connectWorker(0.03), "timeout", std::runtime_error);
+        CHECK_THROWS_WITH_AS(pipe.connectWorker(0), "timeout", std::runtime_error);
+        {
+            aborter stop;
+            const abortScope scope(stop);
+            const before_next_wait aborting([&] { stop.signal(); });
+            CHECK_THROWS_WITH_AS(pipe.connectWorker(10.0), "user abort", user_abort);
+        }
+        client = open_client(name);
+        REQUIRE(client);
+        pipe.connectWorker(0);
+    }
+    SUBCASE("the completion fails")
+    {
+        const patched_import failing("GetOverlappedResult", reinterpret_cast<void*>(&failed_result));
+        const before_next_wait opening([&] { client = open_client(name); });
+        CHECK_THROWS_WITH_AS(pipe.connectWorker(5.0), "could not connect pipe", std::runtime_error);
+        return;
+    }
+    DWORD written = 0;
+    CHECK(WriteFile(client.get(), "abcd", 4, &written, nullptr));
+    CHECK(pipe.readWord() == 0x64636261);
+}
+
+TEST_CASE("connects given up leave nothing behind")
+{
+    const auto give_up = [] {
+        winPipeServerLite pipe;
+        pipe.createPipe();
+        CHECK_THROWS_WITH(pipe.connectWorker(0), "timeout");
+        aborter stop;
+        const abortScope scope(stop);
+        const before_next_wait aborting([&] { stop.signal(); });
+        CHECK_THROWS_AS(pipe.connectWorker(10.0), user_abort);
+    };
+    give_up();
+    const system_counts before = system_counts::now();
+    for (int i = 0; i < 500; ++i)
+        give_up();
+    const system_counts after = system_counts::settled(before);
+    CHECK(after.handles <= before.handles);
+    CHECK(after.threads <= before.threads);
+}
+
+TEST_CASE("a worker that opened and closed its pipe before the connect")
+{
+    fake_worker::use_for_launches();
+    fake_worker fake("connect\nclose-pipe\nsignal-event {event:closed}\n");
+    winPipeServerLite pipe;
+    const std::string name = win::to_utf8(pipe.createPipe());
+    pipe.worker = start_raw(fake, name);
+    REQUIRE(fake.wait_for("closed"));
+    CHECK_THROWS_WITH_AS(pipe.connectWorker(10.0), "could not connect pipe", std::runtime_error);
+}

@@ -1,0 +1,224 @@
+// Nv::thread: its life, its aborter, its priority and its name.
+
+#include "support/patched_import.h"
+#include "win/handle.h"
+#include "win/utf.h"
+#include "worker/thread.h"
+#include "worker/wait.h"
+
+#include <doctest/doctest.h>
+
+#include <atomic>
+#include <memory>
+#include <stdexcept>
+#include <string>
+
+using namespace Nv;
+
+namespace {
+
+uintptr_t no_thread(void*, unsigned, unsigned(__stdcall*)(void*), void*, unsigned, unsigned*)
+{
+    return 0;
+}
+
+std::wstring description_of_current_thread()
+{
+    using get_description_t = HRESULT(WINAPI*)(HANDLE, PWSTR*);
+    const auto get = reinterpret_cast<get_description_t>(
+        reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"KernelBase.dll"), "GetThreadDescription")));
+    PWSTR text = nullptr;
+    if (!get || FAILED(get(GetCurrentThread(), &text)))
+        return L"?";
+    const std::wstring copy = text;
+    LocalFree(text);
+    return copy;
+}
+
+HMODULE WINAPI only_kernel32(const wchar_t* name)
+{
+    static const HMODULE kernel32 = LoadLibraryW(L"kernel32.dll");
+    return std::wstring_view(name) == L"kernel32.dll" ? kernel32 : nullptr;
+}
+
+HMODULE WINAPI no_module(const wchar_t*)
+{
+    return nullptr;
+}
+
+} // namespace
+
+TEST_CASE("threads run, end and run again")
+{
+    thread worker("job \xc3\xa4");
+    CHECK_FALSE(worker.isRunning());
+    worker.join(); // nothing to join
+    for (int run = 1; run <= 3; ++run) {
+        int seen = 0;
+        std::wstring name;
+        worker.start(
+            [&, run] {
+                seen = run;
+                name = description_of_current_thread();
+                CHECK(currentAborter == nullptr);
+                CHECK(GetThreadPriority(GetCurrentThread()) == THREAD_PRIORITY_NORMAL);
+            },
+            THREAD_PRIORITY_NORMAL);
+        CHECK(worker.isRunning());
+        worker.join();
+        CHECK_FALSE(worker.isRunning());
+        CHECK(seen == run);
+        CHECK(name == L"job \u00e4");
+    }
+    SUBCASE("whatever leaves the function ends the thread quietly")
+    {
+        worker.start([] { throw std::runtime_error("text"); }, THREAD_PRIORITY_NORMAL);
+        worker.join();
+        worker.start([] { throw 7; }, THREAD_PRIORITY_NORMAL);
+        worker.join();
+    }
+    SUBCASE("the function is freed when it has run")
+    {
+        const auto held = std::make_shared<int>(1);
+        worker.start([held] {}, THREAD_PRIORITY_NORMAL);
+        worker.join();
+        CHECK(held.use_count() == 1);
+    }
+    SUBCASE("no thread can be made")
+    {
+        const auto held = std::make_shared<int>(1);
+        {
+            const patched_import failing("_beginthreadex", reinterpret_cast<void*>(&no_thread));
+            CHECK_THROWS_WITH_AS(worker.start([held] {}, THREAD_PRIORITY_NORMAL), "bug check", bug_check);
+        }
+        CHECK(held.use_count() == 1);
+        CHECK_FALSE(worker.isRunning());
+        worker.join();
+        bool ran = false;
+        worker.start([&] { ran = true; }, THREAD_PRIORITY_NORMAL);
+        worker.join();
+        CHECK(ran);
+    }
+}
+
+TEST_CASE("a thread's own aborter")
+{
+    std::atomic<int> aborted{0};
+    const win::kernel_handle running(CreateEventW(nullptr, FALSE, FALSE, nullptr));
+    const auto wait_for_abort = [&] {
+        CHECK(currentAborter != nullptr);
+        SetEvent(running.get());
+        try {
+            waitForAbort();
+        } catch (const user_abort&) {
+            ++aborted;
+            throw;
+        }
+    };
+    // An abort before the function runs would keep it from being called at all.
+    const auto start_waiting = [&](thread& worker) {
+        worker.start(wait_for_abort, THREAD_PRIORITY_NORMAL);
+        REQUIRE(WaitForSingleObject(running.get(), 10000) == WAIT_OBJECT_0);
+    };
+    SUBCASE("is signalled by abort and by the next start, and fresh in each run")
+    {
+        thread worker("", thread::ownAborter);
+        start_waiting(worker);
+        worker.abort();
+        worker.join();
+        CHECK(aborted == 1);
+        start_waiting(worker);
+        start_waiting(worker); // ends the run before
+        CHECK(aborted == 2);
+        worker.abort();
+        worker.join();
+        CHECK(aborted == 3);
+    }
+    SUBCASE("is signalled by the destructor when asked for")
+    {
+        {
+            thread worker("", thread::ownAborter | thread::abortOnDestruct);
+            start_waiting(worker);
+        }
+        CHECK(aborted == 1);
+    }
+    SUBCASE("is not by the destructor otherwise: that waits")
+    {
+        waitable go_on;
+        bool ended = false;
+        thread helper;
+        {
+            thread worker("", thread::ownAborter);
+            worker.start(
+                [&] {
+                    waitableImpl* const waited = &go_on;
+                    CHECK(waitAny(&waited, 1, 10) == 0);
+                    ended = true;
+                },
+                THREAD_PRIORITY_NORMAL);
+            helper.start([&] { SetEvent(go_on.event()); }, THREAD_PRIORITY_NORMAL);
+        }
+        CHECK(ended);
+    }
+    SUBCASE("signalled before the thread has come to its function: that is not called")
+    {
+        // The name is set before the scope is entered; abort there.
+        static thread* aborting;
+        thread named("x", thread::ownAborter);
+        aborting = &named;
+        const patched_import hook("GetModuleHandleW", reinterpret_cast<void*>(+[](const wchar_t*) -> HMODULE {
+                                      aborting->abort();
+                                      return nullptr;
+                                  }));
+        bool called = false;
+        named.start([&] { called = true; }, THREAD_PRIORITY_NORMAL);
+        named.join();
+        CHECK_FALSE(called);
+    }
+}
+
+TEST_CASE("joining raises a thread that is below the caller")
+{
+    const auto priority_at_end = [](int own) {
+        waitable joined;
+        int seen = THREAD_PRIORITY_ERROR_RETURN;
+        thread worker;
+        worker.start(
+            [&] {
+                // Until the joining thread has raised it, for two seconds at most.
+                for (int i = 0; i < 200 && (seen = GetThreadPriority(GetCurrentThread())) == own; ++i) {
+                    waitableImpl* const waited = &joined;
+                    waitAny(&waited, 1, 0.01);
+                    if (own >= THREAD_PRIORITY_NORMAL)
+                        break;
+                }
+            },
+            own);
+        worker.join();
+        return seen;
+    };
+    CHECK(priority_at_end(THREAD_PRIORITY_BELOW_NORMAL) == THREAD_PRIORITY_NORMAL);
+    CHECK(priority_at_end(THREAD_PRIORITY_ABOVE_NORMAL) == THREAD_PRIORITY_ABOVE_NORMAL);
+}
+
+TEST_CASE("naming a thread where the system can only be asked in part")
+{
+    thread runner;
+    runner.start(
+        [] {
+            {
+                const patched_import hidden("GetModuleHandleW", reinterpret_cast<void*>(&only_kernel32));
+                setThreadName("second choice");
+            }
+            CHECK(description_of_current_thread() == L"second choice");
+            {
+                const patched_import hidden("GetModuleHandleW", reinterpret_cast<void*>(&no_module));
+                setThreadName("never seen");
+            }
+            CHECK(description_of_current_thread() == L"second choice");
+            setThreadName("first choice");
+            CHECK(description_of_current_thread() == L"first choice");
+        },
+        THREAD_PRIORITY_NORMAL);
+    runner.join();
+}
