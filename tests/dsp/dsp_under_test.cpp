@@ -1,0 +1,195 @@
+#include "dsp_under_test.h"
+
+#include "sdk/dsp_preset_impl.h"
+#include "sdk/exceptions.h"
+#include "worker/exceptions.h"
+
+#include <windows.h>
+
+#include <doctest/doctest.h>
+
+#include <stdexcept>
+#include <thread>
+
+namespace {
+
+vstConfig_t edited(vstConfig_t config, const std::function<void(vstConfig_t&)>& edit)
+{
+    config.state = {0xAB, 0xCD, 0x00};
+    if (edit)
+        edit(config);
+    return config;
+}
+
+dsp_preset_impl preset_of(const vstConfig_t& config)
+{
+    dsp_preset_impl preset;
+    vstConfigToPreset(config, preset);
+    return preset;
+}
+
+} // namespace
+
+dsp_under_test::dsp_under_test(const std::string& script, std::function<void(vstConfig_t&)> edit,
+                               uint32_t flags)
+    : fake(script)
+    , config(edited(fake.effect(), edit))
+    , dsp(service_new<dsp_vst>(preset_of(config), flags))
+{
+}
+
+dsp_under_test::~dsp_under_test()
+{
+    dsp.release(); // ends the worker, which uses the folder of `fake`
+}
+
+std::string dsp_under_test::run(const audio& input, uint32_t flags)
+{
+    list.remove_all();
+    fill_chunk(*list.add_item(), input);
+    return failure_of([&] { dsp->run_abortable(list, nullptr, flags, token); });
+}
+
+std::string dsp_under_test::end_playback()
+{
+    list.remove_all();
+    return failure_of([&] { dsp->run_abortable(list, nullptr, dsp_flag_end_of_playback, token); });
+}
+
+std::string dsp_under_test::said()
+{
+    const auto commands = fake.commands();
+    std::string text;
+    for (; commands_seen_ < commands.size(); ++commands_seen_) {
+        const auto& each = commands[commands_seen_];
+        text += (text.empty() ? "" : " ") + std::to_string(each.code) + ":" + std::to_string(each.byte_count);
+    }
+    return text;
+}
+
+std::string dsp_under_test::heard()
+{
+    std::string text;
+    for (size_t i = 0; i < list.get_count(); ++i) {
+        const audio_chunk& chunk = *list.get_item(i);
+        char words[64];
+        std::snprintf(words, sizeof(words), "%s%u/%u/0x%X*%u", i == 0 ? "" : " ",
+                      static_cast<unsigned>(chunk.get_sample_rate()),
+                      static_cast<unsigned>(chunk.get_channel_count()),
+                      static_cast<unsigned>(chunk.get_channel_config()),
+                      static_cast<unsigned>(chunk.get_sample_count()));
+        text += words;
+    }
+    return text;
+}
+
+std::vector<double> dsp_under_test::samples(size_t index)
+{
+    const audio_chunk* const chunk = list.get_item(index);
+    if (!chunk || !chunk->get_data())
+        return {};
+    return {chunk->get_data(), chunk->get_data() + chunk->get_used_size()};
+}
+
+bool dsp_under_test::unchanged(size_t index, const audio& input)
+{
+    const audio_chunk* const chunk = list.get_item(index);
+    if (!chunk || chunk->get_sample_rate() != input.rate || chunk->get_channel_count() != input.channels ||
+        chunk->get_channel_config() != input.mask || chunk->get_sample_count() != input.frames)
+        return false;
+    audio_chunk_impl_t expected;
+    fill_chunk(expected, input);
+    return samples(index) ==
+           std::vector<double>(expected.get_data(), expected.get_data() + expected.get_used_size());
+}
+
+fake_worker::command dsp_under_test::last_command(uint32_t code) const
+{
+    fake_worker::command found = {};
+    for (const auto& each : fake.commands()) {
+        if (each.code == code)
+            found = each;
+    }
+    return found;
+}
+
+bool dsp_under_test::apply(const vstConfig_t& changed)
+{
+    return dsp->apply_preset(preset_of(changed));
+}
+
+void fill_chunk(audio_chunk& chunk, const audio& contents)
+{
+    const size_t count = contents.frames * contents.channels;
+    chunk.set_data_size(count);
+    chunk.set_sample_rate(contents.rate);
+    chunk.set_channels(contents.channels, contents.mask);
+    chunk.set_sample_count(contents.frames);
+    for (size_t i = 0; i < count; ++i)
+        chunk.get_data()[i] = contents.first + static_cast<double>(i);
+}
+
+std::string failure_of(const std::function<void()>& work)
+{
+    const auto words = [](const char* name, const std::exception& failure) {
+        return std::string(name) + ": " + failure.what();
+    };
+    try {
+        work();
+        return "";
+    } catch (const exception_aborted& failure) {
+        return words("exception_aborted", failure);
+    } catch (const exception_io_data& failure) {
+        return words("exception_io_data", failure);
+    } catch (const Nv::user_abort& failure) {
+        return words("Nv::user_abort", failure);
+    } catch (const Nv::bug_check& failure) {
+        return words("Nv::bug_check", failure);
+    } catch (const Nv::invalid_input& failure) {
+        return words("Nv::invalid_input", failure);
+    } catch (const Nv::file_not_found& failure) {
+        return words("Nv::file_not_found", failure);
+    } catch (const Nv::file_access_error& failure) {
+        return words("Nv::file_access_error", failure);
+    } catch (const std::runtime_error& failure) {
+        return words("runtime_error", failure);
+    } catch (const std::exception& failure) {
+        return words("exception", failure);
+    }
+}
+
+bool process_gone(uint32_t id, double limit_seconds)
+{
+    const win::kernel_handle process(OpenProcess(SYNCHRONIZE, FALSE, id));
+    return !process ||
+           WaitForSingleObject(process.get(), static_cast<DWORD>(limit_seconds * 1000)) == WAIT_OBJECT_0;
+}
+
+void kill_process(uint32_t id, uint32_t exit_code)
+{
+    const win::kernel_handle process(OpenProcess(SYNCHRONIZE | PROCESS_TERMINATE, FALSE, id));
+    if (!process || !TerminateProcess(process.get(), exit_code) ||
+        WaitForSingleObject(process.get(), 10000) != WAIT_OBJECT_0)
+        throw std::runtime_error("the worker could not be killed");
+}
+
+void check_side_by_side(const std::vector<scenario>& scenarios)
+{
+    std::vector<std::string> answers(scenarios.size());
+    {
+        std::vector<std::thread> threads;
+        for (size_t i = 0; i < scenarios.size(); ++i) {
+            threads.emplace_back([&answer = answers[i], &play = scenarios[i].play] {
+                std::string result;
+                const std::string failure = failure_of([&] { result = play(); });
+                answer = failure.empty() ? result : failure;
+            });
+        }
+        for (std::thread& each : threads)
+            each.join();
+    }
+    for (size_t i = 0; i < scenarios.size(); ++i) {
+        CAPTURE(scenarios[i].name);
+        CHECK(answers[i] == scenarios[i].expected);
+    }
+}

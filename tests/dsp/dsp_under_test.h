@@ -1,0 +1,76 @@
+#pragma once
+// A DSP instance whose worker plays a script (tests/programs/README.md), and what a test asks about it. Used
+// by one thread; any number of them may be used side by side.
+
+#include "dsp/dsp_vst.h"
+#include "sdk/abort_callback_impl.h"
+#include "sdk/dsp_chunk_list_impl.h"
+#include "support/fake_worker.h"
+
+#include <functional>
+#include <string>
+#include <vector>
+
+// Format and contents of a chunk: interleaved samples first, first + 1, ...
+struct audio {
+    uint32_t rate = 44100;
+    uint32_t channels = 2;
+    uint32_t mask = 0x3;
+    size_t frames = 4;
+    double first = 1;
+};
+
+class dsp_under_test {
+public:
+    // `edit` changes the effect record before the instance is made of it.
+    explicit dsp_under_test(const std::string& script, std::function<void(vstConfig_t&)> edit = {},
+                            uint32_t flags = 0);
+    ~dsp_under_test();
+
+    // Runs one chunk through the instance. "" or what was thrown, as failure_of words it; `list` then holds
+    // what came back.
+    std::string run(const audio& input, uint32_t flags = 0);
+    std::string end_playback(); // a run without chunks
+
+    // The commands that the worker read since the last call, as "CODE:COUNT CODE:COUNT".
+    std::string said();
+    // The chunks of `list`, as "RATE/CHANNELS/MASK*FRAMES" with spaces between.
+    std::string heard();
+    std::vector<double> samples(size_t index);
+    bool unchanged(size_t index, const audio& input); // the chunk is still what `run` put there
+
+    fake_worker::command last_command(uint32_t code) const;
+    bool apply(const vstConfig_t& changed);
+
+    fake_worker fake;
+    vstConfig_t config;
+    service_ptr_t<dsp_vst> dsp;
+    abort_callback_impl token;
+    dsp_chunk_list_impl list;
+
+private:
+    size_t commands_seen_ = 0;
+};
+
+void fill_chunk(audio_chunk& chunk, const audio& contents);
+
+// "CLASS: TEXT" of what `work` throws, "" when it returns. Only classes that a player can meet are told
+// apart.
+std::string failure_of(const std::function<void()>& work);
+
+// Waits until there is no such process any more; false at the limit.
+bool process_gone(uint32_t id, double limit_seconds = 5);
+// Ends it by force and waits until it has ended.
+void kill_process(uint32_t id, uint32_t exit_code);
+
+// The setting "process tail samples" in the test host's store.
+constexpr const char* tail_key = "advconfig.unnamed.17F04BF0-5745-462F-929C-E7F230F51F5A";
+
+// Runs the scenarios side by side, each on a thread of its own, and checks what each of them answers: most of
+// their time is waiting. An exception is answered as failure_of words it.
+struct scenario {
+    std::string name;
+    std::string expected;
+    std::function<std::string()> play;
+};
+void check_side_by_side(const std::vector<scenario>& scenarios);
