@@ -36,9 +36,10 @@ public:
     // Waits until at least `count` lines are there; false at the limit.
     bool wait_for_line_count(size_t count, double limit_seconds = 10);
 
-    // Threads that run detached work now. The wait is false at the limit.
+    // Threads that run detached work now. The wait ends when no more than `left` are; it is false at the
+    // limit.
     size_t detached_count() const;
-    bool wait_until_detached_done(double limit_seconds = 10);
+    bool wait_until_detached_done(double limit_seconds = 10, size_t left = 0);
     // From here on run_detached throws exception_win32(8) / works again.
     void refuse_detached(bool refuse);
 
