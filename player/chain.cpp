@@ -48,6 +48,17 @@ const char* advice_for(module_refusal refusal)
     }
 }
 
+// What to do about a failure of a DSP, told from its text.
+const char* advice_for(std::string_view failure)
+{
+    if (failure == "file not found")
+        return "put the worker programs qvxVSTHost64.exe and qvxVSTHost32.exe beside the component";
+    if (failure == "timeout" || failure == "could not connect pipe" || failure == "pipe creation failure" ||
+        failure == "could not start the worker process")
+        return "the effect's worker program did not come up: see the console lines above, then try again";
+    return "see the console lines above, or leave the effect out";
+}
+
 // The file name without its extension.
 std::string effect_name(const std::string& path)
 {
@@ -150,8 +161,8 @@ void dsp_chain::run(dsp_chunk_list& chunks, uint32_t flags, abort_callback& abor
             // A wait that was broken by the token may carry a text of its own.
             if (abort.is_aborting())
                 throw exception_aborted();
-            throw player_error(each.file + ": " + error.what() +
-                               "; see the console lines above, or leave the effect out");
+            throw player_error(each.file + ": " + error.what() + "; " +
+                               advice_for(std::string_view(error.what())));
         }
     }
 }

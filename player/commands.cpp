@@ -186,9 +186,9 @@ command_result run_preset(const command_line& line)
 
 command_result run_settings(const command_line& line, config_store& store)
 {
-    // All names first: a mistake in the last must not leave the others half done.
+    // All of them first: a mistake in the last must not leave the others done.
     for (const std::string& item : line.settings)
-        check_setting_name(item.substr(0, item.find('=')));
+        check_setting(item);
     for (const std::string& item : line.settings) {
         if (item.find('=') != std::string::npos)
             change_setting(store, item);

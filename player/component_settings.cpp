@@ -105,9 +105,17 @@ component_settings read_settings(const config_store& store)
             read_list(store, cfg_vst_folders_disabled)};
 }
 
-void check_setting_name(const std::string& name)
+void check_setting(const std::string& item)
 {
-    find_setting(name);
+    const size_t equals = item.find('=');
+    const setting& which = find_setting(item.substr(0, equals));
+    if (equals == std::string::npos)
+        return;
+    const std::string value = item.substr(equals + 1);
+    if (which.on_off)
+        parse_switch(which, value);
+    else
+        parse_list(value);
 }
 
 void change_setting(config_store& store, const std::string& assignment)

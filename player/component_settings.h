@@ -22,8 +22,8 @@ component_settings read_settings(const config_store& store);
 // Applies one NAME=VALUE; switches take on/off, yes/no, true/false, 1/0, lists take paths with ";" between
 // them (none: the empty list). Throws usage_error for an unknown name or value, before anything is stored.
 void change_setting(config_store& store, const std::string& assignment);
-// Throws usage_error when there is no setting of that name.
-void check_setting_name(const std::string& name);
+// Throws usage_error when a NAME or NAME=VALUE names no setting or no value of it. Stores nothing.
+void check_setting(const std::string& item);
 
 // The same settings with "process tail" on, whatever the store says. Everything else goes to the store
 // behind.

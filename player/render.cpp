@@ -17,10 +17,10 @@ namespace {
 
 using reader_list = std::vector<std::unique_ptr<wav_reader>>;
 
-bool is_one_of(const std::string& path, const std::vector<std::string>& inputs)
+bool is_one_of(const std::string& path, const std::vector<std::string>& files)
 {
-    for (const std::string& input : inputs) {
-        if (is_same_file(path, input))
+    for (const std::string& file : files) {
+        if (is_same_file(path, file))
             return true;
     }
     return false;
@@ -29,11 +29,12 @@ bool is_one_of(const std::string& path, const std::vector<std::string>& inputs)
 // The output files of one run: all get their names at the end, or none.
 class output_files {
 public:
-    output_files(const render_options& options, sample_type type)
-        : inputs_(options.inputs)
+    // `used` are the files that the run reads: none of them may become an output.
+    output_files(const std::string& path, std::vector<std::string> used, sample_type type)
+        : used_(std::move(used))
         , type_(type)
     {
-        open(options.output);
+        open(path);
     }
 
     void write(const audio_chunk& chunk)
@@ -67,8 +68,8 @@ public:
 private:
     void open(const std::string& path)
     {
-        if (is_one_of(path, inputs_))
-            throw player_error(path + ": is also an input; choose another output");
+        if (is_one_of(path, used_))
+            throw player_error(path + ": is also read by this run; choose another output");
         files_.push_back(std::make_unique<wav_writer>(path));
     }
     std::string numbered(size_t number) const
@@ -80,7 +81,7 @@ private:
         return first.substr(0, cut) + "-" + std::to_string(number) + first.substr(cut);
     }
 
-    const std::vector<std::string>& inputs_;
+    std::vector<std::string> used_;
     sample_type type_;
     std::vector<std::unique_ptr<wav_writer>> files_;
 };
@@ -109,9 +110,16 @@ public:
         for (const auto& reader : readers_)
             total_frames_ += reader->frame_count();
         report_.input = readers_.front()->format();
-        chain_ =
-            std::make_unique<dsp_chain>(make_chain(options.chain), options.realtime ? dsp_flag_realtime : 0);
-        outputs_ = std::make_unique<output_files>(options, report_.input.type);
+        const std::vector<chain_entry> chain = make_chain(options.chain);
+        std::vector<std::string> used = options.inputs;
+        for (const chain_entry& entry : chain)
+            used.push_back(entry.file);
+        for (const chain_item& item : options.chain) {
+            if (item.effect.state_file)
+                used.push_back(*item.effect.state_file);
+        }
+        chain_ = std::make_unique<dsp_chain>(chain, options.realtime ? dsp_flag_realtime : 0);
+        outputs_ = std::make_unique<output_files>(options.output, std::move(used), report_.input.type);
     }
 
     render_report play()

@@ -103,7 +103,7 @@ TEST_CASE("program: bad input ends with one line that names the file, code 1, an
         {{"render", in("text.txt"), in("out.wav")}, 1, "text.txt: is not a WAV file"},
         {{"render", in("short.wav"), in("out.wav")}, 1, "short.wav: is truncated"},
         {{"render", in("in.wav"), in("no\\out.wav")}, 1, "no\\out.wav: cannot be written"},
-        {{"render", in("in.wav"), in("in.wav")}, 1, "in.wav: is also an input"},
+        {{"render", in("in.wav"), in("in.wav")}, 1, "in.wav: is also read by this run"},
         {{"render", in("in.wav"), in("out.wav"), "--effect", in("none.dll")}, 1, "none.dll: "},
         {{"render", in("in.wav"), in("out.wav"), "--effect", in("text.txt")}, 1, "text.txt: "},
         {{"render", in("in.wav"), in("out.wav"), "--effect", dist_folder() + "\\qvxplayer.exe"},
@@ -126,6 +126,7 @@ TEST_CASE("program: bad input ends with one line that names the file, code 1, an
          "unknown option --efect; did you mean --effect?"},
         {{"rendr"}, 2, "unknown command rendr; did you mean render?"},
         {{"settings", "process-tail=on", "nonsense=1"}, 2, "unknown setting \"nonsense\""},
+        {{"settings", "process-tail=on", "feed-live=maybe"}, 2, "\"maybe\" is no value for feed-live"},
         {{}, 2, "name a command"},
     };
     for (const row& each : rows) {

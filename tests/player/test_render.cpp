@@ -268,7 +268,7 @@ TEST_CASE("render: a failure leaves no output and no instance, whenever it comes
     CHECK(script.log.empty());
     test.options.chain.clear();
     test.options.output = test.folder.path(".\\IN.wav");
-    CHECK_THROWS_WITH_AS(test.run(), doctest::Contains("is also an input"), player_error);
+    CHECK_THROWS_WITH_AS(test.run(), doctest::Contains("is also read by this run"), player_error);
     CHECK(test.samples_of("in.wav").size() == 100);
 }
 

@@ -5,6 +5,7 @@
 #include "player/sample_conversion.h"
 #include "player/whole_file.h"
 #include "support/temp_folder.h"
+#include "win/handle.h"
 
 #include <doctest/doctest.h>
 
@@ -143,6 +144,18 @@ TEST_CASE("wav file: damaged and foreign files are refused by name, with what to
         CAPTURE(each.reason);
         CHECK(refusal(folder, each.content).find(each.reason) != std::string::npos);
     }
+    // Beyond 2 GiB; only its length is on the disk.
+    folder.write("big.wav", whole);
+    {
+        const win::file_handle big(CreateFileW(os_path(folder.path("big.wav")).c_str(), GENERIC_WRITE, 0,
+                                               nullptr, OPEN_EXISTING, 0, nullptr));
+        LARGE_INTEGER size;
+        size.QuadPart = 0x80000000;
+        REQUIRE(SetFilePointerEx(big.get(), size, nullptr, FILE_BEGIN));
+        REQUIRE(SetEndOfFile(big.get()));
+    }
+    CHECK_THROWS_WITH_AS(wav_reader(folder.path("big.wav")), doctest::Contains("larger than 2 GiB"),
+                         player_error);
     CHECK_THROWS_WITH_AS(wav_reader(folder.path("no.wav")), doctest::Contains("no.wav: cannot be opened"),
                          player_error);
     CHECK_THROWS_WITH_AS(wav_reader(folder.path()), doctest::Contains("is a folder"), player_error);
