@@ -24,10 +24,14 @@ LIMIT_SECONDS_LONG = 8 * 3600
 
 @dataclass
 class Program:
-    room: str
+    room: str  # or room_PART, when a room's tests are several programs
     arch: str
     command: list[str]
     filters: list[str]  # names of test cases; empty: all of them
+
+    @property
+    def folder(self):
+        return self.room.split("_")[0]
 
 
 def find_programs():
@@ -84,17 +88,17 @@ def has_cases(program, name):
 def pick(programs, names):
     if not names:
         return programs
-    rooms = {program.room for program in programs}
+    rooms = {program.folder for program in programs}
     for name in (name for name in names if name not in rooms):
         found = False
         for program in programs:
-            if program.room not in names and has_cases(program, name):
+            if program.folder not in names and has_cases(program, name):
                 program.filters.append(name)
                 found = True
         if not found and not any(has_cases(program, name) for program in programs):
             sys.exit(f"test: neither a room nor a part of a test case's name: {name}\n"
                      f"rooms with tests: {' '.join(sorted(rooms))}")
-    return [program for program in programs if program.room in names or program.filters]
+    return [program for program in programs if program.folder in names or program.filters]
 
 
 def run_all(programs, long):
