@@ -1,8 +1,8 @@
 // What a chunk costs: allocations and transfers, counted at the imports of this program and of its runtime.
 
 #include "dsp_under_test.h"
-#include "import_hook.h"
 
+#include "support/patched_import.h"
 #include "support/test_host.h"
 
 #include <windows.h>
@@ -91,7 +91,7 @@ public:
         const HMODULE program = GetModuleHandleW(nullptr);
         const HMODULE runtime = GetModuleHandleW(L"libstdc++-6.dll"); // operator new lives there
         REQUIRE(runtime);
-        REQUIRE(import_hook::imports(runtime, "malloc"));
+        REQUIRE(patched_import::is_imported("malloc", runtime));
         // Addresses past import stubs, which would lead back into the hooks.
         const HMODULE c = GetModuleHandleW(L"msvcrt.dll");
         const HMODULE kernel = GetModuleHandleW(L"kernel32.dll");
@@ -133,11 +133,11 @@ private:
     }
     void hook(HMODULE module, const char* name, void* replacement)
     {
-        if (import_hook::imports(module, name))
-            hooks_.emplace_back(module, name, replacement);
+        if (patched_import::is_imported(name, module))
+            hooks_.emplace_back(name, replacement, module);
     }
 
-    std::list<import_hook> hooks_;
+    std::list<patched_import> hooks_;
 };
 
 // One chunk that claims to be as long as the test likes, over a few samples.

@@ -9,16 +9,17 @@
 
 namespace {
 
-void** find_slot(const char* function)
+// Null when there is none.
+void** find_slot(const char* function, void* module)
 {
-    auto* const base = reinterpret_cast<uint8_t*>(GetModuleHandleW(nullptr));
+    auto* const base = static_cast<uint8_t*>(module ? module : GetModuleHandleW(nullptr));
     const auto* dos = reinterpret_cast<const IMAGE_DOS_HEADER*>(base);
     const auto* headers = reinterpret_cast<const IMAGE_NT_HEADERS*>(base + dos->e_lfanew);
     const DWORD imports = headers->OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_IMPORT].VirtualAddress;
-    for (auto* module = reinterpret_cast<const IMAGE_IMPORT_DESCRIPTOR*>(base + imports); module->Name;
-         ++module) {
-        auto* name = reinterpret_cast<const IMAGE_THUNK_DATA*>(base + module->OriginalFirstThunk);
-        auto* slot = reinterpret_cast<void**>(base + module->FirstThunk);
+    for (auto* library = reinterpret_cast<const IMAGE_IMPORT_DESCRIPTOR*>(base + imports); library->Name;
+         ++library) {
+        auto* name = reinterpret_cast<const IMAGE_THUNK_DATA*>(base + library->OriginalFirstThunk);
+        auto* slot = reinterpret_cast<void**>(base + library->FirstThunk);
         for (; name->u1.AddressOfData; ++name, ++slot) {
             if (IMAGE_SNAP_BY_ORDINAL(name->u1.Ordinal))
                 continue;
@@ -28,16 +29,28 @@ void** find_slot(const char* function)
                 return slot;
         }
     }
+    return nullptr;
+}
+
+void** required_slot(const char* function, void* module)
+{
+    if (void** const slot = find_slot(function, module))
+        return slot;
     throw std::runtime_error(std::string("not imported: ") + function);
 }
 
 } // namespace
 
-patched_import::patched_import(const char* function, void* replacement)
-    : slot_(find_slot(function))
+patched_import::patched_import(const char* function, void* replacement, void* module)
+    : slot_(required_slot(function, module))
     , original_(*slot_)
 {
     store(replacement);
+}
+
+bool patched_import::is_imported(const char* function, void* module)
+{
+    return find_slot(function, module) != nullptr;
 }
 
 patched_import::~patched_import()
