@@ -168,7 +168,10 @@ void vsthost::install_fault_handling()
 
     reporter.wanted = CreateEventW(nullptr, TRUE, FALSE, nullptr);
     reporter.done = CreateEventW(nullptr, TRUE, FALSE, nullptr);
-    if (const HMODULE dbghelp = LoadLibraryW(L"dbghelp.dll"))
+    wchar_t wish[4] = L"";
+    GetEnvironmentVariableW(L"QVX_VSTHOST_MINIDUMP", wish, static_cast<DWORD>(std::size(wish)));
+    const HMODULE dbghelp = wish[0] == L'0' ? nullptr : LoadLibraryW(L"dbghelp.dll");
+    if (dbghelp != nullptr)
         reporter.dump = reinterpret_cast<write_dump>(
             reinterpret_cast<void*>(GetProcAddress(dbghelp, "MiniDumpWriteDump")));
     if (const HANDLE thread = CreateThread(nullptr, 0, report_crashes, nullptr, 0, nullptr))

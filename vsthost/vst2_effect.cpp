@@ -181,6 +181,8 @@ void vst2_effect::negotiate_layout(const bus_pair& wanted)
 {
     // Most effects have fixed channels and no speaker arrangements at all.
     const bus_pair fixed = own_layout();
+    if (fixed.in.channels == 0 || fixed.out.channels == 0)
+        return; // no audio effect; some would agree to anything
     if (offer_layout(wanted) && fit(wanted, own_layout()) == 3)
         return;
     if (fit(wanted, fixed) == 3 && fit(wanted, own_layout()) == 3)
