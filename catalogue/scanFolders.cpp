@@ -28,7 +28,8 @@ std::string openable(filesystem& files, const std::string& path)
     return files.get_native_path(path.c_str(), native) ? native.text : path;
 }
 
-// Nothing when the system does not say; such a folder is entered without the test.
+// Nothing when the system does not say; such a folder is entered without the test. Costs as much as several
+// modules, so that it is only asked where a link has been followed.
 std::optional<folder_identity> identity_of(const std::string& path)
 {
     const win::file_handle folder(CreateFileW(win::long_path(path).c_str(), FILE_READ_ATTRIBUTES,
@@ -39,6 +40,13 @@ std::optional<folder_identity> identity_of(const std::string& path)
         return std::nullopt;
     return folder_identity{information.dwVolumeSerialNumber,
                            uint64_t{information.nFileIndexHigh} << 32 | information.nFileIndexLow};
+}
+
+// A junction, a symbolic link or a mounted volume.
+bool is_link(const std::string& path)
+{
+    const DWORD attributes = GetFileAttributesW(win::long_path(path).c_str());
+    return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_REPARSE_POINT);
 }
 
 // The entries of one folder, files and subfolders apart.
@@ -80,9 +88,19 @@ void print_quietly(const std::string& line) noexcept
 
 // One folder on the way from the top to where the walk is.
 struct walk_step {
-    std::optional<folder_identity> identity;
+    std::string native;
+    bool through_link;                // the way from the top to here follows a link
     std::vector<std::string> folders; // in reverse: the next one is the last
 };
+
+// True when `native` is another name of a folder on the way.
+bool is_on_way(const std::vector<walk_step>& way, const std::string& native)
+{
+    const auto identity = identity_of(native);
+    return identity && std::any_of(way.begin(), way.end(), [&](const walk_step& step) {
+               return identity_of(step.native) == identity;
+           });
+}
 
 void inspect_candidates(std::vector<vstConfig_t>& result, filesystem& files, const entry_collector& entries,
                         abort_callback& abort, scan_observer* observer)
@@ -156,11 +174,13 @@ void scanFolder(std::vector<vstConfig_t>& result, filesystem& files, const std::
 {
     std::vector<walk_step> way;
     const auto enter = [&](const std::string& path) {
-        walk_step step;
-        step.identity = identity_of(openable(files, path));
-        const auto is_same = [&](const walk_step& above) { return above.identity == step.identity; };
-        if (step.identity && std::any_of(way.begin(), way.end(), is_same))
-            return;
+        walk_step step{openable(files, path), false, {}};
+        if (!way.empty()) {
+            // Without a link on the way no folder can be inside itself.
+            step.through_link = way.back().through_link || is_link(step.native);
+            if (step.through_link && is_on_way(way, step.native))
+                return;
+        }
         if (observer)
             observer->on_folder(path);
         entry_collector entries;

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <mutex>
+#include <shared_mutex>
 
 namespace cfg_var_modern {
 

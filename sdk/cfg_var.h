@@ -4,9 +4,9 @@
 // the store before the first use.
 
 #include "sdk/guid.h"
+#include "sdk/reader_writer_lock.h"
 #include "sdk/stream.h"
 
-#include <shared_mutex>
 #include <string>
 #include <string_view>
 
@@ -37,7 +37,7 @@ private:
     guid_t guid_;
     const char* default_text_;
     cfg_string* next_;
-    std::shared_mutex lock_; // guards what follows
+    reader_writer_lock lock_; // guards what follows
     bool loaded_ = false;
     std::string text_;
 };
