@@ -18,6 +18,8 @@ using namespace player;
 
 constexpr int exit_failed = 1;
 constexpr int exit_usage = 2;
+// For the last lines of workers that have ended.
+constexpr std::chrono::milliseconds last_words_limit{500};
 
 // Ctrl+C and its kin. The token lives as long as the process: the handler runs on a thread of the system's.
 abort_callback_impl& stop_token()
@@ -101,6 +103,7 @@ command_result run_with_component(const command_line& line, bool& clean)
             return line.what == command::services ? run_services(line, *host)
                                                   : run_render(line, stop_token(), progress_bar(line.quiet));
         });
+        host->let_threads_end(last_words_limit);
         clean = host->shut_down();
         host->console().close();
         if (!clean)

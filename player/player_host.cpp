@@ -74,6 +74,11 @@ void player_host::start()
     });
 }
 
+void player_host::let_threads_end(std::chrono::milliseconds limit)
+{
+    threads_->wait_until_idle(limit);
+}
+
 bool player_host::shut_down(const std::function<void()>& destroy_instances) noexcept
 {
     const phase before = phase_;

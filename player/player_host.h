@@ -34,6 +34,10 @@ public:
     // Makes the services available, tells the component and runs the init actions. Throws what they throw.
     void start();
 
+    // Lets the component's threads end by themselves, within the limit, after its DSP instances are gone:
+    // what a worker said last is on its way through such a thread, and the abort token would cut it off.
+    void let_threads_end(std::chrono::milliseconds limit);
+
     // The one order in which everything ends: says "shutting down", signals the application's abort token,
     // lets `destroy_instances` destroy DSP instances and dialogs, runs the quit actions, waits for the
     // component's threads, unloads. False when threads stayed inside the component: it stays loaded, and the

@@ -117,6 +117,24 @@ TEST_CASE("host: everything ends in its order, also when a step fails")
     CHECK(any_store(folder)->get_bool("quit", false));
 }
 
+TEST_CASE("host: threads that end by themselves are not cut off by the shut-down")
+{
+    const temp_folder folder;
+    std::vector<std::string> lines;
+    player_host host([&](std::string_view line) { lines.emplace_back(line); }, any_store(folder));
+    host.start();
+    abort_callback& token = host.app_abort_token();
+    // A relay that has something to hand on for a moment, and one that goes on.
+    run_detached([&] {
+        if (WaitForSingleObject(token.get_abort_event(), 200) == WAIT_TIMEOUT)
+            console::print("last words");
+    });
+    run_detached([&] { WaitForSingleObject(token.get_abort_event(), 20'000); });
+    host.let_threads_end(std::chrono::milliseconds(1000));
+    CHECK(lines == std::vector<std::string>{"last words"});
+    CHECK(host.shut_down());
+}
+
 TEST_CASE("threads: waiting for them is bounded, and covers those that start meanwhile")
 {
     const auto pool = service_new<thread_pool>();
