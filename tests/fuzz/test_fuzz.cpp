@@ -64,3 +64,8 @@ TEST_CASE("fuzz: module images")
 {
     run_fuzzer("module");
 }
+
+TEST_CASE("fuzz: a worker's format replies")
+{
+    run_fuzzer("format_reply");
+}
