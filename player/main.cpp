@@ -11,6 +11,8 @@
 #include "win/utf.h"
 
 #include <algorithm>
+#include <memory>
+#include <mutex>
 
 namespace {
 
@@ -46,24 +48,32 @@ std::string default_config()
     return win::to_utf8(std::wstring_view(folder, length)) + "\\qvxplayer\\config.json";
 }
 
-render_progress progress_bar(bool quiet)
-{
-    if (quiet || !is_terminal(std_stream::error))
-        return {};
-    return [last = -1](double done) mutable {
+// The last line of a terminal while a render runs. Any thread: console lines come in between.
+class progress_bar {
+public:
+    void show(double done)
+    {
+        const std::lock_guard lock(mutex_);
         const int percent = static_cast<int>(done * 100);
-        if (percent == last)
+        if (percent == shown_)
             return;
-        last = percent;
-        const int width = percent * 40 / 100;
-        std::string bar = "\r[" + std::string(static_cast<size_t>(width), '#') +
-                          std::string(static_cast<size_t>(40 - width), '.') + "] " + std::to_string(percent) +
-                          " % ";
-        if (percent >= 100)
-            bar = "\r" + std::string(52, ' ') + "\r";
-        write_text(std_stream::error, bar);
-    };
-}
+        shown_ = percent;
+        const auto filled = static_cast<size_t>(percent * 40 / 100);
+        write_text(std_stream::error, "\r[" + std::string(filled, '#') + std::string(40 - filled, '.') +
+                                          "] " + std::to_string(percent) + " % ");
+    }
+    void hide()
+    {
+        const std::lock_guard lock(mutex_);
+        if (shown_ >= 0)
+            write_text(std_stream::error, "\r" + std::string(50, ' ') + "\r");
+        shown_ = -1;
+    }
+
+private:
+    std::mutex mutex_;
+    int shown_ = -1; // percent, -1: there is no bar
+};
 
 // Turns what `work` throws into the line for standard error and the exit code.
 template <class Work>
@@ -94,15 +104,24 @@ command_result run_with_component(const command_line& line, bool& clean)
         auto store = open_store(line);
         if (line.render.tail)
             store = with_tail_on(store);
-        auto host = std::make_unique<player_host>(line.quiet ? console_log::sink_t() : stderr_sink(),
-                                                  std::move(store));
+        const auto bar = std::make_shared<progress_bar>();
+        const auto sink = [bar, print = stderr_sink()](std::string_view text) {
+            bar->hide();
+            print(text);
+        };
+        auto host =
+            std::make_unique<player_host>(line.quiet ? console_log::sink_t() : sink, std::move(store));
         command_result result = guarded([&] {
             host->load_component(line.component.empty() ? program_folder() + "\\qvx_dsp_vst3.dll"
                                                         : line.component);
             host->start();
-            return line.what == command::services ? run_services(line, *host)
-                                                  : run_render(line, stop_token(), progress_bar(line.quiet));
+            if (line.what == command::services)
+                return run_services(line, *host);
+            const bool shows = !line.quiet && is_terminal(std_stream::error);
+            return run_render(line, stop_token(),
+                              shows ? render_progress([bar](double done) { bar->show(done); }) : nullptr);
         });
+        bar->hide();
         host->let_threads_end(last_words_limit);
         clean = host->shut_down();
         host->console().close();
