@@ -24,6 +24,20 @@ struct effect_info {
     bool is_double = false;
 };
 
+// One of the effects in a module.
+struct class_info {
+    std::string name;
+    std::string vendor;
+    std::string id; // as the state names it
+};
+
+struct parameter_info {
+    uint32_t id = 0;
+    std::string name;
+    std::string unit;
+    double value = 0.0; // 0 to 1
+};
+
 struct effect_options {
     bool float64 = false;  // ask for 64-bit samples
     bool realtime = false; // else offline
@@ -54,6 +68,10 @@ public:
     virtual void reset() = 0;
 
     virtual tail_length tail() = 0;
+
+    // For people. At most 65536 parameters.
+    virtual std::vector<class_info> classes() const = 0;
+    virtual std::vector<parameter_info> parameters() = 0;
 
     // Audio thread, after prepare(): `frames` samples from io()'s inputs to its outputs. False when the
     // effect failed; the outputs are silence then. Allocates nothing.

@@ -20,6 +20,8 @@ enum effect_call : int32_t {
     effect_close = 1,
     effect_set_program = 2,
     effect_get_program = 3,
+    effect_get_parameter_label = 6,
+    effect_get_parameter_name = 8,
     effect_set_sample_rate = 10,
     effect_set_block_size = 11,
     effect_mains_changed = 12,

@@ -70,11 +70,12 @@ intptr_t vst2_effect::call(effect_call opcode, int32_t index, intptr_t value, vo
     return effect_->control(effect_, static_cast<VST_EFFECT_OPCODE>(opcode), index, value, pointer, option);
 }
 
-std::string vst2_effect::text(effect_call opcode) const
+std::string vst2_effect::text(effect_call opcode, int32_t index) const
 {
     char buffer[text_size + 1] = {};
-    call(opcode, 0, 0, buffer);
-    return {buffer, strnlen(buffer, text_size)};
+    call(opcode, index, 0, buffer);
+    // Whatever code page the effect meant, what leaves here is valid UTF-8.
+    return win::to_utf8(win::to_utf16({buffer, strnlen(buffer, text_size)}));
 }
 
 void vst2_effect::open()

@@ -28,6 +28,8 @@ public:
     bus_pair prepare(uint32_t rate, const bus_pair& wanted) override;
     void reset() override;
     tail_length tail() override;
+    std::vector<class_info> classes() const override;
+    std::vector<parameter_info> parameters() override;
     bool process_block(size_t frames) noexcept override;
     uint32_t latency() const noexcept override { return latency_; }
     bool wants_attention() const noexcept override { return io_changed_; }
@@ -52,7 +54,7 @@ private:
 
     intptr_t call(effect_call opcode, int32_t index = 0, intptr_t value = 0, void* pointer = nullptr,
                   float option = 0.0f) const;
-    std::string text(effect_call opcode) const;
+    std::string text(effect_call opcode, int32_t index = 0) const;
 
     friend host_callback callback_for(vst2_effect* effect);
     static intptr_t __cdecl callback(vst_effect* from, int32_t opcode, int32_t index, intptr_t value,

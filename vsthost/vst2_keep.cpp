@@ -47,6 +47,23 @@ std::vector<uint8_t> vst2_effect::state()
     return write_vst2_parameters(effect_->unique_id, program, values);
 }
 
+std::vector<class_info> vst2_effect::classes() const
+{
+    return {{name_, vendor_, id_text(effect_->unique_id)}};
+}
+
+std::vector<parameter_info> vst2_effect::parameters()
+{
+    const watched_call watched("listing its parameters");
+    std::vector<parameter_info> result;
+    const int32_t count = std::clamp(effect_->num_params, 0, 65536);
+    for (int32_t i = 0; i < count; ++i)
+        result.push_back({static_cast<uint32_t>(i), text(effect_get_parameter_name, i),
+                          text(effect_get_parameter_label, i),
+                          static_cast<double>(effect_->get_parameter(effect_, static_cast<uint32_t>(i)))});
+    return result;
+}
+
 bool vst2_effect::apply(std::span<const uint8_t> image)
 {
     const auto refuse = [](const std::string& why) {

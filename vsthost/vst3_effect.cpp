@@ -13,6 +13,7 @@ namespace vsthost::v3 {
 namespace {
 
 constexpr size_t most_edits = 4096;
+constexpr int32_t most_parameters = 65536;
 
 } // namespace
 
@@ -36,6 +37,31 @@ effect_info vst3_effect::info() const
 {
     const effect_class& about = module_.classes()[class_];
     return {about.name, about.vendor, "VST 3", is_double_};
+}
+
+std::vector<class_info> vst3_effect::classes() const
+{
+    std::vector<class_info> result;
+    for (const effect_class& each : module_.classes())
+        result.push_back({each.name, each.vendor, class_id_text(each.id)});
+    return result;
+}
+
+std::vector<parameter_info> vst3_effect::parameters()
+{
+    std::vector<parameter_info> result;
+    if (!controller_)
+        return result;
+    const watched_call watched("listing its parameters");
+    const int32_t count = std::min(controller_->get_parameter_count(controller_.get()), most_parameters);
+    for (int32_t i = 0; i < count; ++i) {
+        v3_param_info info{};
+        if (controller_->get_parameter_info(controller_.get(), i, &info) != ok)
+            continue;
+        result.push_back({info.param_id, text(info.title), text(info.units),
+                          controller_->get_parameter_normalised(controller_.get(), info.param_id)});
+    }
+    return result;
 }
 
 void vst3_effect::create()

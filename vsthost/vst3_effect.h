@@ -26,6 +26,8 @@ public:
     bus_pair prepare(uint32_t rate, const bus_pair& wanted) override;
     void reset() override;
     tail_length tail() override;
+    std::vector<class_info> classes() const override;
+    std::vector<parameter_info> parameters() override;
     bool process_block(size_t frames) noexcept override;
     uint32_t latency() const noexcept override { return latency_; }
     bool wants_attention() const noexcept override { return restart_ != 0; }

@@ -14,6 +14,8 @@ namespace {
 
 constexpr int32_t most_classes = 4096;
 
+using v3::text; // the one for UTF-16, beside the one below
+
 using init_function = bool(V3_API*)();
 using factory_function = v3_plugin_factory**(V3_API*)();
 
@@ -21,18 +23,6 @@ template <size_t Size>
 std::string text(const char (&field)[Size])
 {
     return {field, strnlen(field, Size)};
-}
-
-template <size_t Size>
-std::string text(const int16_t (&field)[Size])
-{
-    std::wstring wide;
-    for (const int16_t unit : field) {
-        if (unit == 0)
-            break;
-        wide += static_cast<wchar_t>(unit);
-    }
-    return win::to_utf8(wide);
 }
 
 template <class Info>

@@ -4,12 +4,26 @@
 #include "vsthost/module_file.h"
 #include "vsthost/vst3_abi.h"
 #include "vsthost/vstpreset.h"
+#include "win/utf.h"
 
 #include <optional>
 #include <string>
 #include <vector>
 
 namespace vsthost::v3 {
+
+// A text of a fixed size, in UTF-16, zero-terminated when it is shorter.
+template <size_t Size>
+std::string text(const int16_t (&field)[Size])
+{
+    std::wstring wide;
+    for (const int16_t unit : field) {
+        if (unit == 0)
+            break;
+        wide += static_cast<wchar_t>(unit);
+    }
+    return win::to_utf8(wide);
+}
 
 struct effect_class {
     class_id id{};

@@ -69,3 +69,8 @@ TEST_CASE("fuzz: a worker's format replies")
 {
     run_fuzzer("format_reply");
 }
+
+TEST_CASE("fuzz: states as the workers read them")
+{
+    run_fuzzer("vst_state");
+}
