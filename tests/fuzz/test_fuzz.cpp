@@ -74,3 +74,8 @@ TEST_CASE("fuzz: states as the workers read them")
 {
     run_fuzzer("vst_state");
 }
+
+TEST_CASE("fuzz: lines of a worker's standard error")
+{
+    run_fuzzer("readLine");
+}

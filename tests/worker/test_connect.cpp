@@ -182,13 +182,21 @@ TEST_CASE("connects given up leave nothing behind")
     CHECK(after.threads <= before.threads);
 }
 
-TEST_CASE("a worker that opened and closed its pipe before the connect")
+TEST_CASE("a worker that is quicker than the connect")
 {
     fake_worker::use_for_launches();
-    fake_worker fake("connect\nclose-pipe\nsignal-event {event:closed}\n");
     winPipeServerLite pipe;
-    const std::string name = win::to_utf8(pipe.createPipe());
-    pipe.worker = start_raw(fake, name);
-    REQUIRE(fake.wait_for("closed"));
+    const auto start_and_wait = [&pipe](fake_worker& fake) {
+        const std::string name = win::to_utf8(pipe.createPipe());
+        pipe.worker = start_raw(fake, name);
+        REQUIRE(fake.wait_for("ready"));
+    };
+    fake_worker quick("connect\nsignal-event {event:ready}\nreply-words 7\nserve\n");
+    start_and_wait(quick);
+    pipe.connectWorker(0);
+    CHECK(pipe.readWord() == 7);
+    // Already gone again: fails at once.
+    fake_worker hasty("connect\nclose-pipe\nsignal-event {event:ready}\n");
+    start_and_wait(hasty);
     CHECK_THROWS_WITH_AS(pipe.connectWorker(10.0), "could not connect pipe", std::runtime_error);
 }

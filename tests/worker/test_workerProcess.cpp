@@ -14,6 +14,7 @@
 #include <chrono>
 #include <functional>
 #include <string>
+#include <thread>
 #include <vector>
 
 using namespace Nv;
@@ -96,6 +97,18 @@ HANDLE WINAPI refused_create_file(const wchar_t*, DWORD access, DWORD, SECURITY_
     seen.opened_access.push_back(access);
     SetLastError(ERROR_ACCESS_DENIED);
     return INVALID_HANDLE_VALUE;
+}
+
+// TerminateProcess only asks; here the end comes a while after the call.
+decltype(&TerminateProcess) real_terminate = nullptr;
+std::thread terminating;
+BOOL WINAPI slow_terminate(HANDLE process, UINT code)
+{
+    terminating = std::thread([process, code] {
+        Sleep(100);
+        real_terminate(process, code);
+    });
+    return TRUE;
 }
 
 DWORD WINAPI failed_wait(DWORD, const HANDLE*, BOOL, DWORD)
@@ -318,10 +331,13 @@ TEST_CASE_FIXTURE(process_fixture, "close-down: two seconds of grace, then the e
         fake_worker fake("signal-event {event:up}\nhang\n");
         const auto worker = start_raw(fake);
         REQUIRE(fake.wait_for("up"));
+        const patched_import slow("TerminateProcess", reinterpret_cast<void*>(&slow_terminate));
+        real_terminate = slow.original<decltype(real_terminate)>();
         worker->terminate();
-        CHECK(worker->waitForExit(0));
+        const bool gone = worker->waitForExit(0);
+        terminating.join();
+        CHECK(gone);
         CHECK(worker->exitCode() == 0xFFFFFFFF);
-        worker->terminate(); // again: nothing happens
     }
 }
 
