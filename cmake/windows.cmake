@@ -12,6 +12,9 @@ set(QVX_DIST "${CMAKE_SOURCE_DIR}/build/dist")
 set(QVX_DIST_ARCH "${QVX_DIST}/${QVX_ARCH}")
 set(QVX_TESTS_BIN "${CMAKE_BINARY_DIR}/tests/bin")
 
+# Everything in build/dist/: what people run, without the tests.
+add_custom_target(shipped)
+
 enable_language(RC)
 target_compile_definitions(qvx_flags INTERFACE UNICODE _UNICODE WIN32_LEAN_AND_MEAN NOMINMAX WINVER=0x0A00
                            _WIN32_WINNT=0x0A00 QVX_VERSION="${PROJECT_VERSION}")
