@@ -22,6 +22,7 @@ struct effect_info {
     std::string vendor;
     std::string format; // "VST 3", "VST 2.4"
     bool is_double = false;
+    std::string module; // its file
 };
 
 // One of the effects in a module.

@@ -150,7 +150,7 @@ void vst2_effect::rebuild()
 
 effect_info vst2_effect::info() const
 {
-    return {name_, vendor_, "VST 2", is_double_};
+    return {name_, vendor_, "VST 2", is_double_, module_.path()};
 }
 
 bus_pair vst2_effect::own_layout() const

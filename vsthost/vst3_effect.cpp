@@ -36,7 +36,7 @@ vst3_effect::~vst3_effect()
 effect_info vst3_effect::info() const
 {
     const effect_class& about = module_.classes()[class_];
-    return {about.name, about.vendor, "VST 3", is_double_};
+    return {about.name, about.vendor, "VST 3", is_double_, module_.file().path()};
 }
 
 std::vector<class_info> vst3_effect::classes() const
