@@ -35,15 +35,18 @@ struct pipe_call {
     DWORD open_mode, pipe_mode, instances, out_size, in_size, limit;
     SECURITY_ATTRIBUTES* security;
     HANDLE result;
+    bool earlier_was_open; // the handle of the call before, at the time of this one
 } last_pipe;
 decltype(&CreateNamedPipeW) real_create_pipe = nullptr;
 
 HANDLE WINAPI watched_create_pipe(const wchar_t* name, DWORD open_mode, DWORD pipe_mode, DWORD instances,
                                   DWORD out_size, DWORD in_size, DWORD limit, SECURITY_ATTRIBUTES* security)
 {
+    DWORD flags = 0;
+    const bool earlier = last_pipe.result && GetHandleInformation(last_pipe.result, &flags);
     const HANDLE result =
         real_create_pipe(name, open_mode, pipe_mode, instances, out_size, in_size, limit, security);
-    last_pipe = {name, open_mode, pipe_mode, instances, out_size, in_size, limit, security, result};
+    last_pipe = {name, open_mode, pipe_mode, instances, out_size, in_size, limit, security, result, earlier};
     return result;
 }
 
@@ -81,6 +84,7 @@ TEST_CASE("the pipe as it is created, again and again")
 {
     const patched_import watch("CreateNamedPipeW", reinterpret_cast<void*>(&watched_create_pipe));
     real_create_pipe = watch.original<decltype(real_create_pipe)>();
+    last_pipe = {};
     winPipeServerLite pipe;
     const std::wstring first = pipe.createPipe();
     CHECK(last_pipe.name == first);
@@ -97,6 +101,7 @@ TEST_CASE("the pipe as it is created, again and again")
 
     const std::wstring second = pipe.createPipe();
     CHECK(second != first);
+    CHECK_FALSE(last_pipe.earlier_was_open);
     CHECK_FALSE(open_client(first));
     CHECK(open_client(second));
 

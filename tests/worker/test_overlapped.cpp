@@ -15,6 +15,29 @@
 
 using namespace Nv;
 
+namespace {
+
+constexpr size_t transfer_limit = 0x1000000;
+
+// The lengths that the streams hand to the system.
+std::vector<DWORD> lengths;
+decltype(&WriteFile) real_write = nullptr;
+decltype(&ReadFile) real_read = nullptr;
+
+BOOL WINAPI watched_write(HANDLE file, const void* buffer, DWORD length, DWORD* done, OVERLAPPED* overlapped)
+{
+    lengths.push_back(length);
+    return real_write(file, buffer, length, done, overlapped);
+}
+
+BOOL WINAPI watched_read(HANDLE file, void* buffer, DWORD length, DWORD* done, OVERLAPPED* overlapped)
+{
+    lengths.push_back(length);
+    return real_read(file, buffer, length, done, overlapped);
+}
+
+} // namespace
+
 TEST_CASE("reading from a pipe")
 {
     input_pair pair;
@@ -37,6 +60,16 @@ TEST_CASE("reading from a pipe")
         pair.write("defgh");
         CHECK(pair.stream.readSome(buffer, 2) == 2);
         CHECK(std::string(buffer, 2) == "de");
+    }
+    SUBCASE("one transfer asks for 16 MiB at most")
+    {
+        std::vector<char> large(transfer_limit + 1);
+        pair.write("abc");
+        lengths.clear();
+        const patched_import watch("ReadFile", reinterpret_cast<void*>(&watched_read));
+        real_read = watch.original<decltype(real_read)>();
+        CHECK(pair.stream.readSome(large.data(), large.size()) == 3);
+        CHECK(lengths == std::vector<DWORD>{transfer_limit});
     }
     SUBCASE("the peer closes before and during a read")
     {
@@ -80,7 +113,7 @@ TEST_CASE("writing to a pipe")
     output_pair pair;
     SUBCASE("more than one transfer, byte for byte")
     {
-        std::string sent((16 << 20) + 12345, '\0');
+        std::string sent(transfer_limit + 12345, '\0');
         for (size_t i = 0; i < sent.size(); ++i)
             sent[i] = static_cast<char>(i * 2654435761u >> 24);
         std::string received;
@@ -91,7 +124,13 @@ TEST_CASE("writing to a pipe")
                    got > 0)
                 received.append(piece.data(), got);
         });
-        CHECK(pair.stream.writeAll(sent.data(), sent.size()) == sent.size());
+        {
+            lengths.clear();
+            const patched_import watch("WriteFile", reinterpret_cast<void*>(&watched_write));
+            real_write = watch.original<decltype(real_write)>();
+            CHECK(pair.stream.writeAll(sent.data(), sent.size()) == sent.size());
+        }
+        CHECK(lengths == std::vector<DWORD>{transfer_limit, 12345});
         pair.stream.handle.reset();
         reader.join();
         CHECK(received == sent);
