@@ -3,7 +3,9 @@
 #include "dsp_under_test.h"
 
 #include "sdk/exceptions.h"
+#include "support/system_counts.h"
 #include "support/test_host.h"
+#include "support/test_options.h"
 
 #include <windows.h>
 
@@ -373,4 +375,40 @@ TEST_CASE("tokens whose event is broken or comes alone")
     }
     CHECK(test.run(stereo) == "");
     CHECK(test.said() == "1:64");
+}
+
+TEST_CASE("however instances end, no handle, thread or process of theirs stays")
+{
+    test_host host;
+    fake_worker::use_for_launches();
+    const auto round = [&](const std::string& script, bool cut) {
+        {
+            dsp_under_test test(script);
+            std::thread cutter([&] {
+                if (cut && test.fake.wait_for("here", 20))
+                    test.token.abort();
+            });
+            for (int chunk = 0; chunk < 2; ++chunk)
+                test.run(stereo);
+            cutter.join();
+            test.end_playback();
+        }
+        CHECK(host.wait_until_detached_done());
+    };
+    const auto all_ends = [&] {
+        round("connect\nserve", false);
+        round("connect\non 1 2 exit 5\nserve", false);
+        round("connect\nformat 0 = = = =\nserve", false);
+        round("connect\non 1 2 signal-event {event:here}\non 1 2 hang\nserve", true);
+        round("signal-event {event:here}\nhang", true);
+    };
+    all_ends();
+    const system_counts before = system_counts::now();
+    const size_t rounds = test_options::long_run() ? 200 : 8;
+    for (size_t i = 0; i < rounds; ++i)
+        all_ends();
+    const system_counts after = system_counts::settled(before);
+    CHECK(after.handles < before.handles + rounds); // the runtime makes a few of its own, late
+    CHECK(after.threads <= before.threads);
+    CHECK(after.children == 0);
 }
