@@ -15,20 +15,28 @@
 
 namespace {
 
-constexpr DWORD crash_report_limit = 5000; // ms; the report may itself run into what broke
-constexpr DWORD abort_code = 0xE0000001;   // for abort(), which has no exception code of its own
+// In ms; either may itself run into what broke, and the player waits for the process to end.
+constexpr DWORD line_limit = 1000;
+constexpr DWORD usual_dump_limit = 900;
+constexpr DWORD abort_code = 0xE0000001; // for abort(), which has no exception code of its own
 
 using write_dump = BOOL(WINAPI*)(HANDLE, DWORD, HANDLE, MINIDUMP_TYPE, MINIDUMP_EXCEPTION_INFORMATION*,
                                  MINIDUMP_USER_STREAM_INFORMATION*, MINIDUMP_CALLBACK_INFORMATION*);
+using start_symbols = BOOL(WINAPI*)(HANDLE, PCSTR, BOOL);
+using symbol_options = DWORD(WINAPI*)(DWORD);
 
 // The reporter thread is made in advance: a thread cannot be started from a crash under the loader lock, and
 // a crash by stack overflow leaves no room to do the work in place.
 struct crash_reporter {
     HANDLE wanted = nullptr;
+    HANDLE told = nullptr; // the line is out
     HANDLE done = nullptr;
+    DWORD dump_limit = usual_dump_limit;
     EXCEPTION_POINTERS* pointers = nullptr;
     DWORD thread = 0;
     write_dump dump = nullptr;
+    start_symbols start = nullptr;
+    symbol_options set_options = nullptr;
     std::atomic<bool> taken{false};
 };
 crash_reporter reporter;
@@ -102,12 +110,25 @@ std::string write_minidump()
     wchar_t path[MAX_PATH + 64];
     std::swprintf(path, std::size(path), L"%lsqvxVSTHost-%lu.dmp", folder, GetCurrentProcessId());
     const HANDLE file =
-        CreateFileW(path, GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
+        CreateFileW(path, GENERIC_WRITE | DELETE, 0, nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
     if (file == INVALID_HANDLE_VALUE)
         return {};
+    // Until it is complete the file goes with its handle, however the process ends.
+    FILE_DISPOSITION_INFO disposition{TRUE};
+    SetFileInformationByHandle(file, FileDispositionInfo, &disposition, sizeof disposition);
+    // A dump holds no symbols, but where nobody has started the symbol handler its writer does so itself and
+    // looks through every loaded module on some systems, which takes seconds.
+    if (reporter.set_options != nullptr && reporter.start != nullptr) {
+        reporter.set_options(SYMOPT_DEFERRED_LOADS);
+        reporter.start(GetCurrentProcess(), nullptr, FALSE);
+    }
     MINIDUMP_EXCEPTION_INFORMATION exception{reporter.thread, reporter.pointers, FALSE};
     const BOOL written = reporter.dump(GetCurrentProcess(), GetCurrentProcessId(), file, MiniDumpNormal,
                                        &exception, nullptr, nullptr);
+    if (written) {
+        disposition.DeleteFile = FALSE;
+        SetFileInformationByHandle(file, FileDispositionInfo, &disposition, sizeof disposition);
+    }
     CloseHandle(file);
     return written ? win::to_utf8(path) : std::string();
 }
@@ -120,11 +141,12 @@ DWORD WINAPI report_crashes(void*)
     std::snprintf(code, sizeof code, "0x%08lX", record.ExceptionCode);
     vsthost::report("the effect crashed: " + std::string(code_name(record.ExceptionCode)) + " (" + code +
                     ") in " + place_of(record.ExceptionAddress));
-    vsthost::flush_reports(1000);
+    vsthost::flush_reports(line_limit);
+    SetEvent(reporter.told);
     const std::string dump = write_minidump();
     if (!dump.empty())
         vsthost::report("a crash dump is in " + dump);
-    vsthost::flush_reports(500);
+    vsthost::flush_reports(line_limit);
     SetEvent(reporter.done);
     return 0;
 }
@@ -136,13 +158,14 @@ LONG WINAPI on_unhandled(EXCEPTION_POINTERS* pointers)
         // A second crash, of another thread or of the reporter itself: the first one's report has the time
         // left.
         if (GetCurrentThreadId() != reporter.thread)
-            WaitForSingleObject(reporter.done, crash_report_limit);
+            WaitForSingleObject(reporter.done, line_limit + reporter.dump_limit);
         TerminateProcess(GetCurrentProcess(), code);
     }
     reporter.pointers = pointers;
     reporter.thread = GetCurrentThreadId();
     SetEvent(reporter.wanted);
-    WaitForSingleObject(reporter.done, crash_report_limit);
+    WaitForSingleObject(reporter.told, line_limit);
+    WaitForSingleObject(reporter.done, reporter.dump_limit);
     TerminateProcess(GetCurrentProcess(), code);
     return EXCEPTION_EXECUTE_HANDLER;
 }
@@ -167,13 +190,21 @@ void vsthost::install_fault_handling()
     std::signal(SIGABRT, on_abort);
 
     reporter.wanted = CreateEventW(nullptr, TRUE, FALSE, nullptr);
+    reporter.told = CreateEventW(nullptr, TRUE, FALSE, nullptr);
     reporter.done = CreateEventW(nullptr, TRUE, FALSE, nullptr);
-    wchar_t wish[4] = L"";
-    GetEnvironmentVariableW(L"QVX_VSTHOST_MINIDUMP", wish, static_cast<DWORD>(std::size(wish)));
-    const HMODULE dbghelp = wish[0] == L'0' ? nullptr : LoadLibraryW(L"dbghelp.dll");
-    if (dbghelp != nullptr)
-        reporter.dump = reinterpret_cast<write_dump>(
-            reinterpret_cast<void*>(GetProcAddress(dbghelp, "MiniDumpWriteDump")));
+    wchar_t wish[12];
+    constexpr auto room = static_cast<DWORD>(std::size(wish));
+    const DWORD length = GetEnvironmentVariableW(L"QVX_VSTHOST_MINIDUMP_MS", wish, room);
+    if (length != 0 && length < room)
+        reporter.dump_limit = std::wcstoul(wish, nullptr, 10);
+    const HMODULE dbghelp = reporter.dump_limit == 0 ? nullptr : LoadLibraryW(L"dbghelp.dll");
+    const auto find = [dbghelp]<class Function>(Function& function, const char* name) {
+        if (dbghelp != nullptr)
+            function = reinterpret_cast<Function>(reinterpret_cast<void*>(GetProcAddress(dbghelp, name)));
+    };
+    find(reporter.dump, "MiniDumpWriteDump");
+    find(reporter.start, "SymInitialize");
+    find(reporter.set_options, "SymSetOptions");
     if (const HANDLE thread = CreateThread(nullptr, 0, report_crashes, nullptr, 0, nullptr))
         CloseHandle(thread);
     SetUnhandledExceptionFilter(on_unhandled);

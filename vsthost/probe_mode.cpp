@@ -12,7 +12,7 @@ namespace {
 
 using namespace vsthost;
 
-constexpr unsigned exit_limit = 10000; // ms
+constexpr unsigned exit_limit = 5000; // ms
 constexpr uint32_t probe_rate = 44100;
 
 std::string quoted(const std::string& text)

@@ -118,6 +118,8 @@ worker::worker(const launch& how)
            "--formattag", "3", "--bits", "64", "--protocol", "chunked", "--float64", how.float64 ? "1" : "0",
            "--process", how.realtime ? "realtime" : "offline", "--pipe", name},
           false, how.environment);
+    if (how.reads_errors)
+        read_errors();
 
     OVERLAPPED connect{};
     connect.hEvent = event_.get();
@@ -131,22 +133,23 @@ worker::worker(const launch& how)
     }
 }
 
-worker::worker(const std::string& arch, const std::vector<std::string>& arguments)
+worker::worker(const std::string& arch, const std::vector<std::string>& arguments,
+               const std::map<std::string, std::string>& environment)
     : event_(CreateEventW(nullptr, TRUE, FALSE, nullptr))
 {
     std::vector<std::string> all{worker_path(arch)};
     all.insert(all.end(), arguments.begin(), arguments.end());
-    start(all[0], all, true, {});
+    start(all[0], all, true, environment);
+    read_errors();
 }
 
 void worker::start(const std::string& program, const std::vector<std::string>& arguments, bool with_output,
                    const std::map<std::string, std::string>& environment)
 {
-    win::file_handle error_end;
     win::file_handle their_error;
     win::file_handle output_end;
     win::file_handle their_output;
-    make_pipe(error_end, their_error);
+    make_pipe(error_end_, their_error);
     if (with_output)
         make_pipe(output_end, their_output);
     STARTUPINFOW startup{};
@@ -169,10 +172,14 @@ void worker::start(const std::string& program, const std::vector<std::string>& a
         throw driver_error("cannot start " + program + " (" + std::to_string(error) + ")");
     CloseHandle(started.hThread);
     process_ = win::kernel_handle(started.hProcess);
-    error_reader_ = std::thread([this, end = std::move(error_end)] { read_to_end(end.get(), errors_); });
     if (with_output)
         output_reader_ =
             std::thread([this, end = std::move(output_end)] { read_to_end(end.get(), output_); });
+}
+
+void worker::read_errors()
+{
+    error_reader_ = std::thread([this] { read_to_end(error_end_.get(), errors_); });
 }
 
 worker::~worker()
@@ -284,6 +291,8 @@ uint32_t worker::wait(unsigned milliseconds)
 
 std::string worker::errors()
 {
+    if (error_reader_.get_id() == std::thread::id() && errors_.empty())
+        read_errors();
     if (error_reader_.joinable())
         error_reader_.join();
     return errors_;

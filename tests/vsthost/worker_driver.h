@@ -36,6 +36,7 @@ struct launch {
     bool float64 = false;
     bool realtime = false;
     std::map<std::string, std::string> environment; // additions
+    bool reads_errors = true;                       // false: nobody reads standard error until the end
 };
 
 struct processed {
@@ -48,7 +49,8 @@ public:
     // Starts and connects.
     explicit worker(const launch& how);
     // With these arguments behind the program's name, and no pipe.
-    worker(const std::string& arch, const std::vector<std::string>& arguments);
+    worker(const std::string& arch, const std::vector<std::string>& arguments,
+           const std::map<std::string, std::string>& environment = {});
     ~worker(); // kills what still runs
     worker(const worker&) = delete;
     worker& operator=(const worker&) = delete;
@@ -77,11 +79,13 @@ public:
 private:
     void start(const std::string& program, const std::vector<std::string>& arguments, bool with_output,
                const std::map<std::string, std::string>& environment);
+    void read_errors();
     void transfer(bool writes, void* bytes, size_t size);
 
     win::file_handle pipe_;
     win::kernel_handle event_;
     win::kernel_handle process_;
+    win::file_handle error_end_;
     std::thread error_reader_;
     std::thread output_reader_;
     std::string errors_;
