@@ -12,12 +12,14 @@ namespace vsthost {
 
 class audio_io {
 public:
-    // `in` and `out` count the channels of the effect that the pipe's channels are mapped to.
-    void allocate(bool is_double, size_t in, size_t out, size_t block_size)
+    // `in` and `out` count the channels of the effect that the pipe's channels are mapped to; it has `side`
+    // more inputs behind them, which get silence.
+    void allocate(bool is_double, size_t in, size_t side, size_t out, size_t block_size)
     {
         is_double_ = is_double;
+        main_in_ = in;
         block_size_ = block_size;
-        in_.allocate(is_double, in, block_size);
+        in_.allocate(is_double, in + side, block_size);
         out_.allocate(is_double, out, block_size);
     }
 
@@ -38,8 +40,8 @@ public:
 
     void load(const double* in, size_t pipe_channels, size_t frames)
     {
-        in_silence = is_double_ ? deinterleave(in, pipe_channels, frames, in64(), in_channels())
-                                : deinterleave(in, pipe_channels, frames, in32(), in_channels());
+        in_silence = is_double_ ? deinterleave(in, pipe_channels, frames, in64(), main_in_, in_channels())
+                                : deinterleave(in, pipe_channels, frames, in32(), main_in_, in_channels());
         out_silence = 0;
     }
     // Returns how many samples were no numbers.
@@ -60,21 +62,21 @@ public:
     }
 
 private:
-    struct side {
+    struct channels {
         size_t count = 0;
         std::vector<float> singles;
         std::vector<double> doubles;
         std::vector<float*> single_pointers{1};
         std::vector<double*> double_pointers{1};
 
-        void allocate(bool is_double, size_t channels, size_t block_size)
+        void allocate(bool is_double, size_t wanted, size_t block_size)
         {
-            count = channels;
-            singles.assign(is_double ? 0 : channels * block_size, 0.0f);
-            doubles.assign(is_double ? channels * block_size : 0, 0.0);
-            single_pointers.assign(channels + 1, nullptr);
-            double_pointers.assign(channels + 1, nullptr);
-            for (size_t c = 0; c < channels; ++c) {
+            count = wanted;
+            singles.assign(is_double ? 0 : count * block_size, 0.0f);
+            doubles.assign(is_double ? count * block_size : 0, 0.0);
+            single_pointers.assign(count + 1, nullptr);
+            double_pointers.assign(count + 1, nullptr);
+            for (size_t c = 0; c < count; ++c) {
                 if (is_double)
                     double_pointers[c] = doubles.data() + c * block_size;
                 else
@@ -85,8 +87,9 @@ private:
 
     bool is_double_ = false;
     size_t block_size_ = 0;
-    side in_;
-    side out_;
+    size_t main_in_ = 0;
+    channels in_;
+    channels out_;
 };
 
 } // namespace vsthost

@@ -76,6 +76,16 @@ constexpr option_word option_words[] = {
          o.data_path = v;
          return !v.empty();
      }},
+    {"--state", "a file",
+     [](options& o, const std::string& v) {
+         o.state_path = v;
+         return !v.empty();
+     }},
+    {"--save-state", "a file",
+     [](options& o, const std::string& v) {
+         o.save_state_path = v;
+         return !v.empty();
+     }},
     {"--window-title", "a text",
      [](options& o, const std::string& v) {
          o.window_title = v;

@@ -15,6 +15,9 @@ struct options {
     std::string vst_path; // UTF-8
     int vst_version = 0;  // 2 or 3
     std::string pipe_name;
+    // Probe mode.
+    std::string state_path;
+    std::string save_state_path;
     bool float64 = false;
     bool realtime = false;
     // Editor modes.

@@ -8,6 +8,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string>
 #include <vector>
@@ -37,6 +38,19 @@ struct parameter_info {
     std::string name;
     std::string unit;
     double value = 0.0; // 0 to 1
+};
+
+struct bus_info {
+    std::string name;
+    bool input = false;
+    bool main = false;
+    channel_layout layout;
+};
+
+// In physical pixels; 0 by 0 when the effect does not tell before its editor is open.
+struct editor_size {
+    int width = 0;
+    int height = 0;
 };
 
 struct effect_options {
@@ -73,6 +87,8 @@ public:
     // For people. At most 65536 parameters.
     virtual std::vector<class_info> classes() const = 0;
     virtual std::vector<parameter_info> parameters() = 0;
+    virtual std::vector<bus_info> buses() const = 0; // after prepare()
+    virtual std::optional<editor_size> editor() = 0; // none: it has no editor
 
     // Audio thread, after prepare(): `frames` samples from io()'s inputs to its outputs. False when the
     // effect failed; the outputs are silence then. Allocates nothing.

@@ -23,6 +23,7 @@ enum class exit_code : unsigned {
     exit_stuck = 19,         // the module kept the program from ending
     out_of_memory = 20,
     internal = 21,
+    state_file = 22, // a file named on the command line cannot be read or written
 };
 
 // Ends the program: `what()` is the line for standard error.

@@ -113,6 +113,13 @@ int vsthost::fit(const bus_pair& wanted, const bus_pair& got)
     return wanted.in.channels == 1 && got.in.channels == 2 ? 1 : 0;
 }
 
+vsthost::bus_pair vsthost::without_side_chain(const bus_pair& wanted, const bus_pair& own)
+{
+    const bus_pair main{usual(own.out.channels), own.out};
+    const bool has_more = own.out.channels != 0 && own.in.channels > own.out.channels;
+    return has_more && fit(wanted, own) == 0 && fit(wanted, main) != 0 ? main : own;
+}
+
 std::vector<vsthost::tail_source> vsthost::tail_sources(channel_layout output, channel_layout input)
 {
     std::vector<tail_source> sources(input.channels);

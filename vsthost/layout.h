@@ -38,6 +38,11 @@ struct bus_pair {
 // exchanged, symmetric, the module's default, stereo, mono.
 std::vector<bus_pair> arrangement_ladder(const bus_pair& wanted, const bus_pair& module_default);
 
+// An effect without buses that has more inputs than outputs: the inputs behind the first ones, as many as it
+// has outputs, are taken for a side chain where that makes it serve the request and all inputs would not.
+// Returns the counts to use.
+bus_pair without_side_chain(const bus_pair& wanted, const bus_pair& own);
+
 // How well what an effect settled for serves the request: 3 both counts, 2 the input count, 1 a mono input
 // that can feed a stereo effect, 0 not at all.
 int fit(const bus_pair& wanted, const bus_pair& got);

@@ -4,9 +4,15 @@
 #include "vsthost/modes.h"
 #include "vsthost/process_shell.h"
 #include "vsthost/report.h"
+#include "win/handle.h"
+#include "win/utf.h"
+
+#include <windows.h>
 
 #include <cstdio>
+#include <optional>
 #include <string>
+#include <vector>
 
 namespace {
 
@@ -14,6 +20,7 @@ using namespace vsthost;
 
 constexpr unsigned exit_limit = 5000; // ms
 constexpr uint32_t probe_rate = 44100;
+constexpr int64_t largest_state = 256 * 1024 * 1024;
 
 std::string quoted(const std::string& text)
 {
@@ -57,6 +64,14 @@ std::string tail_text(const tail_length& tail)
     return tail.ring_out ? "null" : std::to_string(tail.frames);
 }
 
+std::string editor_text(const std::optional<editor_size>& size)
+{
+    if (!size)
+        return "null";
+    return "{\"width\": " + std::to_string(size->width) + ", \"height\": " + std::to_string(size->height) +
+           "}";
+}
+
 std::string number(double value)
 {
     char text[40];
@@ -66,8 +81,6 @@ std::string number(double value)
 
 std::string record(effect& probed, const options& wanted)
 {
-    // A state of none creates the effect that a player without one gets.
-    probed.set_state({});
     const bus_pair stereo{{2, 0x3}, {2, 0x3}};
     const bus_pair own = probed.prepare(probe_rate, stereo);
     probed.attend();
@@ -80,6 +93,13 @@ std::string record(effect& probed, const options& wanted)
     for (const parameter_info& each : probed.parameters())
         parameters.push_back("{\"id\": " + std::to_string(each.id) + ", \"name\": " + quoted(each.name) +
                              ", \"unit\": " + quoted(each.unit) + ", \"value\": " + number(each.value) + "}");
+    std::vector<std::string> buses;
+    for (const bus_info& each : probed.buses())
+        buses.push_back("{\"name\": " + quoted(each.name) +
+                        ", \"direction\": " + (each.input ? "\"input\"" : "\"output\"") +
+                        ", \"main\": " + (each.main ? "true" : "false") +
+                        ", \"channels\": " + std::to_string(each.layout.channels) +
+                        ", \"mask\": " + std::to_string(each.layout.mask) + "}");
     const std::string items[] = {
         pair("path", quoted(wanted.vst_path)),
         pair("name", quoted(about.name)),
@@ -89,6 +109,8 @@ std::string record(effect& probed, const options& wanted)
         pair("classes", list(classes)),
         pair("input", layout(own.in)),
         pair("output", layout(own.out)),
+        pair("buses", list(buses)),
+        pair("editor", editor_text(probed.editor())),
         pair("float64", about.is_double ? "true" : "false"),
         pair("latencySamples", std::to_string(probed.latency())),
         pair("tailSamples", tail_text(probed.tail())),
@@ -101,6 +123,53 @@ std::string record(effect& probed, const options& wanted)
     return text + "\n}\n";
 }
 
+[[noreturn]] void file_failure(const std::string& what, const std::string& path)
+{
+    throw fatal_error(exit_code::state_file,
+                      what + " \"" + path + "\" (Windows error " + std::to_string(GetLastError()) + ")");
+}
+
+std::vector<uint8_t> read_state(const std::string& path)
+{
+    const win::file_handle file(CreateFileW(win::to_utf16(path).c_str(), GENERIC_READ,
+                                            FILE_SHARE_READ | FILE_SHARE_DELETE, nullptr, OPEN_EXISTING, 0,
+                                            nullptr));
+    LARGE_INTEGER size{};
+    if (!file || !GetFileSizeEx(file.get(), &size))
+        file_failure("cannot read the state file", path);
+    if (size.QuadPart > largest_state)
+        throw fatal_error(exit_code::state_file, "\"" + path + "\" is no state: it is larger than 256 MiB");
+    std::vector<uint8_t> bytes(static_cast<size_t>(size.QuadPart));
+    DWORD done = 0;
+    if (!ReadFile(file.get(), bytes.data(), static_cast<DWORD>(bytes.size()), &done, nullptr) ||
+        done != bytes.size())
+        file_failure("cannot read the state file", path);
+    return bytes;
+}
+
+bool write_file(const std::wstring& path, const std::vector<uint8_t>& bytes)
+{
+    const win::file_handle file(
+        CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr));
+    DWORD done = 0;
+    return file && WriteFile(file.get(), bytes.data(), static_cast<DWORD>(bytes.size()), &done, nullptr) &&
+           done == bytes.size();
+}
+
+// The file appears complete or not at all.
+void write_state(const std::string& path, const std::vector<uint8_t>& bytes)
+{
+    const std::wstring final_name = win::to_utf16(path);
+    const std::wstring new_name = final_name + L".new";
+    if (write_file(new_name, bytes) &&
+        MoveFileExW(new_name.c_str(), final_name.c_str(), MOVEFILE_REPLACE_EXISTING))
+        return;
+    const DWORD error = GetLastError();
+    DeleteFileW(new_name.c_str());
+    SetLastError(error);
+    file_failure("cannot write the state file", path);
+}
+
 } // namespace
 
 void vsthost::run_probe_mode(const options& wanted)
@@ -111,7 +180,11 @@ void vsthost::run_probe_mode(const options& wanted)
     const effect_options how{true, false}; // says whether 64-bit samples are taken
     std::unique_ptr<effect> probed =
         wanted.vst_version == 2 ? load_vst2(wanted.vst_path, how) : load_vst3(wanted.vst_path, how);
+    // No bytes create the effect that a player without a state gets.
+    probed->set_state(wanted.state_path.empty() ? std::vector<uint8_t>() : read_state(wanted.state_path));
     print_to_user(record(*probed, wanted));
+    if (!wanted.save_state_path.empty())
+        write_state(wanted.save_state_path, probed->state());
     start_exit_deadline(exit_limit);
     probed.reset();
 }

@@ -9,17 +9,17 @@
 
 namespace vsthost {
 
-// One channel in goes to every channel of the effect; otherwise channel by channel, and the effect's further
-// channels get silence. Returns a bit for each of the effect's first 64 channels that is all zeros.
+// One channel in goes to each of the effect's `main_count` first channels; otherwise channel by channel. The
+// effect's further channels get silence. Returns a bit for each of its first 64 channels that is all zeros.
 template <class Sample>
 uint64_t deinterleave(const double* in, size_t in_channels, size_t frames, Sample* const* channels,
-                      size_t channel_count)
+                      size_t main_count, size_t channel_count)
 {
     uint64_t silent = 0;
     for (size_t c = 0; c < channel_count; ++c) {
         Sample* const out = channels[c];
         bool zero = true;
-        if (c < in_channels || in_channels == 1) {
+        if (c < main_count && (c < in_channels || in_channels == 1)) {
             const double* from = in + (in_channels == 1 ? 0 : c);
             for (size_t i = 0; i < frames; ++i, from += in_channels) {
                 out[i] = static_cast<Sample>(*from);

@@ -25,6 +25,7 @@ enum effect_call : int32_t {
     effect_set_sample_rate = 10,
     effect_set_block_size = 11,
     effect_mains_changed = 12,
+    effect_get_editor_rectangle = 13,
     effect_get_chunk = 23,
     effect_set_chunk = 24,
     effect_set_speaker_arrangement = 42,
@@ -84,6 +85,13 @@ struct speaker_arrangement {
 };
 static_assert(sizeof(vst_speaker_properties) == 112);
 static_assert(offsetof(speaker_arrangement, speakers) == 8);
+
+struct editor_rectangle {
+    int16_t top;
+    int16_t left;
+    int16_t bottom;
+    int16_t right;
+};
 
 // What the effect may ask for the time; as it lies in memory.
 struct time_info {

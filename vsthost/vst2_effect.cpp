@@ -19,7 +19,7 @@ namespace vsthost::v2 {
 namespace {
 
 constexpr int32_t most_channels = 256;
-constexpr int most_sub_effects = 1024;
+constexpr size_t most_sub_effects = 1024;
 constexpr int category_shell = 10;
 constexpr int category_call = 35;
 constexpr int32_t endless_tail_seconds = 30;
@@ -101,15 +101,10 @@ void vst2_effect::open()
     };
     enter();
     if (shell_id_ == 0 && call(static_cast<effect_call>(category_call)) == category_shell) {
-        // A module with effects inside: the first of them.
-        char name[text_size + 1] = {};
-        const auto first = static_cast<int32_t>(call(effect_shell_next, 0, 0, name));
-        if (first == 0)
-            throw fatal_error(exit_code::no_effect, "\"" + module_.path() + "\" holds no VST 2 effect");
+        list_sub_effects();
         call(effect_close);
-        shell_id_ = first;
+        shell_id_ = sub_effects_.front().id;
         enter();
-        name_.assign(name, strnlen(name, text_size));
     }
     call(effect_set_sample_rate, 0, 0, nullptr, static_cast<float>(rate_));
     call(effect_set_block_size, 0, static_cast<intptr_t>(announced_block_size));
@@ -117,6 +112,8 @@ void vst2_effect::open()
         effect_->num_outputs > most_channels)
         throw fatal_error(exit_code::no_effect,
                           "\"" + module_.path() + "\" has an impossible number of channels");
+    const auto inside = std::ranges::find(sub_effects_, shell_id_, &sub_effect::id);
+    name_ = inside != sub_effects_.end() ? inside->name : std::string();
     if (name_.empty())
         name_ = text(effect_get_name);
     if (name_.empty())
@@ -126,6 +123,32 @@ void vst2_effect::open()
     vendor_ = text(effect_get_vendor);
     has_state_ = false;
     agreed_layout_.reset();
+}
+
+void vst2_effect::list_sub_effects()
+{
+    // A shell answers one after the other until it has no more; some then begin again.
+    while (sub_effects_.size() < most_sub_effects) {
+        char name[text_size + 1] = {};
+        const auto id = static_cast<int32_t>(call(effect_shell_next, 0, 0, name));
+        if (id == 0 || std::ranges::find(sub_effects_, id, &sub_effect::id) != sub_effects_.end())
+            break;
+        sub_effects_.push_back({id, win::to_utf8(win::to_utf16({name, strnlen(name, text_size)}))});
+    }
+    if (sub_effects_.empty())
+        throw fatal_error(exit_code::no_effect,
+                          "\"" + module_.path() + "\" is a VST 2 shell without an effect in it");
+}
+
+bool vst2_effect::choose_sub_effect(int32_t id)
+{
+    if (id == shell_id_)
+        return true;
+    if (std::ranges::find(sub_effects_, id, &sub_effect::id) == sub_effects_.end())
+        return false;
+    shell_id_ = id;
+    rebuild();
+    return true;
 }
 
 void vst2_effect::close() noexcept
@@ -225,8 +248,10 @@ bus_pair vst2_effect::prepare(uint32_t rate, const bus_pair& wanted)
 
 void vst2_effect::start()
 {
-    own_ = own_layout();
-    io_.allocate(is_double_, own_.in.channels, own_.out.channels, announced_block_size);
+    const bus_pair all = own_layout();
+    own_ = request_ ? without_side_chain(request_->wanted, all) : all;
+    io_.allocate(is_double_, own_.in.channels, all.in.channels - own_.in.channels, own_.out.channels,
+                 announced_block_size);
     call(effect_mains_changed, 0, 1);
     call(effect_start_process);
     running_ = true;

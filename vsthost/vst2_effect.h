@@ -30,12 +30,18 @@ public:
     tail_length tail() override;
     std::vector<class_info> classes() const override;
     std::vector<parameter_info> parameters() override;
+    std::vector<bus_info> buses() const override;
+    std::optional<editor_size> editor() override;
     bool process_block(size_t frames) noexcept override;
     uint32_t latency() const noexcept override { return latency_; }
     bool wants_attention() const noexcept override { return io_changed_; }
     void attend() override;
 
 private:
+    struct sub_effect {
+        int32_t id;
+        std::string name;
+    };
     struct request {
         uint32_t rate;
         bus_pair wanted;
@@ -44,6 +50,9 @@ private:
     void open();
     void close() noexcept;
     void rebuild();
+    void list_sub_effects();
+    // True when the effect of this id is there now.
+    bool choose_sub_effect(int32_t id);
     bool apply(std::span<const uint8_t> image); // reports why not
     void negotiate_layout(const bus_pair& wanted);
     bool offer_layout(const bus_pair& pair);
@@ -68,7 +77,8 @@ private:
     vst_effect* effect_ = nullptr;
     std::string name_;
     std::string vendor_;
-    int32_t shell_id_ = 0; // while a sub-effect of a shell is opened: which
+    std::vector<sub_effect> sub_effects_; // of a shell, at most 1024
+    int32_t shell_id_ = 0;                // of a shell: which of them is open
     bool has_state_ = false;
 
     std::optional<request> request_;

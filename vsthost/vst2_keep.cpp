@@ -49,7 +49,12 @@ std::vector<uint8_t> vst2_effect::state()
 
 std::vector<class_info> vst2_effect::classes() const
 {
-    return {{name_, vendor_, id_text(effect_->unique_id)}};
+    if (sub_effects_.empty())
+        return {{name_, vendor_, id_text(effect_->unique_id)}};
+    std::vector<class_info> result;
+    for (const sub_effect& each : sub_effects_)
+        result.push_back({each.name, vendor_, id_text(each.id)});
+    return result;
 }
 
 std::vector<parameter_info> vst2_effect::parameters()
@@ -64,6 +69,30 @@ std::vector<parameter_info> vst2_effect::parameters()
     return result;
 }
 
+std::vector<bus_info> vst2_effect::buses() const
+{
+    // The format has no buses; what is no main input is told apart by set-up.
+    const channel_layout all = own_layout().in;
+    std::vector<bus_info> result{{"Input", true, true, own_.in}};
+    if (all.channels > own_.in.channels)
+        result.push_back({"Side chain", true, false, {all.channels - own_.in.channels, 0}});
+    result.push_back({"Output", false, true, own_.out});
+    std::erase_if(result, [](const bus_info& bus) { return bus.layout.channels == 0; });
+    return result;
+}
+
+std::optional<editor_size> vst2_effect::editor()
+{
+    if ((effect_->flags & flag_has_editor) == 0)
+        return std::nullopt;
+    const watched_call watched("telling its editor's size");
+    const editor_rectangle* rectangle = nullptr;
+    call(effect_get_editor_rectangle, 0, 0, &rectangle);
+    if (rectangle == nullptr)
+        return editor_size{};
+    return editor_size{rectangle->right - rectangle->left, rectangle->bottom - rectangle->top};
+}
+
 bool vst2_effect::apply(std::span<const uint8_t> image)
 {
     const auto refuse = [](const std::string& why) {
@@ -74,7 +103,7 @@ bool vst2_effect::apply(std::span<const uint8_t> image)
     if (!read.state)
         return refuse(std::string(read.problem));
     const vst2_state& kept = *read.state;
-    if (kept.unique_id != effect_->unique_id)
+    if (kept.unique_id != effect_->unique_id && !choose_sub_effect(kept.unique_id))
         return refuse("it belongs to another effect (" + id_text(kept.unique_id) + ", not " +
                       id_text(effect_->unique_id) + ")");
     const watched_call watched("taking its state");
@@ -101,7 +130,10 @@ bool vst2_effect::apply(std::span<const uint8_t> image)
 void vst2_effect::set_state(std::span<const uint8_t> image)
 {
     if (image.empty()) {
-        if (has_state_)
+        // The defaults of a shell are its first effect's.
+        if (!sub_effects_.empty() && shell_id_ != sub_effects_.front().id)
+            choose_sub_effect(sub_effects_.front().id);
+        else if (has_state_)
             rebuild();
         return;
     }

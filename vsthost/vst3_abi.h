@@ -15,6 +15,7 @@
 #include <travesty/factory.h>
 #include <travesty/host.h>
 #include <travesty/message.h>
+#include <travesty/view.h>
 
 #include <array>
 #include <atomic>

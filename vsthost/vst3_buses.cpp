@@ -1,5 +1,7 @@
 #include "vsthost/vst3_buses.h"
 
+#include "vsthost/vst3_module.h"
+
 #include <algorithm>
 #include <bit>
 
@@ -18,16 +20,17 @@ uint64_t all_channels(uint32_t count)
 } // namespace
 
 void bus_side::read(const ref<v3_component>& component, const ref<v3_audio_processor>& processor,
-                    int32_t direction)
+                    int32_t direction, uint32_t wanted_channels)
 {
     buses_.clear();
-    main_.reset();
+    main_.clear();
     const int32_t count =
         std::clamp(component->get_bus_count(component.get(), V3_AUDIO, direction), 0, most_buses);
     for (int32_t i = 0; i < count; ++i) {
         audio_bus bus;
         v3_bus_info info{};
         if (component->get_bus_info(component.get(), V3_AUDIO, direction, i, &info) == ok) {
+            bus.name = text(info.bus_name);
             bus.main = info.bus_type == V3_MAIN;
             bus.channels = static_cast<uint32_t>(std::clamp<int32_t>(info.channel_count, 0, most_channels));
         }
@@ -40,17 +43,28 @@ void bus_side::read(const ref<v3_component>& component, const ref<v3_audio_proce
             bus.arrangement = to_arrangement({bus.channels, 0});
         buses_.push_back(bus);
     }
-    const auto first = std::ranges::find(buses_, true, &audio_bus::main);
-    if (first != buses_.end())
-        main_ = static_cast<size_t>(first - buses_.begin());
+    for (size_t i = 0; i < buses_.size(); ++i)
+        if (buses_[i].main && (main_.empty() || (buses_[i].channels == 1 && buses_[main_[0]].channels == 1)))
+            main_.push_back(i);
+    if (main_.size() > 1)
+        main_.resize(main_.size() >= wanted_channels && wanted_channels > 1 ? wanted_channels : 1);
+}
+
+bool bus_side::in_use(size_t bus) const noexcept
+{
+    return std::ranges::find(main_, bus) != main_.end();
 }
 
 channel_layout bus_side::main_layout() const
 {
-    if (!main_)
+    if (main_.empty())
         return {};
-    channel_layout layout = from_arrangement(buses_[*main_].arrangement);
-    layout.channels = buses_[*main_].channels;
+    if (main_.size() > 1) {
+        const auto channels = static_cast<uint32_t>(main_.size());
+        return {channels, default_mask(channels)};
+    }
+    channel_layout layout = from_arrangement(buses_[main_[0]].arrangement);
+    layout.channels = buses_[main_[0]].channels;
     return layout;
 }
 
@@ -59,8 +73,8 @@ std::vector<uint64_t> bus_side::arrangements_with(channel_layout main) const
     std::vector<uint64_t> result;
     for (const audio_bus& bus : buses_)
         result.push_back(bus.arrangement);
-    if (main_)
-        result[*main_] = to_arrangement(main);
+    if (!main_.empty())
+        result[main_[0]] = to_arrangement(main);
     if (result.empty())
         result.push_back(0);
     return result;
@@ -70,7 +84,7 @@ void bus_side::activate(const ref<v3_component>& component, int32_t direction) c
 {
     for (size_t i = 0; i < buses_.size(); ++i)
         component->activate_bus(component.get(), V3_AUDIO, direction, static_cast<int32_t>(i),
-                                main_ == i ? 1 : 0);
+                                in_use(i) ? 1 : 0);
 }
 
 void bus_side::allocate(size_t block_size, float** main32, double** main64)
@@ -79,16 +93,20 @@ void bus_side::allocate(size_t block_size, float** main32, double** main64)
     pointers32_.assign(buses_.size(), {});
     pointers64_.assign(buses_.size(), {});
     buffers_.assign(buses_.size() + 1, {});
+    clears_spare_ = false;
+    size_t main_channel = 0;
     for (size_t i = 0; i < buses_.size(); ++i) {
         v3_audio_bus_buffers& buffer = buffers_[i];
         buffer.num_channels = static_cast<int32_t>(buses_[i].channels);
         pointers32_[i].assign(buses_[i].channels + 1, reinterpret_cast<float*>(spare_.data()));
         pointers64_[i].assign(buses_[i].channels + 1, spare_.data());
         if (main32 != nullptr)
-            buffer.channel_buffers_32 = main_ == i ? main32 : pointers32_[i].data();
+            buffer.channel_buffers_32 = in_use(i) ? main32 + main_channel : pointers32_[i].data();
         else
-            buffer.channel_buffers_64 = main_ == i ? main64 : pointers64_[i].data();
-        clears_spare_ |= main_ != i;
+            buffer.channel_buffers_64 = in_use(i) ? main64 + main_channel : pointers64_[i].data();
+        if (in_use(i))
+            main_channel += buses_[i].channels;
+        clears_spare_ |= !in_use(i);
     }
 }
 
@@ -97,12 +115,23 @@ void bus_side::begin_block(uint64_t main_silence) noexcept
     if (clears_spare_)
         std::ranges::fill(spare_, 0.0);
     for (size_t i = 0; i < buses_.size(); ++i)
-        buffers_[i].channel_silence_bitset = main_ == i ? main_silence : all_channels(buses_[i].channels);
+        buffers_[i].channel_silence_bitset = all_channels(buses_[i].channels);
+    if (main_.size() == 1) {
+        buffers_[main_[0]].channel_silence_bitset = main_silence;
+        return;
+    }
+    for (size_t c = 0; c < main_.size(); ++c)
+        buffers_[main_[c]].channel_silence_bitset = main_silence >> c & 1;
 }
 
 uint64_t bus_side::main_silence() const noexcept
 {
-    return main_ ? buffers_[*main_].channel_silence_bitset : 0;
+    if (main_.size() == 1)
+        return buffers_[main_[0]].channel_silence_bitset;
+    uint64_t silence = 0;
+    for (size_t c = 0; c < main_.size(); ++c)
+        silence |= (buffers_[main_[c]].channel_silence_bitset & 1) << c;
+    return silence;
 }
 
 } // namespace vsthost::v3

@@ -64,6 +64,32 @@ std::vector<parameter_info> vst3_effect::parameters()
     return result;
 }
 
+std::vector<bus_info> vst3_effect::buses() const
+{
+    std::vector<bus_info> result;
+    for (const bus_side* const side : {&inputs_, &outputs_})
+        for (const audio_bus& bus : side->buses()) {
+            channel_layout layout = from_arrangement(bus.arrangement);
+            layout.channels = bus.channels;
+            result.push_back({bus.name, side == &inputs_, bus.main, layout});
+        }
+    return result;
+}
+
+std::optional<editor_size> vst3_effect::editor()
+{
+    if (!controller_)
+        return std::nullopt;
+    const watched_call watched("telling its editor's size");
+    const ref<v3_plugin_view> view(controller_->create_view(controller_.get(), "editor"));
+    if (!view)
+        return std::nullopt;
+    v3_view_rect rectangle{};
+    if (view->get_size(view.get(), &rectangle) != ok)
+        return editor_size{};
+    return editor_size{rectangle.right - rectangle.left, rectangle.bottom - rectangle.top};
+}
+
 void vst3_effect::create()
 {
     const effect_class& about = module_.classes()[class_];
@@ -95,8 +121,7 @@ void vst3_effect::create()
     }
     input_changes_.allocate(parameters);
     output_changes_.allocate(parameters);
-    inputs_.read(component_, processor_, V3_INPUT);
-    outputs_.read(component_, processor_, V3_OUTPUT);
+    read_buses({});
     module_default_ = own_layout();
     has_state_ = false;
 }
@@ -201,7 +226,9 @@ void vst3_effect::set_state(std::span<const uint8_t> image)
         need_instance();
     };
     if (image.empty()) {
-        if (has_state_)
+        const bool another = class_ != 0;
+        class_ = 0;
+        if (has_state_ || (another && component_))
             rebuild();
         need_instance();
         return;

@@ -28,6 +28,8 @@ public:
     tail_length tail() override;
     std::vector<class_info> classes() const override;
     std::vector<parameter_info> parameters() override;
+    std::vector<bus_info> buses() const override;
+    std::optional<editor_size> editor() override;
     bool process_block(size_t frames) noexcept override;
     uint32_t latency() const noexcept override { return latency_; }
     bool wants_attention() const noexcept override { return restart_ != 0; }
@@ -51,6 +53,7 @@ private:
     // Set-up; the component is inactive before start() and after stop().
     void negotiate_sample_size();
     bus_pair negotiate_layout(const bus_pair& wanted);
+    void read_buses(const bus_pair& wanted);
     bool offer_layout(const bus_pair& pair);
     bus_pair own_layout() const;
     void allocate();

@@ -36,6 +36,12 @@ bus_pair vst3_effect::own_layout() const
     return {inputs_.main_layout(), outputs_.main_layout()};
 }
 
+void vst3_effect::read_buses(const bus_pair& wanted)
+{
+    inputs_.read(component_, processor_, V3_INPUT, wanted.in.channels);
+    outputs_.read(component_, processor_, V3_OUTPUT, wanted.out.channels);
+}
+
 bool vst3_effect::offer_layout(const bus_pair& pair)
 {
     std::vector<uint64_t> in = inputs_.arrangements_with(pair.in);
@@ -43,8 +49,7 @@ bool vst3_effect::offer_layout(const bus_pair& pair)
     const bool taken = processor_->set_bus_arrangements(processor_.get(), in.data(), inputs_.count(),
                                                         out.data(), outputs_.count()) == ok;
     // A refusal may still have moved the module to something else.
-    inputs_.read(component_, processor_, V3_INPUT);
-    outputs_.read(component_, processor_, V3_OUTPUT);
+    read_buses(request_ ? request_->wanted : bus_pair());
     return taken;
 }
 
@@ -99,7 +104,7 @@ bus_pair vst3_effect::prepare(uint32_t rate, const bus_pair& wanted)
 
 void vst3_effect::allocate()
 {
-    io_.allocate(is_double_, own_.in.channels, own_.out.channels, announced_block_size);
+    io_.allocate(is_double_, own_.in.channels, 0, own_.out.channels, announced_block_size);
     inputs_.allocate(announced_block_size, is_double_ ? nullptr : io_.in32(), io_.in64());
     outputs_.allocate(announced_block_size, is_double_ ? nullptr : io_.out32(), io_.out64());
     data_ = {};

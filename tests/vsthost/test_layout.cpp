@@ -59,10 +59,10 @@ TEST_CASE("samples keep their place and their value; what is no number is silenc
 {
     for (const bool is_double : {false, true}) {
         audio_io io;
-        io.allocate(is_double, 3, 2, 4);
+        io.allocate(is_double, 2, 1, 2, 4);
         const double in[] = {1, 2, 3, 4, 5, 6};
         io.load(in, 2, 3);
-        CHECK(io.in_silence == 4); // the third channel has no source
+        CHECK(io.in_silence == 4); // the side channel
         for (size_t i = 0; i < 3; ++i)
             for (size_t c = 0; c < 2; ++c) {
                 if (is_double)
@@ -89,13 +89,14 @@ TEST_CASE("samples keep their place and their value; what is no number is silenc
     }
 }
 
-TEST_CASE("one channel feeds every input of the effect")
+TEST_CASE("one channel feeds both main inputs of the effect and no side chain")
 {
     audio_io io;
-    io.allocate(false, 2, 2, 4);
+    io.allocate(false, 2, 1, 2, 4);
     const double in[] = {0.25, 0.5};
     io.load(in, 1, 2);
     CHECK(io.in32()[0][1] == 0.5f);
     CHECK(io.in32()[1][1] == 0.5f);
-    CHECK(io.in_silence == 0);
+    CHECK(io.in32()[2][1] == 0.0f);
+    CHECK(io.in_silence == 4);
 }

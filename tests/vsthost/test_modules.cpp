@@ -38,14 +38,12 @@ TEST_CASE("modules of every build are served")
 {
     for_each_kind([](const kind& which) {
         std::vector<std::string> names{"module_that_passes_through", "module_without_64_bit",
-                                       "module_without_chunks", "module_with_an_empty_state"};
+                                       "module_without_chunks",      "module_with_an_empty_state",
+                                       "module_with_mono_buses",     "module_with_a_side_chain"};
         if (which.version == 3) {
             names.push_back("module_without_a_controller");
             names.push_back("module_with_a_separate_controller");
             names.push_back("module_with_names_in_unicode_only");
-            names.push_back("module_with_a_side_chain");
-        } else {
-            names.push_back("module_with_mono_buses");
         }
         for (const std::string& name : names) {
             CAPTURE(name);
@@ -55,6 +53,7 @@ TEST_CASE("modules of every build are served")
             REQUIRE(open_stream(with, stereo) == stereo);
             const std::vector<double> in = ramp(6000);
             CHECK(with.process(in, 2).audio == in);
+            CHECK(with.process(ramp(20), 2).audio == ramp(20));
             const std::string said = said_by(with);
             CAPTURE(said);
             CHECK(said.starts_with("qvxVSTHost" + std::string(which.arch == "x64" ? "64 " : "32 ")));
@@ -76,10 +75,12 @@ TEST_CASE("layouts that an effect cannot serve are answered with its own counts 
     };
     const row rows[] = {
         {"module_that_is_mono_only", 0, 1, 1, "it takes 1 in, 1 out"},
+        {"module_with_mono_buses", 3, 1, 1, "it takes 1 in, 1 out"},
         {"module_with_a_side_chain", 2, 4, 2, "it takes 4 in, 2 out"},
         {"module_that_is_an_instrument", 0, 0, 2, "it has no audio input (an instrument?)"},
         {"module_without_audio", 0, 0, 0, "it has no audio input and output"},
     };
+    constexpr Nv::streamFormat six{44100, 6, 0x3F, 6, 0x3F};
     for_each_kind([&](const kind& which) {
         for (const row& each : rows) {
             if (each.version != 0 && each.version != which.version)
@@ -87,7 +88,9 @@ TEST_CASE("layouts that an effect cannot serve are answered with its own counts 
             const std::string name = each.name;
             CAPTURE(name);
             worker with(module(which, name));
-            const Nv::streamFormat reply = open_stream(with, stereo);
+            // More than any of them has, or stereo where they have less.
+            const Nv::streamFormat asked = each.version == 0 ? stereo : six;
+            const Nv::streamFormat reply = open_stream(with, asked);
             CHECK(reply.sampleRate == 44100);
             CHECK(reply.inChannels == each.in);
             CHECK(reply.outChannels == each.out);
@@ -102,8 +105,8 @@ TEST_CASE("layouts that an effect cannot serve are answered with its own counts 
         const Nv::streamFormat reply = open_stream(with, stereo);
         CHECK(reply.inChannels == 2);
         REQUIRE(reply.outChannels == 6);
-        const processed six = with.process({0.25, 0.5}, 2, 6);
-        CHECK(six.audio == std::vector<double>{0.25, 0.5, 0.25, 0.5, 0.25, 0.5});
+        const processed spread = with.process({0.25, 0.5}, 2, 6);
+        CHECK(spread.audio == std::vector<double>{0.25, 0.5, 0.25, 0.5, 0.25, 0.5});
         // Its tail (there is none) and its latency do not disturb the layout of the input.
         CHECK(with.drain().empty());
     });
@@ -199,16 +202,19 @@ TEST_CASE("states of any size, and of one class among many")
                         vsthost::write_vst2_parameters(static_cast<int32_t>(hash("module_without_chunks")), 0,
                                                        level));
             CHECK(list.process(in, 2).audio == times(0.25, in));
-            return;
         }
-        // Class n multiplies by n / 64; without a state the first is used.
+        // Class n multiplies by n / 64; without a state the first is used. For VST 2 the module is a shell.
         worker many(module(which, "module_with_34_classes"));
         open_stream(many, stereo);
         CHECK(many.process(in, 2).audio == times(1.0 / 64, in));
-        for (const uint32_t number : {32u, 2u}) {
-            open_stream(many, stereo, level_state(which, "", 1.0, 12, number));
+        for (const uint32_t number : {32u, 2u, 34u}) {
+            const std::string name = "Class " + std::to_string(number);
+            open_stream(many, stereo, level_state(which, name, 1.0, 12, number));
             CHECK(many.process(in, 2).audio == times(number / 64.0, in));
         }
+        open_stream(many, stereo);
+        CHECK(many.process(in, 2).audio == times(1.0 / 64, in));
+        CHECK(said_by(many).find("Class 1 by qvx") != std::string::npos);
     });
 }
 
@@ -331,11 +337,9 @@ TEST_CASE("a probe prints what a module holds, or why it cannot be loaded")
             CHECK(said.find(part) != std::string::npos);
         CHECK(late.errors().empty());
 
-        if (which.version == 3) {
-            worker many(which.arch, probe("module_with_34_classes"));
-            CHECK(many.wait() == 0);
-            CHECK(many.output().find("\"Class 34\"") != std::string::npos);
-        }
+        worker many(which.arch, probe("module_with_34_classes"));
+        CHECK(many.wait() == 0);
+        CHECK(many.output().find("\"Class 34\"") != std::string::npos);
         worker none(which.arch, probe("module_without_classes"));
         CHECK(none.wait() == static_cast<uint32_t>(exit_code::no_effect));
         CHECK(none.output().empty());
