@@ -77,13 +77,12 @@ void check_abort(const abort_callback& abort)
         throw exception_aborted();
 }
 
-void print_quietly(const std::string& line) noexcept
-{
-    try {
-        console::print(line);
-    } catch (...) {
-        // A scan is not worth less because nobody can be told.
-    }
+void report_problem(const char* message, const std::string& folder) noexcept
+try {
+    console::print(std::string("VST scanFolder failure: ") + message);
+    console::print("Problem path: " + folder);
+} catch (...) {
+    // A scan is not worth less because nobody can be told.
 }
 
 // One folder on the way from the top to where the walk is.
@@ -210,6 +209,13 @@ std::vector<vstConfig_t> scanFolders(const std::vector<vstFolder_t>& folders, ab
                                      scan_observer* observer)
 {
     std::vector<vstConfig_t> result;
+    scanFolders(result, folders, abort, observer);
+    return result;
+}
+
+void scanFolders(std::vector<vstConfig_t>& result, const std::vector<vstFolder_t>& folders,
+                 abort_callback& abort, scan_observer* observer)
+{
     result.reserve(100);
     for (const vstFolder_t& folder : folders) {
         if (abort.is_aborting())
@@ -224,10 +230,8 @@ std::vector<vstConfig_t> scanFolders(const std::vector<vstFolder_t>& folders, ab
         } catch (const exception_io_not_found&) {
             // Removed since the user added it, or never there.
         } catch (const std::exception& error) {
-            print_quietly(std::string("VST scanFolder failure: ") + error.what());
-            print_quietly("Problem path: " + folder.path);
+            report_problem(error.what(), folder.path);
         } catch (...) {
         }
     }
-    return result;
 }

@@ -33,6 +33,9 @@ protected:
 // console, what was found in it stays, and the scan goes on with the next.
 std::vector<vstConfig_t> scanFolders(const std::vector<vstFolder_t>& folders, abort_callback& abort,
                                      scan_observer* observer = nullptr);
+// The same, appended to `result`: what was found is there even when this throws (std::bad_alloc).
+void scanFolders(std::vector<vstConfig_t>& result, const std::vector<vstFolder_t>& folders,
+                 abort_callback& abort, scan_observer* observer = nullptr);
 
 // The same for one folder and all below it, files before subfolders. Appends to `result`. Throws
 // exception_aborted on abort, and whatever listing the folder or one below it throws; then `result` holds

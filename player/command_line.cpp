@@ -95,6 +95,12 @@ public:
         render_->add_flag("--tail", line_.render.tail, "collect what rings on after the end");
         render_->add_flag("--realtime", line_.render.realtime, "tell the effects that this is playback");
 
+        scan_ =
+            add("scan", "list the effects that lie in the given folders, or else in those of the settings "
+                        "and the system's");
+        scan_->add_option("folders", line_.scan_folders, "folders to look in, with all below them")
+            ->option_text("DIR...");
+
         preset_ = add("preset", "write preset bytes (MODULE OUT) or print them (--show FILE)");
         preset_->add_option("files", files_, "the module, then the output file")->option_text("MODULE OUT");
         preset_->add_option("--show", line_.preset.show, "print a file of preset bytes");
@@ -127,12 +133,14 @@ public:
             finish_render();
         else if (preset_->parsed())
             finish_preset();
+        else if (scan_->parsed())
+            line_.what = command::scan;
         else if (services_->parsed())
             line_.what = command::services;
         else if (settings_->parsed())
             line_.what = command::settings;
         else
-            throw usage_error("name a command: render, preset, services or settings; --help says more");
+            throw usage_error("name a command: render, scan, preset, services or settings; --help says more");
         return line_;
     }
 
@@ -270,7 +278,8 @@ private:
     command_line line_;
     bool version_ = false;
     std::vector<std::string> files_, modules_, preset_files_;
-    CLI::App *render_ = nullptr, *preset_ = nullptr, *services_ = nullptr, *settings_ = nullptr;
+    CLI::App *render_ = nullptr, *scan_ = nullptr, *preset_ = nullptr, *services_ = nullptr,
+             *settings_ = nullptr;
     CLI::Option *effect_ = nullptr, *preset_file_ = nullptr;
     effect_option_set render_effect_, preset_effect_;
 };

@@ -37,7 +37,7 @@ struct preset_options {
     std::string show; // the file to print
 };
 
-enum class command { help, version, render, preset, services, settings };
+enum class command { help, version, render, scan, preset, services, settings };
 
 struct command_line {
     command what = command::help;
@@ -47,6 +47,7 @@ struct command_line {
     bool json = false;
     std::string help_text; // of command::help
     render_options render;
+    std::vector<std::string> scan_folders; // as given; empty: those of the settings
     preset_options preset;
     std::vector<std::string> settings; // NAME or NAME=VALUE
 };

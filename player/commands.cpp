@@ -10,6 +10,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
 #include <cstdarg>
 
 namespace player {
@@ -72,6 +73,40 @@ std::string render_text(const render_report& report)
     text += format("tail:    %llu frames\n", static_cast<unsigned long long>(report.tail_frames));
     text += format("time:    %.3f s, %.1f times real time\n", report.seconds, report.speed);
     return text;
+}
+
+// In characters; good enough for columns.
+size_t width_of(const std::string& utf8)
+{
+    return static_cast<size_t>(
+        std::count_if(utf8.begin(), utf8.end(), [](char c) { return (c & 0xC0) != 0x80; }));
+}
+
+std::string scan_text(const std::vector<vstConfig_t>& found)
+{
+    constexpr size_t widest = 48; // one long name must not push all paths away
+    size_t column = 0;
+    for (const vstConfig_t& config : found)
+        column = std::max(column, std::min(width_of(displayName(config)), widest));
+    std::string text;
+    for (const vstConfig_t& config : found) {
+        const std::string name = displayName(config);
+        const size_t width = width_of(name);
+        text += name + std::string(width < column ? column - width : 0, ' ') + "  " + config.path + "\n";
+    }
+    return text;
+}
+
+std::string scan_json(const std::vector<vstConfig_t>& found)
+{
+    json list = json::array();
+    for (const vstConfig_t& config : found)
+        list.push_back({{"displayName", displayName(config)},
+                        {"name", config.name},
+                        {"path", config.path},
+                        {"arch", config.arch},
+                        {"vstVersion", config.vstVersion}});
+    return json_line(list);
 }
 
 std::string hexadecimal(const std::vector<uint8_t>& bytes)
@@ -147,6 +182,19 @@ command_result run_render(const command_line& line, abort_callback& abort, const
                          "render again for the rest";
     }
     return result;
+}
+
+command_result run_scan(const command_line& line, player_host& host, abort_callback& stop,
+                        const scan_show& show)
+{
+    const scan_report report = scan(line.scan_folders, host, stop, show);
+    if (report.stopped)
+        return {{}, "scan: stopped before its end, so nothing is listed; scan again, or fewer folders", 1};
+    if (line.json)
+        return {scan_json(report.found), {}};
+    if (report.found.empty())
+        return {{}, "scan: no effects found; name the folders that they lie in", 0};
+    return {scan_text(report.found), {}};
 }
 
 command_result run_services(const command_line& line, const player_host& host)

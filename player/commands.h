@@ -4,6 +4,7 @@
 #include "player/command_line.h"
 #include "player/player_host.h"
 #include "player/render.h"
+#include "player/scan.h"
 
 #include <string>
 
@@ -11,14 +12,15 @@ namespace player {
 
 struct command_result {
     std::string output;  // whole lines
-    std::string failure; // the line for standard error, empty when the exit code is 0
+    std::string failure; // the line for standard error; empty when there is nothing to say
     int exit_code = 0;   // 0 done, 1 failed, 2 the command line is wrong
 };
 
-// The services are available.
+// The services are available; a scan and the two below need no component.
 command_result run_render(const command_line& line, abort_callback& abort, const render_progress& progress);
+command_result run_scan(const command_line& line, player_host& host, abort_callback& stop,
+                        const scan_show& show);
 command_result run_services(const command_line& line, const player_host& host);
-// These need no component.
 command_result run_preset(const command_line& line);
 command_result run_settings(const command_line& line, config_store& store);
 

@@ -6,13 +6,13 @@
 #include "player/json_config_store.h"
 #include "player/os_path.h"
 #include "player/player_error.h"
+#include "player/scan_progress.h"
 #include "player/terminal.h"
 #include "sdk/abort_callback_impl.h"
 #include "win/utf.h"
 
 #include <algorithm>
 #include <memory>
-#include <mutex>
 
 namespace {
 
@@ -48,32 +48,30 @@ std::string default_config()
     return win::to_utf8(std::wstring_view(folder, length)) + "\\qvxplayer\\config.json";
 }
 
-// The last line of a terminal while a render runs. Any thread: console lines come in between.
-class progress_bar {
-public:
-    void show(double done)
-    {
-        const std::lock_guard lock(mutex_);
-        const int percent = static_cast<int>(done * 100);
-        if (percent == shown_)
-            return;
-        shown_ = percent;
-        const auto filled = static_cast<size_t>(percent * 40 / 100);
-        write_text(std_stream::error, "\r[" + std::string(filled, '#') + std::string(40 - filled, '.') +
-                                          "] " + std::to_string(percent) + " % ");
-    }
-    void hide()
-    {
-        const std::lock_guard lock(mutex_);
-        if (shown_ >= 0)
-            write_text(std_stream::error, "\r" + std::string(50, ' ') + "\r");
-        shown_ = -1;
-    }
+std::string render_bar(double done)
+{
+    const int percent = static_cast<int>(done * 100);
+    const auto filled = static_cast<size_t>(percent * 40 / 100);
+    return "[" + std::string(filled, '#') + std::string(40 - filled, '.') + "] " + std::to_string(percent) +
+           " % ";
+}
 
-private:
-    std::mutex mutex_;
-    int shown_ = -1; // percent, -1: there is no bar
-};
+// A command that runs with the services there. Progress goes to the status line, if there is one.
+command_result run_in_host(const command_line& line, player_host& host,
+                           const std::shared_ptr<status_line>& status)
+{
+    if (line.what == command::services)
+        return run_services(line, host);
+    if (line.what == command::scan) {
+        const auto show = [status](uint64_t folders, uint64_t candidates, const std::string& path) {
+            status->show(
+                scan_progress_text(folders, candidates, path, terminal_width(std_stream::error) - 1));
+        };
+        return run_scan(line, host, stop_token(), status ? scan_show(show) : nullptr);
+    }
+    const auto show = [status](double done) { status->show(render_bar(done)); };
+    return run_render(line, stop_token(), status ? render_progress(show) : nullptr);
+}
 
 // Turns what `work` throws into the line for standard error and the exit code.
 template <class Work>
@@ -96,34 +94,37 @@ service_ptr_t<config_store> open_store(const command_line& line)
                                                               : absolute_path(line.config));
 }
 
-// Commands that need the component: it is loaded, used and gone again when this returns. `clean` is false
-// when threads stayed inside it.
-command_result run_with_component(const command_line& line, bool& clean)
+// Commands that need services: the component is loaded for those that use it, and gone again when this
+// returns. `clean` is false when threads stayed inside their work.
+command_result run_with_services(const command_line& line, bool& clean)
 {
     return guarded([&] {
         auto store = open_store(line);
         if (line.render.tail)
             store = with_tail_on(store);
-        const auto bar = std::make_shared<progress_bar>();
-        const auto sink = [bar, print = stderr_sink()](std::string_view text) {
-            bar->hide();
+        const bool shows = !line.quiet && is_terminal(std_stream::error);
+        const auto status = shows ? std::make_shared<status_line>() : nullptr;
+        const auto hide = [status] {
+            if (status)
+                status->hide();
+        };
+        const auto sink = [hide, print = stderr_sink()](std::string_view text) {
+            hide();
             print(text);
         };
         auto host =
             std::make_unique<player_host>(line.quiet ? console_log::sink_t() : sink, std::move(store));
         command_result result = guarded([&] {
-            host->load_component(line.component.empty() ? program_folder() + "\\qvx_dsp_vst3.dll"
-                                                        : line.component);
+            if (line.what != command::scan)
+                host->load_component(line.component.empty() ? program_folder() + "\\qvx_dsp_vst3.dll"
+                                                            : line.component);
             host->start();
-            if (line.what == command::services)
-                return run_services(line, *host);
-            const bool shows = !line.quiet && is_terminal(std_stream::error);
-            return run_render(line, stop_token(),
-                              shows ? render_progress([bar](double done) { bar->show(done); }) : nullptr);
+            return run_in_host(line, *host, status);
         });
-        bar->hide();
-        host->let_threads_end(last_words_limit);
-        clean = host->shut_down();
+        hide();
+        const bool idle = host->let_threads_end(last_words_limit);
+        // A scan that was stopped may hang in a folder that does not answer: not worth any more waiting.
+        clean = (idle || line.what != command::scan) && host->shut_down();
         host->console().close();
         if (!clean)
             static_cast<void>(host.release()); // those threads still use its services
@@ -145,10 +146,11 @@ command_result run(const std::vector<std::string>& arguments, bool& clean)
         case command::settings:
             return run_settings(line, *open_store(line));
         case command::render:
+        case command::scan:
         case command::services:
             break;
         }
-        return run_with_component(line, clean);
+        return run_with_services(line, clean);
     });
 }
 

@@ -37,12 +37,16 @@ player_host::player_host(console_log::sink_t console_sink, service_ptr_t<config_
     : console_(service_new<console_log>(std::move(console_sink)))
     , store_(std::move(store))
     , threads_(service_new<thread_pool>())
+    , tasks_(service_new<task_runner>(threads_))
+    , queue_(service_new<callback_queue>())
     , app_abort_(service_new<app_abort_impl>())
 {
     add_service(console_service::class_guid, console_);
     add_service(config_store::class_guid, store_);
     add_service(filesystem::class_guid, service_new<native_filesystem>());
     add_service(detached_threads::class_guid, threads_);
+    add_service(background_tasks::class_guid, tasks_);
+    add_service(main_thread_queue::class_guid, queue_);
     add_service(app_abort::class_guid, app_abort_);
     core_api::set_host(this);
 }
@@ -74,9 +78,9 @@ void player_host::start()
     });
 }
 
-void player_host::let_threads_end(std::chrono::milliseconds limit)
+bool player_host::let_threads_end(std::chrono::milliseconds limit)
 {
-    threads_->wait_until_idle(limit);
+    return threads_->wait_until_idle(limit);
 }
 
 bool player_host::shut_down(const std::function<void()>& destroy_instances) noexcept
@@ -99,6 +103,8 @@ bool player_host::shut_down(const std::function<void()>& destroy_instances) noex
         if (component_)
             run_step(*console_, "end of services", [this] { component_->client().services_init(false); });
     }
+    tasks_->close();
+    queue_->close();
     clean_ = threads_->wait_until_idle(thread_patience);
     // A thread that is still inside may look services up at any time: nothing it can reach goes away then.
     if (clean_) {

@@ -1,6 +1,8 @@
 #pragma once
+#include "player/callback_queue.h"
 #include "player/component_module.h"
 #include "player/console_log.h"
+#include "player/task_runner.h"
 #include "player/thread_pool.h"
 #include "sdk/app_abort.h"
 #include "sdk/config_store.h"
@@ -21,7 +23,8 @@ public:
     // What a component may wait for threads at shut-down.
     static constexpr std::chrono::seconds thread_patience{3};
 
-    // Registers the console, the store, the file system, the threads and the abort token.
+    // Registers the console, the store, the file system, the threads, the background tasks, the main-thread
+    // queue and the abort token.
     player_host(console_log::sink_t console_sink, service_ptr_t<config_store> store);
     ~player_host(); // shuts down if nobody did
     player_host(const player_host&) = delete;
@@ -34,20 +37,23 @@ public:
     // Makes the services available, tells the component and runs the init actions. Throws what they throw.
     void start();
 
-    // Lets the component's threads end by themselves, within the limit, after its DSP instances are gone:
-    // what a worker said last is on its way through such a thread, and the abort token would cut it off.
-    void let_threads_end(std::chrono::milliseconds limit);
+    // Lets the component's threads end by themselves, after its DSP instances are gone: what a worker said
+    // last is on its way through such a thread, and the abort token would cut it off. False when some still
+    // run at the limit.
+    bool let_threads_end(std::chrono::milliseconds limit);
 
     // The one order in which everything ends: says "shutting down", signals the application's abort token,
-    // lets `destroy_instances` destroy DSP instances and dialogs, runs the quit actions, waits for the
-    // component's threads, unloads. False when threads stayed inside the component: it stays loaded, and the
-    // process has to end without running its static destructors. What the steps throw is kept away from the
-    // ones after them.
+    // lets `destroy_instances` destroy DSP instances and dialogs, runs the quit actions, drops the
+    // main-thread queue and the tasks that have not begun, waits for the component's threads, unloads. False
+    // when threads stayed inside the component: it stays loaded, and the process has to end without running
+    // its static destructors. What the steps throw is kept away from the ones after them.
     bool shut_down(const std::function<void()>& destroy_instances = {}) noexcept;
 
     abort_callback& app_abort_token() noexcept;
     console_log& console() noexcept { return *console_; }
     config_store& store() noexcept { return *store_; }
+    // Nobody takes callbacks out of it but the main thread's loop, whatever that is.
+    callback_queue& main_queue() noexcept { return *queue_; }
     // The component's factories, the last registered first; null without a component.
     service_factory_base* component_services() const noexcept;
 
@@ -79,6 +85,8 @@ private:
     service_ptr_t<console_log> console_;
     service_ptr_t<config_store> store_;
     service_ptr_t<thread_pool> threads_;
+    service_ptr_t<task_runner> tasks_;
+    service_ptr_t<callback_queue> queue_;
     service_ptr_t<app_abort_impl> app_abort_;
     std::vector<own_service> own_; // constant once running
     std::unique_ptr<component_module> component_;

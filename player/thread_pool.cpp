@@ -9,18 +9,17 @@ namespace player {
 namespace {
 
 // The call came late to Windows and its import libraries.
-void name_this_thread(const wchar_t* name) noexcept
+void name_thread(HANDLE thread, const wchar_t* name) noexcept
 {
     using function = HRESULT WINAPI(HANDLE, PCWSTR);
     if (const HMODULE kernel = GetModuleHandleW(L"kernel32.dll")) {
         if (const FARPROC address = GetProcAddress(kernel, "SetThreadDescription"))
-            reinterpret_cast<function*>(reinterpret_cast<void (*)()>(address))(GetCurrentThread(), name);
+            reinterpret_cast<function*>(reinterpret_cast<void (*)()>(address))(thread, name);
     }
 }
 
 unsigned __stdcall run_work(void* counted) noexcept
 {
-    name_this_thread(L"component work");
     const auto work = service_ptr_t<runnable>::attach(static_cast<runnable*>(counted));
     work->run();
     return 0;
@@ -28,7 +27,7 @@ unsigned __stdcall run_work(void* counted) noexcept
 
 } // namespace
 
-void thread_pool::run_detached(runnable& work)
+void thread_pool::start(runnable& work, const wchar_t* name)
 {
     const std::lock_guard lock(mutex_);
     forget_ended();
@@ -43,6 +42,7 @@ void thread_pool::run_detached(runnable& work)
         throw exception_win32(code ? code : ERROR_NOT_ENOUGH_MEMORY);
     }
     threads_.back().reset(reinterpret_cast<HANDLE>(thread));
+    name_thread(threads_.back().get(), name);
 }
 
 void thread_pool::forget_ended()

@@ -14,7 +14,9 @@ class thread_pool : public detached_threads {
 public:
     using service_interface = detached_threads;
 
-    void run_detached(runnable& work) override;
+    void run_detached(runnable& work) override { start(work, L"component work"); }
+    // The same, with the name that debuggers show.
+    void start(runnable& work, const wchar_t* name);
 
     // True when all threads, also those started meanwhile, ended within the limit. Any thread but theirs.
     bool wait_until_idle(std::chrono::milliseconds limit);

@@ -28,8 +28,12 @@ private:
 
 } // namespace
 
+service_ptr_t<runnable> make_runnable(std::function<void()> work)
+{
+    return service_new<runnable_function>(std::move(work));
+}
+
 void run_detached(std::function<void()> work)
 {
-    const auto item = service_new<runnable_function>(std::move(work));
-    service_get_unique<detached_threads>()->run_detached(*item);
+    service_get_unique<detached_threads>()->run_detached(*make_runnable(std::move(work)));
 }

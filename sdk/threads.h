@@ -18,6 +18,10 @@ protected:
     ~runnable() = default;
 };
 
+// A function as a runnable, to be run once at most: what it holds is released where it ran, or with the
+// runnable when it never did. What it throws is dropped.
+service_ptr_t<runnable> make_runnable(std::function<void()> work);
+
 // Exists exactly once. At shut-down the player signals the application's abort token, then waits (bounded)
 // until every work item has returned and its last reference is gone before it unloads the component.
 class detached_threads : public service_base {

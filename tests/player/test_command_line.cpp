@@ -68,6 +68,9 @@ TEST_CASE("command line: the other commands")
     CHECK(made.preset.effect.float64);
     CHECK(made.preset.output == "out");
     CHECK(parse_command_line({"preset", "--show", "f", "--json"}).preset.show == "f");
+    CHECK(parse_command_line({"scan"}).what == command::scan);
+    CHECK(parse_command_line({"scan", "/a", "--json", "C:\\b"}).scan_folders ==
+          std::vector<std::string>{"/a", "C:\\b"});
     CHECK(parse_command_line({"services", "--component", "c.dll"}).component == "c.dll");
     CHECK(parse_command_line({"settings", "dpi-aware", "folders=C:\\A;C:\\B"}).settings.size() == 2);
     CHECK(parse_command_line({"--version"}).what == command::version);

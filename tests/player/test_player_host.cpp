@@ -71,7 +71,8 @@ TEST_CASE("host: services can be looked up from start to the end of the shut-dow
     CHECK_THROWS_AS(console::print("too early"), exception_host_bug_check);
     host.start();
     for (const guid_t& guid : {console_service::class_guid, config_store::class_guid, filesystem::class_guid,
-                               detached_threads::class_guid, app_abort::class_guid})
+                               detached_threads::class_guid, background_tasks::class_guid,
+                               main_thread_queue::class_guid, app_abort::class_guid})
         CHECK(host.get_service_count(guid) == 1);
     CHECK(host.get_service_count(initquit::class_guid) == 0);
     service_ptr_t<service_base> none;
