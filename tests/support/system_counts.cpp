@@ -27,8 +27,10 @@ struct handle_entry {
     ULONG reserved;
 };
 
+} // namespace
+
 // GetProcessHandleCount always answers 0 on some systems.
-size_t count_handles()
+size_t handles_of(unsigned long process_id)
 {
     using query_t = LONG(WINAPI*)(int, void*, ULONG, ULONG*);
     static const auto query = reinterpret_cast<query_t>(
@@ -45,11 +47,9 @@ size_t count_handles()
     const auto* entries = reinterpret_cast<const handle_entry*>(&buffer[2]);
     size_t count = 0;
     for (size_t i = 0; i < total; ++i)
-        count += entries[i].process_id == GetCurrentProcessId();
+        count += entries[i].process_id == process_id;
     return count;
 }
-
-} // namespace
 
 system_counts system_counts::now()
 {
@@ -68,7 +68,7 @@ system_counts system_counts::now()
     PROCESS_MEMORY_COUNTERS memory = {};
     GetProcessMemoryInfo(GetCurrentProcess(), &memory, sizeof(memory));
     counts.private_bytes = memory.PagefileUsage;
-    counts.handles = count_handles();
+    counts.handles = handles_of(GetCurrentProcessId());
     if (counts.handles == 0 || counts.threads == 0 || counts.private_bytes == 0)
         throw std::runtime_error("the system's counts are not to be had");
     return counts;

@@ -1,8 +1,12 @@
 #pragma once
-// What this process holds of the system: for tests that nothing grows.
+// What processes hold of the system: for tests that nothing grows.
 
 #include <cstddef>
 
+// Open in any process, a child for instance.
+size_t handles_of(unsigned long process_id);
+
+// Of this process.
 struct system_counts {
     size_t handles;       // open in this process
     size_t threads;       // of this process

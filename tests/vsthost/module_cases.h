@@ -81,12 +81,13 @@ inline uint32_t hash(const std::string& text)
 inline std::vector<uint8_t> level_state(const kind& which, const std::string& name, double level,
                                         size_t size = 12, uint32_t number = 0)
 {
-    std::vector<uint8_t> content(size);
+    std::vector<uint8_t> content(size < 12 ? 12 : size);
     for (size_t i = 12; i < size; ++i)
         content[i] = static_cast<uint8_t>((i * 2654435761u) >> 13 & 0xFF);
     const uint32_t one = 1;
     std::memcpy(content.data(), &one, sizeof one);
     std::memcpy(content.data() + sizeof one, &level, sizeof level);
+    content.resize(size);
     if (which.version == 2)
         return vsthost::write_vst2_chunk(static_cast<int32_t>(hash(name)), 1000, 1, 0, content);
     char id[33];
