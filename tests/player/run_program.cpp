@@ -2,13 +2,17 @@
 
 #include "player/os_path.h"
 #include "player/whole_file.h"
+#include "support/test_options.h"
 #include "win/utf.h"
 
 #include <stdexcept>
 
 namespace {
 
-constexpr DWORD limit_ms = 50'000;
+DWORD limit_ms()
+{
+    return test_options::long_run() ? 1'000'000 : 50'000;
+}
 
 win::file_handle inheritable_file(const std::string& path)
 {
@@ -83,10 +87,10 @@ program_result run_program(const std::string& program, const std::vector<std::st
     const temp_folder folder;
     const win::kernel_handle process =
         start_program(program, arguments, folder.path("out"), folder.path("err"));
-    const bool ended = WaitForSingleObject(process.get(), limit_ms) == WAIT_OBJECT_0;
+    const bool ended = WaitForSingleObject(process.get(), limit_ms()) == WAIT_OBJECT_0;
     if (!ended) {
         TerminateProcess(process.get(), 99);
-        WaitForSingleObject(process.get(), limit_ms);
+        WaitForSingleObject(process.get(), limit_ms());
     }
     program_result result;
     DWORD code = 0;

@@ -24,7 +24,7 @@ std::wstring join_arguments(const std::vector<std::string>& arguments);
 win::kernel_handle start_program(const std::string& program, const std::vector<std::string>& arguments,
                                  const std::string& out_file, const std::string& err_file);
 
-// Runs it to its end, at most 50 seconds; then it is ended and this throws.
+// Runs it to its end, at most 50 seconds (1000 in a long run); then it is ended and this throws.
 program_result run_program(const std::string& program, const std::vector<std::string>& arguments);
 
 // The folder of shipped files for this architecture, from the environment. Throws when it is not set.
