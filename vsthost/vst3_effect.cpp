@@ -274,6 +274,7 @@ std::vector<uint8_t> vst3_effect::state()
 {
     need_instance();
     const watched_call watched("giving its state");
+    flush_edits(); // or the component does not know them yet
     memory_stream component_state;
     component_->get_state(component_.get(), component_state.get());
     memory_stream controller_state;

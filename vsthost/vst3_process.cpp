@@ -178,6 +178,21 @@ void vst3_effect::take_edits() noexcept
     edits_.clear();
 }
 
+void vst3_effect::flush_edits() noexcept
+{
+    if (!active_)
+        return; // the next block takes them
+    take_edits();
+    if (input_changes_.get_param_count() == 0)
+        return;
+    output_changes_.clear();
+    inputs_.begin_block(~uint64_t{0});
+    outputs_.begin_block(0);
+    data_.nframes = 0;
+    processor_->process(processor_.get(), &data_);
+    keep_output_changes();
+}
+
 void vst3_effect::keep_output_changes() noexcept
 {
     const int32_t count = output_changes_.get_param_count();

@@ -173,8 +173,10 @@ struct instance::calls {
         using bound = bind<v3_edit_controller_cpp, instance>;
         v3_edit_controller_cpp t{};
         unknown<v3_edit_controller_cpp>(t);
-        // A single object was initialised as a component; a controller of its own needs nothing.
-        bound::to(t.base.initialize, [](instance&, v3_funknown**) { return ok; });
+        // A single object was initialised as a component.
+        bound::to(t.base.initialize, [](instance& i, v3_funknown**) {
+            return i.role_ != role::controller || i.effect_->open(i) ? ok : internal_error;
+        });
         bound::to(t.base.terminate, [](instance&) { return ok; });
         bound::to(t.ctrl.set_component_state, [](instance& i, v3_bstream** stream) {
             return i.role_ == role::controller ? i.load(stream) : ok; // the component has these bytes already

@@ -211,6 +211,22 @@ TEST_CASE("a state that was saved by the sample effects comes back byte by byte,
     }
 }
 
+TEST_CASE("an edit of the controller reaches the component before its state is saved and with the next block")
+{
+    const std::string name = "module_whose_controller_edits";
+    for (const std::string& arch : arches()) {
+        CAPTURE(arch);
+        const kind which{arch, 3};
+        const launch how = module(which, name);
+        CHECK(probe(which, how.vst, level_state(which, name, 0.5)).state == level_state(which, name, 0.25));
+        worker with(how);
+        REQUIRE(open_stream(with, stereo, level_state(which, name, 0.5)) == stereo);
+        const std::vector<double> in = ramp(2 * 100);
+        const std::vector<double> out = with.process(in, 2).audio;
+        CHECK(out[0] == 0.25 * in[0]);
+    }
+}
+
 TEST_CASE("a probe says when a state file cannot be read or written, and of a state that does not fit")
 {
     const std::string module_path = module({arches()[0], 3}, "module_that_passes_through").vst;

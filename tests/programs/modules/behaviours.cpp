@@ -196,6 +196,19 @@ public:
     bool open(bare::host&) override { return false; }
 };
 
+// A controller of its own edits as soon as it sees a state; the component hears of it from the host alone.
+class editing_on_load final : public passing {
+public:
+    using passing::passing;
+    bool load(std::span<const std::byte> state) override
+    {
+        const bool loaded = passing::load(state);
+        if (owner())
+            owner()->edited(0, 0.25);
+        return loaded;
+    }
+};
+
 // "Level", then a pattern that fills the rest.
 class large_state final : public passing {
 public:
@@ -367,6 +380,8 @@ constexpr behaviour behaviours[] = {
     {"module_without_a_controller", make<passing>,
      [](about_t& a) { a.controller = bare::controller_kind::none; }},
     {"module_with_a_separate_controller", make<passing>,
+     [](about_t& a) { a.controller = bare::controller_kind::own_object; }},
+    {"module_whose_controller_edits", make<editing_on_load>,
      [](about_t& a) { a.controller = bare::controller_kind::own_object; }},
     {"module_with_names_in_unicode_only", make<passing>, [](about_t& a) { a.names_in_unicode_only = true; }},
     {"module_that_calls_back_from_its_own_thread", make<own_thread>},
