@@ -38,6 +38,14 @@ struct goodbye {
     std::atomic<int>* gone;
 };
 
+bool wait_until(const std::function<bool()>& done)
+{
+    const auto end = std::chrono::steady_clock::now() + patience;
+    while (!done() && std::chrono::steady_clock::now() < end)
+        Sleep(1);
+    return done();
+}
+
 class posting_quit : public initquit {
 public:
     using service_interface = initquit;
@@ -185,8 +193,8 @@ TEST_CASE("background tasks: all of them run, off the main thread, some side by 
             post_to_main_thread([] {});
             throw 7; // stays with the task
         });
-    CHECK_FALSE(test.host.main_queue().run_until([&] { return begun > side_by_side; },
-                                                 std::chrono::milliseconds(300)));
+    CHECK(wait_until([&] { return begun == side_by_side; }));
+    Sleep(100); // for more to begin, if they would
     CHECK(begun == side_by_side);
     open.abort();
     CHECK(test.run_until([&] { return done == count; }));
@@ -212,8 +220,7 @@ TEST_CASE("background tasks: the shut-down waits for those that run and drops th
             run_in_background([&, later = std::make_shared<goodbye>(gone)] { ++begun; });
             ++ended;
         });
-    while (begun < static_cast<int>(task_runner::most_threads))
-        Sleep(1);
+    REQUIRE(wait_until([&] { return begun == static_cast<int>(task_runner::most_threads); }));
     // The tasks that wait have to be dropped while those that run still do.
     CHECK(test.host.shut_down());
     CHECK(begun == static_cast<int>(task_runner::most_threads));

@@ -178,9 +178,9 @@ TEST_CASE("scan command: on a terminal it shows how far it is, and Ctrl+C stops 
     image_builder other;
     other.names = {"DllMain"};
     const auto bytes = other.build();
-    for (int i = 0; i < 100; ++i)
+    for (int i = 0; i < 1000; ++i)
         test.top.write("many\\" + std::to_string(i) + ".dll", bytes);
-    // The same folder again and again: minutes of work.
+    // The same folder again and again: half a minute of work.
     strings arguments = {"scan", "--json"};
     while (join_arguments(arguments).size() < 25'000)
         arguments.push_back(test.top.path("many"));
