@@ -25,6 +25,15 @@ TEST_CASE("inspectModule: files of every kind")
     folder.write(umlaut, image_builder::pe32().build());
     CHECK(report(umlaut).arch == "x86");
 
+    std::string longer;
+    for (int i = 0; i < 4; ++i) {
+        longer += std::string(100, static_cast<char>('a' + i));
+        folder.make(longer);
+        longer += "\\";
+    }
+    folder.write(longer + "long.dll", image_builder().build());
+    CHECK(report(longer + "long.dll").refusal == module_refusal::none);
+
     folder.write("empty.dll", {});
     folder.write("text.dll", {'h', 'e', 'l', 'l', 'o'});
     folder.make("sub.dll");
@@ -48,20 +57,6 @@ TEST_CASE("inspectModule: files of every kind")
     other.reset(CreateFileW(good.c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr));
     REQUIRE(other);
     CHECK(report("good.dll").refusal == module_refusal::unreadable);
-}
-
-TEST_CASE("inspectModule: paths longer than 260 characters")
-{
-    const temp_folder folder;
-    std::string name;
-    for (int i = 0; i < 4; ++i) {
-        name += (i ? "\\" : "") + std::string(100, static_cast<char>('a' + i));
-        folder.make(name);
-    }
-    name += "\\long.dll";
-    folder.write(name, image_builder().build());
-    CHECK(folder.path(name).size() > 400);
-    CHECK(inspectModule(folder.path(name), 2).vstVersion == 2);
 }
 
 TEST_CASE("inspectModule: the files that Windows itself is made of are no plug-ins")
@@ -88,27 +83,18 @@ TEST_CASE("bundles: the module inside a folder")
     const temp_folder folder;
     const auto image = image_builder().build();
     folder.make("Echo.vst3");
-    CHECK_FALSE(moduleInBundle(folder.path("Echo.vst3")));
-    CHECK(resolveModulePath(folder.path("Echo.vst3")) == folder.path("Echo.vst3"));
+    const std::string bundle = folder.path("Echo.vst3"), contents = "Echo.vst3\\Contents";
+    CHECK_FALSE(moduleInBundle(bundle));
+    CHECK(resolveModulePath(bundle) == bundle);
 
-    folder.make("Echo.vst3\\Contents");
-    folder.make("Echo.vst3\\Contents\\x86-win");
-    folder.write("Echo.vst3\\Contents\\x86-win\\Echo.vst3", image);
-    CHECK(resolveModulePath(folder.path("Echo.vst3")) ==
-          folder.path("Echo.vst3\\Contents\\x86-win\\Echo.vst3"));
-    folder.make("Echo.vst3\\Contents\\x86_64-win");
-    folder.make("Echo.vst3\\Contents\\x86_64-win\\Echo.vst3"); // a folder is no module file
-    CHECK(resolveModulePath(folder.path("Echo.vst3")) ==
-          folder.path("Echo.vst3\\Contents\\x86-win\\Echo.vst3"));
-
-    folder.make("Two.VST3");
-    folder.make("Two.VST3\\Contents");
-    folder.make("Two.VST3\\Contents\\x86_64-win");
-    folder.make("Two.VST3\\Contents\\x86-win");
-    folder.write("Two.VST3\\Contents\\x86_64-win\\Two.VST3", image);
-    folder.write("Two.VST3\\Contents\\x86-win\\Two.VST3", image);
-    CHECK(resolveModulePath(folder.path("Two.VST3\\")) ==
-          folder.path("Two.VST3\\Contents\\x86_64-win\\Two.VST3"));
+    const std::string x86 = contents + "\\x86-win", x64 = contents + "\\x86_64-win";
+    for (const std::string& each : {contents, x86, x64, x64 + "\\Echo.vst3"}) // a folder is no module file
+        folder.make(each);
+    folder.write(x86 + "\\Echo.vst3", image);
+    CHECK(resolveModulePath(bundle) == folder.path(x86 + "\\Echo.vst3"));
+    REQUIRE(RemoveDirectoryW(win::to_utf16(folder.path(x64 + "\\Echo.vst3")).c_str()));
+    folder.write(x64 + "\\Echo.vst3", image);
+    CHECK(resolveModulePath(bundle + "\\") == folder.path(x64 + "\\Echo.vst3"));
 
     folder.make("Plain");
     folder.write("File.vst3", image);

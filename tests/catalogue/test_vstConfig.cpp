@@ -21,6 +21,15 @@ const std::string version_and_flags = "\x03\0\0\0\x06\0\0\x80"s;
 const std::string mask = "\x0F\x06\0\0"s;
 const std::string state = "\0\xFF\0st"s;
 
+// Texts with the byte that ends each.
+std::string in_turn(std::initializer_list<const char*> parts)
+{
+    std::string bytes;
+    for (const char* const part : parts)
+        bytes += part + "\0"s;
+    return bytes;
+}
+
 dsp_preset_impl preset_of(const std::string& bytes)
 {
     dsp_preset_impl preset;
@@ -96,28 +105,17 @@ TEST_CASE("preset bytes: every layout is read")
     CHECK(read(header_1 + texts + version_and_flags + state) == expected);
 
     expected.flags = 0;
-    CHECK(read("Echo\0C:\\e.vst3\0"
-               "3\0x64\0"s +
-               state) == expected);
+    CHECK(read(in_turn({"Echo", "C:\\e.vst3", "3", "x64"}) + state) == expected);
 
     struct {
         std::string bytes;
         int32_t version;
         const char* arch;
     } const legacy[] = {
-        {"n\0p\0"
-         "2\0"
-         "1\0"s,
-         2, "x86"},
-        {"n\0p\0"
-         "3\0"
-         "2\0"s,
-         3, "x64"},
-        {"n\0p\0"
-         "2\0"
-         "12\0"s,
-         2, "12"},
-        {"\0\0 +3rest\0\0"s, 3, ""},
+        {in_turn({"n", "p", "2", "1"}), 2, "x86"},
+        {in_turn({"n", "p", "3", "2"}), 3, "x64"},
+        {in_turn({"n", "p", "2", "12"}), 2, "12"},
+        {in_turn({"", "", " +3rest", ""}), 3, ""},
     };
     for (const auto& row : legacy) {
         const vstConfig_t config = read(row.bytes);
@@ -149,22 +147,11 @@ TEST_CASE("preset bytes: what is refused, and as what")
         // One to 15 bytes are the legacy layout, and so is a header with a wrong byte.
         {"N", "truncated"},
         {header_2.substr(0, 15), "truncated"},
-        {"n\0p\0"
-         "4\0"
-         "1\0"s,
-         "data"},
-        // The legacy version is judged after the architecture.
-        {"n\0p\0"
-         "4\0"
-         "1"s,
-         "truncated"},
-        {"n\0p\0x\0x64\0"s, "data"},
-        {"n\0p\0"
-         "4294967299\0x64\0"s,
-         "data"},
-        {"n\0p\0"
-         "99999999999999999999999\0x64\0"s,
-         "data"},
+        {in_turn({"n", "p", "4", "1"}), "data"},
+        {in_turn({"n", "p", "4"}) + "1", "truncated"}, // the legacy version is judged after the architecture
+        {in_turn({"n", "p", "x", "x64"}), "data"},
+        {in_turn({"n", "p", "4294967299", "x64"}), "data"},
+        {in_turn({"n", "p", "99999999999999999999999", "x64"}), "data"},
     };
     for (const auto& row : rows) {
         CAPTURE(row.bytes);

@@ -28,6 +28,38 @@ dsp_preset_impl preset_of(const vstConfig_t& config)
     return preset;
 }
 
+std::string layout_of(const audio_chunk& chunk)
+{
+    char words[64];
+    std::snprintf(words, sizeof(words), "%u/%u/0x%X*%u", static_cast<unsigned>(chunk.get_sample_rate()),
+                  static_cast<unsigned>(chunk.get_channel_count()),
+                  static_cast<unsigned>(chunk.get_channel_config()),
+                  static_cast<unsigned>(chunk.get_sample_count()));
+    return words;
+}
+
+// Only classes that a player can meet are told apart.
+template <class Exception>
+bool is(const std::exception* failure)
+{
+    return dynamic_cast<const Exception*>(failure) != nullptr;
+}
+
+struct {
+    const char* name;
+    bool (*matches)(const std::exception*);
+} const exception_classes[] = {
+    {"exception_aborted", &is<exception_aborted>},
+    {"exception_io_data", &is<exception_io_data>},
+    {"Nv::user_abort", &is<Nv::user_abort>},
+    {"Nv::bug_check", &is<Nv::bug_check>},
+    {"Nv::invalid_input", &is<Nv::invalid_input>},
+    {"Nv::file_not_found", &is<Nv::file_not_found>},
+    {"Nv::file_access_error", &is<Nv::file_access_error>},
+    {"runtime_error", &is<std::runtime_error>},
+    {"exception", &is<std::exception>},
+};
+
 } // namespace
 
 dsp_under_test::dsp_under_test(const std::string& script, std::function<void(vstConfig_t&)> edit,
@@ -70,16 +102,8 @@ std::string dsp_under_test::said()
 std::string dsp_under_test::heard()
 {
     std::string text;
-    for (size_t i = 0; i < list.get_count(); ++i) {
-        const audio_chunk& chunk = *list.get_item(i);
-        char words[64];
-        std::snprintf(words, sizeof(words), "%s%u/%u/0x%X*%u", i == 0 ? "" : " ",
-                      static_cast<unsigned>(chunk.get_sample_rate()),
-                      static_cast<unsigned>(chunk.get_channel_count()),
-                      static_cast<unsigned>(chunk.get_channel_config()),
-                      static_cast<unsigned>(chunk.get_sample_count()));
-        text += words;
-    }
+    for (size_t i = 0; i < list.get_count(); ++i)
+        text += (i == 0 ? "" : " ") + layout_of(*list.get_item(i));
     return text;
 }
 
@@ -93,14 +117,12 @@ std::vector<double> dsp_under_test::samples(size_t index)
 
 bool dsp_under_test::unchanged(size_t index, const audio& input)
 {
-    const audio_chunk* const chunk = list.get_item(index);
-    if (!chunk || chunk->get_sample_rate() != input.rate || chunk->get_channel_count() != input.channels ||
-        chunk->get_channel_config() != input.mask || chunk->get_sample_count() != input.frames)
-        return false;
     audio_chunk_impl_t expected;
     fill_chunk(expected, input);
-    return samples(index) ==
-           std::vector<double>(expected.get_data(), expected.get_data() + expected.get_used_size());
+    const audio_chunk* const chunk = list.get_item(index);
+    return chunk && layout_of(*chunk) == layout_of(expected) &&
+           samples(index) ==
+               std::vector<double>(expected.get_data(), expected.get_data() + expected.get_used_size());
 }
 
 fake_worker::command dsp_under_test::last_command(uint32_t code) const
@@ -131,31 +153,15 @@ void fill_chunk(audio_chunk& chunk, const audio& contents)
 
 std::string failure_of(const std::function<void()>& work)
 {
-    const auto words = [](const char* name, const std::exception& failure) {
-        return std::string(name) + ": " + failure.what();
-    };
     try {
         work();
-        return "";
-    } catch (const exception_aborted& failure) {
-        return words("exception_aborted", failure);
-    } catch (const exception_io_data& failure) {
-        return words("exception_io_data", failure);
-    } catch (const Nv::user_abort& failure) {
-        return words("Nv::user_abort", failure);
-    } catch (const Nv::bug_check& failure) {
-        return words("Nv::bug_check", failure);
-    } catch (const Nv::invalid_input& failure) {
-        return words("Nv::invalid_input", failure);
-    } catch (const Nv::file_not_found& failure) {
-        return words("Nv::file_not_found", failure);
-    } catch (const Nv::file_access_error& failure) {
-        return words("Nv::file_access_error", failure);
-    } catch (const std::runtime_error& failure) {
-        return words("runtime_error", failure);
     } catch (const std::exception& failure) {
-        return words("exception", failure);
+        for (const auto& each : exception_classes) {
+            if (each.matches(&failure))
+                return std::string(each.name) + ": " + failure.what();
+        }
     }
+    return "";
 }
 
 bool process_gone(uint32_t id, double limit_seconds)

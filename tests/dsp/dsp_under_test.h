@@ -54,8 +54,7 @@ private:
 
 void fill_chunk(audio_chunk& chunk, const audio& contents);
 
-// "CLASS: TEXT" of what `work` throws, "" when it returns. Only classes that a player can meet are told
-// apart.
+// "CLASS: TEXT" of what `work` throws, "" when it returns.
 std::string failure_of(const std::function<void()>& work);
 
 // Waits until there is no such process any more; false at the limit.

@@ -46,8 +46,6 @@ void count_allocation(size_t size)
 
 // These stand outside of the hooked imports: each calls through an address taken before.
 decltype(&std::malloc) real_malloc = &std::malloc;
-decltype(&std::calloc) real_calloc = &std::calloc;
-decltype(&std::realloc) real_realloc = &std::realloc;
 decltype(&_aligned_malloc) real_aligned_malloc = &_aligned_malloc;
 decltype(&WriteFile) real_write = &WriteFile;
 decltype(&ReadFile) real_read = &ReadFile;
@@ -56,16 +54,6 @@ void* counting_malloc(size_t size)
 {
     count_allocation(size);
     return real_malloc(size);
-}
-void* counting_calloc(size_t count, size_t size)
-{
-    count_allocation(count * size);
-    return real_calloc(count, size);
-}
-void* counting_realloc(void* block, size_t size)
-{
-    count_allocation(size);
-    return real_realloc(block, size);
 }
 void* counting_aligned_malloc(size_t size, size_t alignment)
 {
@@ -96,15 +84,11 @@ public:
         const HMODULE c = GetModuleHandleW(L"msvcrt.dll");
         const HMODULE kernel = GetModuleHandleW(L"kernel32.dll");
         take(real_malloc, c, "malloc");
-        take(real_calloc, c, "calloc");
-        take(real_realloc, c, "realloc");
         take(real_aligned_malloc, c, "_aligned_malloc");
         take(real_write, kernel, "WriteFile");
         take(real_read, kernel, "ReadFile");
         for (const HMODULE module : {program, runtime}) {
             hook(module, "malloc", reinterpret_cast<void*>(&counting_malloc));
-            hook(module, "calloc", reinterpret_cast<void*>(&counting_calloc));
-            hook(module, "realloc", reinterpret_cast<void*>(&counting_realloc));
             hook(module, "_aligned_malloc", reinterpret_cast<void*>(&counting_aligned_malloc));
         }
         hook(program, "WriteFile", reinterpret_cast<void*>(&counting_write));

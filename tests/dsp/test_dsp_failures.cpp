@@ -43,16 +43,18 @@ std::string run_once(dsp_under_test& test, const audio& input = stereo)
     return failure.empty() || test.unchanged(0, input) ? failure : failure + " and a changed chunk";
 }
 
-std::string run_twice(const std::string& script)
+std::string run_twice(dsp_under_test& test)
 {
-    dsp_under_test test(script);
     const std::string first = run_once(test);
     return story() << first << run_once(test);
 }
 
 scenario twice(const std::string& name, const std::string& script, const std::string& failure)
 {
-    return {name, failure + " | " + failure, [script] { return run_twice(script); }};
+    return {name, failure + " | " + failure, [script] {
+                dsp_under_test test(script);
+                return run_twice(test);
+            }};
 }
 
 // A worker that was killed after it had processed a chunk.
@@ -93,32 +95,19 @@ std::string cut_wait_for_end()
 std::vector<scenario> ends_of_workers()
 {
     const std::string terminated = "runtime_error: VST worker terminated: 0x";
-    return {
-        twice("0", "connect\non 1 1 exit 0\nserve", terminated + "0"),
-        twice("1", "connect\non 1 1 exit 1\nserve", terminated + "1"),
-        twice("still active", "connect\non 1 1 exit 0x103\nserve", terminated + "103"),
-        twice("access violation", "connect\non 1 1 exit 0xC0000005\nserve", terminated + "C0000005"),
-        twice("-1", "connect\non 1 1 exit 0xFFFFFFFF\nserve", terminated + "FFFFFFFF"),
-        twice("a real crash", "connect\non 1 1 crash\nserve", terminated + "C0000005"),
+    std::vector<scenario> scenarios = {
         twice("before it read the chunk", "connect\nserve 2\nexit 0xABCD", terminated + "ABCD"),
         twice("in the audio", "connect\non 1 1 short-reply 17\nserve\nexit 2", terminated + "2"),
-        twice("behind the audio", "connect\non 1 1 short-reply 64\nserve\nexit 2", terminated + "2"),
         twice("in the latency", "connect\non 1 1 short-reply 67\nserve\nexit 2", terminated + "2"),
         {"between chunks", terminated + "2A | " + terminated + "2A",
          [] {
              killed_worker test(42);
-             const std::string first = run_once(test);
-             return story() << first << run_once(test);
-         }},
-        {"latency of a failed chunk", "0.01 | 0.01",
-         [] {
-             dsp_under_test test("connect\naudio 1 441\non 1 2 short-reply 66\nserve");
-             test.run(stereo);
-             const bool before = test.dsp->get_latency() == 0.01;
-             test.run(stereo);
-             return story() << (before ? "0.01" : "?") << (test.dsp->get_latency() == 0.01 ? "0.01" : "?");
+             return run_twice(test);
          }},
     };
+    for (const std::string code : {"0", "1", "103", "C0000005", "FFFFFFFF"})
+        scenarios.push_back(twice(code, "connect\non 1 1 exit 0x" + code + "\nserve", terminated + code));
+    return scenarios;
 }
 
 // A worker that lives without its pipe is a VST error after a second, in which it may still end.
@@ -151,44 +140,19 @@ std::vector<scenario> failures_outside_of_chunks()
     const std::string broken = "runtime_error: Could not negotiate VST audio format";
     const std::string access = "Nv::file_access_error: file access error";
     const std::string wants = "runtime_error: VST refused audio stream format - got: ";
-    const auto refused_then_accepted = [](const std::string& reply) {
-        return [reply] {
-            dsp_under_test test("connect\nformat " + reply + "\non 3 2 format = = = = =\nserve");
-            const std::string first = run_once(test), second = run_once(test), third = run_once(test);
-            return story() << first << second << third << test.said();
-        };
+    // The worker is gone when `prepare` makes the next chunk begin with something else.
+    const auto dead = [&](const char* before, void (*prepare)(dsp_under_test&)) {
+        return scenario{before, access + " | " + access, [prepare] {
+                            killed_worker test(1);
+                            prepare(test);
+                            return run_twice(test);
+                        }};
     };
-    const std::string said = " | ok | 2:3 3:20 3:20 3:20 1:64"; // each chunk tries again
-    return {
-        {"rate 0", invalid + " | " + invalid + said, refused_then_accepted("0 = = = =")},
-        {"33 channels", invalid + " | " + invalid + said, refused_then_accepted("= 33 = = =")},
-        {"257 outputs", invalid + " | " + invalid + said, refused_then_accepted("= = = 257 =")},
-        {"another rate",
-         wants + "44100Hz 2ch, VST wants: 48000Hz 2ch | " + wants + "44100Hz 2ch, VST wants: 48000Hz 2ch" +
-             said,
-         refused_then_accepted("48000 = = = =")},
-        {"other channels", wants + "2ch, VST wants: 1ch | " + wants + "2ch, VST wants: 1ch" + said,
-         refused_then_accepted("= 1 0x4 1 0x4")},
-        {"both",
-         wants + "44100Hz 2ch, VST wants: 8000Hz 6ch | " + wants + "44100Hz 2ch, VST wants: 8000Hz 6ch" +
-             said,
-         refused_then_accepted("8000 6 0 6 0")},
+    std::vector<scenario> scenarios = {
         twice("ends inside the format", "connect\non 3 1 exit 1\nserve", broken),
         twice("a short format", "connect\non 3 1 short-reply 19\nserve\nhang", broken),
-        {"dead before the reset", access + " | " + access,
-         [] {
-             killed_worker test(1);
-             test.dsp->flush();
-             const std::string first = run_once(test);
-             return story() << first << run_once(test); // the reset is still owed
-         }},
-        {"dead before the state", access + " | " + access,
-         [] {
-             killed_worker test(1);
-             test.apply(test.config);
-             const std::string first = run_once(test);
-             return story() << first << run_once(test);
-         }},
+        dead("dead before the reset", [](dsp_under_test& test) { test.dsp->flush(); }), // it is still owed
+        dead("dead before the state", [](dsp_under_test& test) { test.apply(test.config); }),
         {"dead before the tail", access + " | " + access + " | " + access,
          [] {
              killed_worker test(1);
@@ -220,6 +184,22 @@ std::vector<scenario> failures_outside_of_chunks()
              return story() << first << (gone ? "gone" : "still there") << second << test.said();
          }},
     };
+    // Each chunk tries again.
+    for (const auto& [reply, failure] : {std::pair{"0 = = = =", invalid},
+                                         {"= 33 = = =", invalid},
+                                         {"= = = 257 =", invalid},
+                                         {"48000 = = = =", wants + "44100Hz 2ch, VST wants: 48000Hz 2ch"},
+                                         {"= 1 0x4 1 0x4", wants + "2ch, VST wants: 1ch"},
+                                         {"8000 6 0 6 0", wants + "44100Hz 2ch, VST wants: 8000Hz 6ch"}}) {
+        const std::string script =
+            std::string("connect\nformat ") + reply + "\non 3 2 format = = = = =\nserve";
+        scenarios.push_back({reply, failure + " | " + failure + " | ok | 2:3 3:20 3:20 3:20 1:64", [script] {
+                                 dsp_under_test test(script);
+                                 const std::string refused = run_twice(test), third = run_once(test);
+                                 return story() << refused << third << test.said();
+                             }});
+    }
+    return scenarios;
 }
 
 // An abort ends every wait; a conversation that it cut gets another worker, any other goes on.
@@ -364,15 +344,11 @@ TEST_CASE("tokens whose event is broken or comes alone")
     dsp_under_test test("connect\nserve");
     CHECK(test.run(stereo) == "");
     test.said();
-    for (const uint32_t flags : {uint32_t{0}, dsp_flag_end_of_playback}) {
-        test.list.remove_all();
-        if (flags == 0)
-            fill_chunk(*test.list.add_item(), stereo);
-        CHECK(failure_of([&] { test.dsp->run_abortable(test.list, nullptr, flags, without_event); }) ==
-              "Nv::bug_check: bug check");
-        CHECK(failure_of([&] { test.dsp->run_abortable(test.list, nullptr, flags, event_alone); }) ==
-              "Nv::user_abort: user abort");
-    }
+    CHECK(failure_of([&] { test.dsp->run_abortable(test.list, nullptr, 0, without_event); }) ==
+          "Nv::bug_check: bug check");
+    CHECK(failure_of([&] { test.dsp->run_abortable(test.list, nullptr, 0, event_alone); }) ==
+          "Nv::user_abort: user abort");
+    // Not a byte was sent, so the conversation is as it was.
     CHECK(test.run(stereo) == "");
     CHECK(test.said() == "1:64");
 }

@@ -25,11 +25,8 @@ public:
         last.copy_from(chunk);
         last_serial = serial;
         ++heard;
-        if (aborts)
-            aborts->abort();
     }
 
-    abort_callback_impl* aborts = nullptr; // fired by the next chunk
     audio_chunk_impl_t last;
     uint64_t last_serial = 0;
     std::atomic<unsigned> heard{0};
@@ -83,25 +80,6 @@ TEST_CASE("a listener is fed also when there is no worker for the chunk")
     CHECK(listening.heard == 2);
     CHECK(test.run(stereo) == ""); // the failure left nothing behind
     CHECK(listening.heard == 3);
-}
-
-TEST_CASE("an abort between a chunk's start and its first byte leaves the conversation as it is")
-{
-    const test_host host;
-    fake_worker::use_for_launches();
-    dsp_under_test test("connect\nserve");
-    CHECK(test.run(stereo) == "");
-    test.said();
-    {
-        ear listening(test.config.path);
-        listening.aborts = &test.token;
-        CHECK(test.run(stereo) == "exception_aborted: User abort");
-        CHECK(test.unchanged(0, stereo));
-    }
-    test.token.reset();
-    CHECK(test.run(stereo) == "");
-    CHECK(test.said() == "1:64");
-    CHECK(test.fake.process_ids().size() == 1);
 }
 
 TEST_CASE("listeners come and go while others are fed")

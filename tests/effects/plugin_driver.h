@@ -16,18 +16,12 @@ public:
     virtual ~plugin_driver() = default;
 
     virtual std::string name() = 0;
-    // Of a VST 3 class: 32 digits, in the order that a GUID is written; else empty.
-    virtual std::string class_id_hex() { return {}; }
-    virtual uint32_t unique_id() { return 0; } // VST 2
-    virtual bool set_channels(int count) = 0;  // in and out
-    virtual int channels() = 0;                // as the module reports them, in and out alike
+    virtual bool set_channels(int count) = 0; // in and out
+    virtual int channels() = 0;               // as the module reports them, in and out alike
     virtual bool can_double() = 0;
     virtual void start(double rate, int max_frames, bool use_double) = 0;
     virtual void stop() = 0;
     virtual uint32_t latency() = 0;
-    virtual uint32_t tail() = 0;
-    // An edit that the module reports from a thread other than the caller's; false when the time is up.
-    bool wait_for_edit(unsigned milliseconds);
     virtual void set_parameter(unsigned index, double normalised) = 0; // heard from the next block on
     virtual double parameter(unsigned index) = 0;
     virtual void process(std::vector<const float*>& in, std::vector<float*>& out, int frames) = 0;
@@ -56,15 +50,8 @@ public:
 // By the extension: .vst3 or .dll.
 std::unique_ptr<plugin_driver> open_plugin(const std::wstring& path);
 
-// Where a file of this name lies: a module of this bitness, a program or module made for tests, a state of
-// the repository.
+// Where the sample effect in a file of this name lies, in this program's bitness.
 std::wstring effect_path(const std::wstring& name);
-std::wstring test_program_path(const std::wstring& name);
-std::wstring test_module_path(const std::wstring& name);
-std::wstring state_path(const std::wstring& name);
-
-// The host's side calls this for every edit that a module reports.
-void note_edit();
 
 std::unique_ptr<plugin_driver> open_vst2(const std::wstring& path);
 std::unique_ptr<plugin_driver> open_vst3(const std::wstring& path);

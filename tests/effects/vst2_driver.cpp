@@ -17,9 +17,6 @@ int current_block = 512;
 intptr_t VST_FUNCTION_INTERFACE answer(vst_effect*, int32_t opcode, int32_t, intptr_t, void*, float)
 {
     switch (opcode) {
-    case host_automate:
-        note_edit();
-        return 0;
     case host_version:
         return 2400;
     case 16:
@@ -60,7 +57,6 @@ public:
         call(op_effect_name, 0, 0, text);
         return text;
     }
-    uint32_t unique_id() override { return static_cast<uint32_t>(effect_->unique_id); }
     bool set_channels(int count) override
     {
         speaker_arrangement in{}, out{};
@@ -92,7 +88,6 @@ public:
         running_ = false;
     }
     uint32_t latency() override { return static_cast<uint32_t>(effect_->delay); }
-    uint32_t tail() override { return static_cast<uint32_t>(call(op_tail)); }
     void set_parameter(unsigned index, double normalised) override
     {
         effect_->set_parameter(effect_, index, static_cast<float>(normalised));
@@ -109,15 +104,9 @@ public:
     {
         effect_->process_double(effect_, in.data(), out.data(), frames);
     }
-    // The chunk, or all parameters as floats for an effect that keeps none.
+    // All parameters as floats: the sample effects keep no chunk.
     bytes save() override
     {
-        if (effect_->flags & flag_chunks) {
-            void* chunk = nullptr;
-            const intptr_t size = call(op_get_chunk, 0, 0, &chunk);
-            const auto* const first = static_cast<const std::byte*>(chunk);
-            return {first, first + size};
-        }
         bytes state;
         for (int i = 0; i < effect_->num_params; ++i) {
             const float value = effect_->get_parameter(effect_, static_cast<uint32_t>(i));
@@ -128,11 +117,6 @@ public:
     }
     void load(const bytes& state) override
     {
-        if (effect_->flags & flag_chunks) {
-            bytes copy = state;
-            call(op_set_chunk, 0, static_cast<intptr_t>(copy.size()), copy.data());
-            return;
-        }
         REQUIRE(state.size() == static_cast<std::size_t>(effect_->num_params) * sizeof(float));
         for (std::size_t i = 0; i < state.size() / sizeof(float); ++i) {
             float value = 0;

@@ -123,34 +123,6 @@ struct changes {
     }
 };
 
-// Takes note of edits.
-struct component_handler {
-    struct interface_table : v3_funknown {
-        v3_component_handler handler;
-    };
-    face<interface_table, component_handler> self{&table(), this};
-
-    v3_component_handler** pointer() { return reinterpret_cast<v3_component_handler**>(&self); }
-
-    static const interface_table& table()
-    {
-        static const interface_table made = [] {
-            using bound = bind<interface_table, component_handler>;
-            interface_table t{};
-            fill_unknown<interface_table, component_handler>(t);
-            bound::to(t.handler.begin_edit, [](component_handler&, v3_param_id) { return ok; });
-            bound::to(t.handler.perform_edit, [](component_handler&, v3_param_id, double) {
-                note_edit();
-                return ok;
-            });
-            bound::to(t.handler.end_edit, [](component_handler&, v3_param_id) { return ok; });
-            bound::to(t.handler.restart_component, [](component_handler&, int32_t) { return ok; });
-            return t;
-        }();
-        return made;
-    }
-};
-
 constexpr v3_speaker_arrangement layouts[] = {0, 1 << 19, 0x3, 0xB, 0x33, 0x37, 0x3F, 0x13F, 0x63F};
 
 class vst3_driver final : public plugin_driver {
@@ -175,13 +147,11 @@ public:
         REQUIRE(v3_cpp_obj_initialize(component_, nullptr) == ok);
         REQUIRE(v3_cpp_obj_query_interface(component_, v3_audio_processor_iid, &processor_) == ok);
         REQUIRE(v3_cpp_obj_query_interface(component_, v3_edit_controller_iid, &controller_) == ok);
-        v3_cpp_obj(controller_)->set_component_handler(controller_, handler_.pointer());
     }
     ~vst3_driver() override
     {
         if (component_) {
             stop();
-            v3_cpp_obj(controller_)->set_component_handler(controller_, nullptr);
             v3_cpp_obj_terminate(component_);
             v3_cpp_obj_unref(controller_);
             v3_cpp_obj_unref(processor_);
@@ -193,16 +163,6 @@ public:
     }
 
     std::string name() override { return class_.name; }
-    std::string class_id_hex() override
-    {
-        GUID id;
-        std::memcpy(&id, class_.class_id, sizeof(id));
-        char text[33];
-        std::snprintf(text, sizeof(text), "%08lX%04X%04X%02X%02X%02X%02X%02X%02X%02X%02X", id.Data1, id.Data2,
-                      id.Data3, id.Data4[0], id.Data4[1], id.Data4[2], id.Data4[3], id.Data4[4], id.Data4[5],
-                      id.Data4[6], id.Data4[7]);
-        return text;
-    }
     bool set_channels(int count) override
     {
         v3_speaker_arrangement in = layouts[count], out = in;
@@ -244,7 +204,6 @@ public:
         running_ = false;
     }
     uint32_t latency() override { return v3_cpp_obj(processor_)->get_latency_samples(processor_); }
-    uint32_t tail() override { return v3_cpp_obj(processor_)->get_tail_samples(processor_); }
     void set_parameter(unsigned index, double normalised) override { pending_[index] = normalised; }
     double parameter(unsigned index) override
     {
@@ -310,7 +269,6 @@ private:
     }
 
     HMODULE module_;
-    component_handler handler_;
     v3_plugin_factory** factory_ = nullptr;
     v3_class_info class_{};
     v3_component** component_ = nullptr;

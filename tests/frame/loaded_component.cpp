@@ -78,3 +78,12 @@ dsp_preset_impl preset_of(const vstConfig_t& config)
     vstConfigToPreset(config, preset);
     return preset;
 }
+
+void fill_chunk(audio_chunk& chunk, double value)
+{
+    chunk.set_data_size(2);
+    chunk.set_sample_rate(44100);
+    chunk.set_channels(1, 4);
+    chunk.set_sample_count(2);
+    chunk.get_data()[0] = chunk.get_data()[1] = value;
+}

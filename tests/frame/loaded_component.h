@@ -49,3 +49,6 @@ public:
 };
 
 dsp_preset_impl preset_of(const vstConfig_t& config);
+
+// Makes it two mono samples of this value.
+void fill_chunk(audio_chunk& chunk, double value);

@@ -28,11 +28,7 @@ TEST_CASE("the module can be loaded and unloaded again and again, also after it 
             service_ptr_t<dsp> instance;
             REQUIRE(component.entry()->instantiate(instance, preset_of(fake.effect())));
             dsp_chunk_list_impl list;
-            audio_chunk& chunk = *list.add_item();
-            chunk.set_data_size(2);
-            chunk.set_sample_rate(44100);
-            chunk.set_channels(2, 3);
-            chunk.set_sample_count(1);
+            fill_chunk(*list.add_item(), 0);
             instance->run(list, nullptr, 0);
             CHECK(fake.commands().size() == 3);
             CHECK(component.host.wait_for_line("VST: hello"));

@@ -1,7 +1,6 @@
 #include "sdk/audio_chunk_impl.h"
 #include "sdk/dsp_chain_config_impl.h"
 #include "sdk/dsp_chunk_list_impl.h"
-#include "sdk/service.h"
 
 #include <doctest/doctest.h>
 
@@ -67,67 +66,4 @@ TEST_CASE("a chain keeps its order and refuses indexes outside of it")
     CHECK_THROWS_AS(chain.remove_item(2), std::out_of_range);
     chain.remove_item(0);
     CHECK(dsp_chain_config_impl(chain).get_count() == 1);
-}
-
-namespace {
-
-class animal : public service_base {
-public:
-    using parent = service_base;
-    static constexpr guid_t class_guid = {1, 0, 0, {}};
-    virtual int legs() = 0;
-
-protected:
-    ~animal() = default;
-};
-class dog : public animal {
-public:
-    using parent = animal;
-    static constexpr guid_t class_guid = {2, 0, 0, {}};
-
-protected:
-    ~dog() = default;
-};
-class dog_impl : public dog {
-public:
-    using service_interface = dog;
-    explicit dog_impl(bool& alive)
-        : alive_(alive)
-    {
-        alive_ = true;
-    }
-    ~dog_impl() { alive_ = false; }
-    int legs() override { return 4; }
-
-private:
-    bool& alive_;
-};
-
-} // namespace
-
-TEST_CASE("a service answers for its interface and the ones above it, and goes with its last reference")
-{
-    bool alive = false;
-    service_ptr_t<dog_impl> made = service_new<dog_impl>(alive);
-    auto as_animal = service_query_as<animal>(*made);
-    REQUIRE(as_animal);
-    CHECK(as_animal->legs() == 4);
-    CHECK(service_query_as<dog>(*as_animal));
-    CHECK(service_query_as<service_base>(*as_animal));
-    service_base* none = made.get();
-    CHECK_FALSE(made->service_query(none, {3, 0, 0, {}}));
-    CHECK(none == nullptr);
-
-    made.release();
-    CHECK(alive);
-    CHECK(as_animal->service_add_ref() == 2);
-    CHECK(as_animal->service_release() == 1);
-    as_animal = nullptr;
-    CHECK_FALSE(alive);
-}
-
-TEST_CASE("a GUID's text is its fields in order, upper case, without braces")
-{
-    CHECK(guid_text({0x39951a96, 0xe318, 0x4ae1, {0xa0, 0x5a, 0xa6, 0xff, 0x2e, 0xd5, 0x77, 0x7d}}) ==
-          "39951A96-E318-4AE1-A05A-A6FF2ED5777D");
 }

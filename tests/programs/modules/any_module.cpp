@@ -46,16 +46,13 @@ class class_list {
 public:
     explicit class_list(const std::string& name)
     {
-        constexpr std::string_view crash = "module_that_crashes_in_", hang = "module_that_hangs_in_";
-        if (const behaviour* const known = find_behaviour(name))
+        misbehave_in(name, "entry");
+        if (const behaviour* const known = find_behaviour(name)) {
             add(name, 0, known->create, known->describe);
-        else if (name.starts_with(crash))
-            add_misbehaving(name, name.substr(crash.size()), misbehaviour::crash, crashing_in);
-        else if (name.starts_with(hang))
-            add_misbehaving(name, name.substr(hang.size()), misbehaviour::hang, hanging_in);
-        else if (name == "module_with_34_classes")
+        } else if (name == "module_with_34_classes") {
             for (uint32_t i = 1; i <= 34; ++i)
                 add("Class " + std::to_string(i), i, make<scaling>, nullptr);
+        }
     }
 
     std::span<const bare::module_class> classes() const { return classes_; }
@@ -76,17 +73,6 @@ private:
         if (describe)
             describe(descriptions_.back());
         classes_.push_back({descriptions_.back(), create});
-    }
-
-    void add_misbehaving(const std::string& name, const std::string& call_name, misbehaviour how,
-                         maker (*in)(call))
-    {
-        const auto where = call_by_name(call_name);
-        if (!where)
-            return;
-        if (*where == call::entry)
-            misbehave(how);
-        add(name, 0, in(*where), nullptr);
     }
 
     std::deque<std::string> names_;

@@ -3,35 +3,20 @@
 #include <windows.h>
 
 #include <algorithm>
-#include <cstring>
+#include <deque>
 #include <limits>
 #include <thread>
 
-namespace {
-
-constexpr std::pair<std::string_view, call> calls[] = {
-    {"entry", call::entry},     {"create", call::create},   {"open", call::open},
-    {"layout", call::layout},   {"prepare", call::prepare}, {"start", call::start},
-    {"process", call::process}, {"stop", call::stop},       {"save", call::save},
-    {"restore", call::restore}, {"latency", call::latency}, {"tail", call::tail},
-    {"close", call::close},
-};
-
-} // namespace
-
-std::optional<call> call_by_name(std::string_view name)
+void misbehave_in(std::string_view module_name, std::string_view call)
 {
-    const auto* const found = std::ranges::find(calls, name, &std::pair<std::string_view, call>::first);
-    return found == std::end(calls) ? std::nullopt : std::optional(found->second);
-}
-
-void misbehave(misbehaviour how)
-{
-    if (how == misbehaviour::crash) {
+    const auto named = [&](std::string_view how) {
+        return module_name.starts_with(how) && module_name.substr(how.size()) == call;
+    };
+    if (named("module_that_crashes_in_")) {
         volatile int* volatile nowhere = nullptr; // or the compiler drops the store
         *nowhere = 1;
     }
-    for (;;)
+    while (named("module_that_hangs_in_"))
         Sleep(INFINITE);
 }
 
@@ -56,6 +41,17 @@ bool passing::run(const bare::block<Sample>& audio)
 
 namespace {
 
+// What comes out of a line of past samples when another goes in.
+double delayed(std::deque<double>& line, double value)
+{
+    line.push_back(value);
+    const double oldest = line.front();
+    line.pop_front();
+    return oldest;
+}
+
+using delay_lines = std::vector<std::deque<double>>;
+
 // Delays by as much as it says.
 class late : public passing {
 public:
@@ -66,28 +62,15 @@ public:
         late::start();
     }
     uint32_t latency() override { return samples_; }
-    void start() override { lines_.assign(bare::max_channels, delay_line(samples_)); }
+    void start() override { lines_.assign(bare::max_channels, std::deque<double>(samples_)); }
 
 protected:
-    double sample(std::size_t channel, double input) override
-    {
-        const double output = lines_[channel].oldest();
-        lines_[channel].push(input);
-        return output;
-    }
+    double sample(std::size_t channel, double input) override { return delayed(lines_[channel], input); }
     void set_latency(uint32_t samples) { samples_ = samples; } // of the sound from the next start on
 
 private:
     std::atomic<uint32_t> samples_;
-    std::vector<delay_line> lines_;
-};
-
-class very_late final : public late {
-public:
-    explicit very_late(const bare::description& about)
-        : late(about, 48000)
-    {
-    }
+    delay_lines lines_;
 };
 
 class later_and_later final : public late {
@@ -114,7 +97,7 @@ private:
 };
 
 // Adds a factor times what went into (or came out of) it some samples ago.
-class ringing : public passing {
+class ringing final : public passing {
 public:
     ringing(const bare::description& about, std::size_t samples, double factor, bool feeds_back,
             uint32_t declared)
@@ -124,16 +107,16 @@ public:
         , feeds_back_(feeds_back)
         , declared_(declared)
     {
-        ringing::start();
+        start();
     }
     uint32_t tail() override { return declared_; }
-    void start() override { lines_.assign(bare::max_channels, delay_line(samples_)); }
+    void start() override { lines_.assign(bare::max_channels, std::deque<double>(samples_)); }
 
 protected:
     double sample(std::size_t channel, double input) override
     {
-        const double output = input + factor_ * lines_[channel].oldest();
-        lines_[channel].push(feeds_back_ ? output : input);
+        const double output = input + factor_ * lines_[channel].front();
+        delayed(lines_[channel], feeds_back_ ? output : input);
         return output;
     }
 
@@ -142,28 +125,7 @@ private:
     double factor_;
     bool feeds_back_;
     uint32_t declared_;
-    std::vector<delay_line> lines_;
-};
-
-struct tailing final : ringing {
-    explicit tailing(const bare::description& about)
-        : ringing(about, 4096, 0.5, false, 4096)
-    {
-    }
-};
-
-struct fading final : ringing {
-    explicit fading(const bare::description& about)
-        : ringing(about, 1000, 0.5, true, no_end)
-    {
-    }
-};
-
-struct undying final : ringing {
-    explicit undying(const bare::description& about)
-        : ringing(about, 1000, 1.0, true, no_end)
-    {
-    }
+    delay_lines lines_;
 };
 
 class nan_output final : public passing {
@@ -282,72 +244,58 @@ protected:
     double sample(std::size_t, double) override { return 0.25; }
 };
 
-template <misbehaviour how, call where>
 class misbehaving final : public passing {
 public:
     explicit misbehaving(const bare::description& about)
         : passing(about)
     {
-        at(call::create);
+        at("create");
     }
-    ~misbehaving() override { at(call::close); }
+    ~misbehaving() override { at("close"); }
     bool open(bare::host& host) override
     {
-        at(call::open);
+        at("open");
         return passing::open(host);
     }
     bool set_layout(std::span<const int> in, std::span<const int> out) override
     {
-        at(call::layout);
+        at("layout");
         return passing::set_layout(in, out);
     }
-    void prepare(double, int) override { at(call::prepare); }
-    void start() override { at(call::start); }
-    void stop() override { at(call::stop); }
+    void prepare(double, int) override { at("prepare"); }
+    void start() override { at("start"); }
+    void stop() override { at("stop"); }
     uint32_t latency() override
     {
-        at(call::latency);
+        at("latency");
         return 0;
     }
     uint32_t tail() override
     {
-        at(call::tail);
+        at("tail");
         return 0;
     }
     std::vector<std::byte> save() override
     {
-        at(call::save);
+        at("save");
         return passing::save();
     }
     bool load(std::span<const std::byte> state) override
     {
-        at(call::restore);
+        at("restore");
         return passing::load(state);
     }
 
 protected:
     bool block_done(std::size_t) override
     {
-        at(call::process);
+        at("process");
         return true;
     }
 
 private:
-    static void at(call now)
-    {
-        if (now == where)
-            misbehave(how);
-    }
+    void at(const char* call) const { misbehave_in(about().name, call); }
 };
-
-template <misbehaviour how, std::size_t... index>
-maker misbehaving_in(call where, std::index_sequence<index...>)
-{
-    static constexpr maker makers[] = {make<misbehaving<how, static_cast<call>(index)>>...};
-    return makers[static_cast<std::size_t>(where)];
-}
-
-using every_call = std::make_index_sequence<std::size(calls)>;
 
 using about_t = bare::description;
 
@@ -365,11 +313,11 @@ constexpr behaviour behaviours[] = {
          a.inputs.push_back({"Side chain", 2, false});
      }},
     {"module_with_two_inputs_and_six_outputs", make<passing>, [](about_t& a) { a.outputs[0].channels = 6; }},
-    {"module_with_48000_samples_of_latency", make<very_late>},
+    {"module_with_48000_samples_of_latency", make<late, 48000u>},
     {"module_that_changes_its_latency", make<later_and_later>},
-    {"module_with_a_tail", make<tailing>},
-    {"module_with_an_endless_tail", make<fading>},
-    {"module_that_rings_for_ever", make<undying>},
+    {"module_with_a_tail", make<ringing, 4096u, 0.5, false, 4096u>},
+    {"module_with_an_endless_tail", make<ringing, 1000u, 0.5, true, bare::effect::no_end>},
+    {"module_that_rings_for_ever", make<ringing, 1000u, 1.0, true, bare::effect::no_end>},
     {"module_that_puts_out_nan", make<nan_output>},
     {"module_that_fails_to_process", make<failing_process>},
     {"module_that_fails_to_open", make<failing_open>},
@@ -397,22 +345,16 @@ constexpr behaviour behaviours[] = {
          a.outputs.clear();
      }},
     {"module_without_an_effect", make<passing>, [](about_t& a) { a.category = "Test Class"; }},
+    {"module_that_crashes_in_", make<misbehaving>},
+    {"module_that_hangs_in_", make<misbehaving>},
 };
 
 } // namespace
 
-maker crashing_in(call where)
-{
-    return misbehaving_in<misbehaviour::crash>(where, every_call());
-}
-
-maker hanging_in(call where)
-{
-    return misbehaving_in<misbehaviour::hang>(where, every_call());
-}
-
 const behaviour* find_behaviour(std::string_view name)
 {
-    const auto* const found = std::ranges::find(behaviours, name, &behaviour::name);
+    const auto* const found = std::ranges::find_if(behaviours, [&](const behaviour& each) {
+        return each.name.ends_with('_') ? name.starts_with(each.name) : name == each.name;
+    });
     return found == std::end(behaviours) ? nullptr : found;
 }

@@ -3,30 +3,11 @@
 
 #include "effects/bare/effect.h"
 
-#include <optional>
 #include <string_view>
 
-// Where an effect can be made to misbehave. `entry` is before any effect exists.
-enum class call {
-    entry,
-    create,
-    open,
-    layout,
-    prepare,
-    start,
-    process,
-    stop,
-    save,
-    restore,
-    latency,
-    tail,
-    close
-};
-std::optional<call> call_by_name(std::string_view name);
-
-enum class misbehaviour { crash, hang };
-// Does not return.
-[[noreturn]] void misbehave(misbehaviour how);
+// Crashes or hangs, and does not return, when the module's name says so for this call, as in
+// "module_that_crashes_in_process".
+void misbehave_in(std::string_view module_name, std::string_view call);
 
 // Output channel n is "Level" times input channel n modulo the inputs; 0 without inputs. Bases itself on
 // samples of either size through `double`, so that a derived effect writes its arithmetic once.
@@ -48,40 +29,15 @@ private:
     bool run(const bare::block<Sample>& audio);
 };
 
-// A ring of past samples for each channel.
-class delay_line {
-public:
-    explicit delay_line(std::size_t samples)
-        : past_(samples)
-    {
-    }
-    // What was pushed `samples` pushes ago, 0 at first.
-    double oldest() const { return past_.empty() ? 0 : past_[at_]; }
-    void push(double value)
-    {
-        if (past_.empty())
-            return;
-        past_[at_] = value;
-        at_ = (at_ + 1) % past_.size();
-    }
-
-private:
-    std::vector<double> past_;
-    std::size_t at_ = 0;
-};
-
 using maker = std::unique_ptr<bare::effect> (*)(const bare::description&);
-template <class Effect>
+template <class Effect, auto... arguments>
 std::unique_ptr<bare::effect> make(const bare::description& about)
 {
-    return std::make_unique<Effect>(about);
+    return std::make_unique<Effect>(about, arguments...);
 }
 
-// By the last word of a name, such as "process": effects that misbehave there.
-maker crashing_in(call where);
-maker hanging_in(call where);
-
-// The others, each with what its description must say beyond the usual.
+// By name, or by what comes before the call in it; each with what its description must say beyond the usual.
+// Null for a name without one.
 struct behaviour {
     std::string_view name;
     maker create;
