@@ -11,6 +11,7 @@
 
 #include <algorithm>
 #include <optional>
+#include <utility>
 
 namespace {
 
@@ -90,14 +91,22 @@ struct walk_step {
     std::string native;
     bool through_link;                // the way from the top to here follows a link
     std::vector<std::string> folders; // in reverse: the next one is the last
+    bool identity_known;              // it was asked for; until then not
+    std::optional<folder_identity> identity;
 };
 
-// True when `native` is another name of a folder on the way.
-bool is_on_way(const std::vector<walk_step>& way, const std::string& native)
+const std::optional<folder_identity>& identity_of(walk_step& step)
 {
-    const auto identity = identity_of(native);
-    return identity && std::any_of(way.begin(), way.end(), [&](const walk_step& step) {
-               return identity_of(step.native) == identity;
+    if (!std::exchange(step.identity_known, true))
+        step.identity = identity_of(step.native);
+    return step.identity;
+}
+
+// True when the step's folder is another name of one on the way.
+bool is_on_way(std::vector<walk_step>& way, walk_step& step)
+{
+    return identity_of(step) && std::any_of(way.begin(), way.end(), [&](walk_step& above) {
+               return identity_of(above) == identity_of(step);
            });
 }
 
@@ -173,11 +182,11 @@ void scanFolder(std::vector<vstConfig_t>& result, filesystem& files, const std::
 {
     std::vector<walk_step> way;
     const auto enter = [&](const std::string& path) {
-        walk_step step{openable(files, path), false, {}};
+        walk_step step{openable(files, path), false, {}, false, {}};
         if (!way.empty()) {
             // Without a link on the way no folder can be inside itself.
             step.through_link = way.back().through_link || is_link(step.native);
-            if (step.through_link && is_on_way(way, step.native))
+            if (step.through_link && is_on_way(way, step))
                 return;
         }
         if (observer)
