@@ -18,10 +18,10 @@ public:
     virtual uint32_t get_sample_rate() const noexcept = 0; // Hz
     virtual void set_sample_rate(uint32_t rate) noexcept = 0;
     virtual uint32_t get_channel_count() const noexcept = 0;
-    virtual uint32_t get_channel_config() const noexcept = 0; // channel mask
-    virtual void set_channels(uint32_t count, uint32_t mask) noexcept = 0;
-    virtual size_t get_sample_count() const noexcept = 0; // frames
-    virtual void set_sample_count(size_t frames) noexcept = 0;
+    virtual uint32_t get_channel_config() const noexcept = 0;              // channel mask
+    virtual void set_channels(uint32_t count, uint32_t mask) noexcept = 0; // moves no samples
+    virtual size_t get_sample_count() const noexcept = 0;                  // frames
+    virtual void set_sample_count(size_t frames) noexcept = 0; // the data size must already hold them
 
     const double* get_data() const noexcept { return const_cast<audio_chunk*>(this)->get_data(); }
     size_t get_used_size() const noexcept { return get_sample_count() * get_channel_count(); } // samples

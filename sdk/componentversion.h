@@ -2,7 +2,7 @@
 #include "sdk/service.h"
 #include "sdk/string_out.h"
 
-// What the player shows of a component in its list of components.
+// What the player shows of a component in its list of components: one line each. Any thread.
 class componentversion : public service_base {
 public:
     using parent = service_base;

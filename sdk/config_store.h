@@ -4,6 +4,7 @@
 
 // The player's configuration store: texts and switches by key. Exists exactly once. Any thread; a value that
 // was set is on its way to the disk when the call returns, and a crash never leaves a half-written store.
+// Setting throws std::exception when the value cannot be kept; the old one stays then.
 class config_store : public service_base {
 public:
     using parent = service_base;

@@ -1,6 +1,6 @@
 #pragma once
 // DSP instances and the entries that create them. An instance is used by one thread at a time; entries from
-// any thread, their configuration dialogs on the main thread only.
+// any thread, their configuration dialogs on the main thread only. Windows are HWNDs; a parent may be null.
 
 #include "sdk/abort_callback.h"
 #include "sdk/dsp_chunk_list.h"
@@ -21,11 +21,13 @@ public:
     static constexpr guid_t class_guid = {
         0xaedcfe50, 0xed89, 0x47f5, {0xb3, 0x87, 0xe9, 0x6f, 0x31, 0x27, 0xc7, 0x7f}};
 
-    // Processes the chunks of the list in place; may insert and remove chunks. `track` may be null.
+    // Processes the chunks of the list in place; may insert and remove chunks. The list is the caller's and
+    // not used after the call. `track` may be null. After a failure (std::exception, whose text is for the
+    // user) the list may hold any part of the work; the instance may be run again or released.
     virtual void run(dsp_chunk_list& chunks, service_base* track, uint32_t flags) = 0;
-    // Forget everything that is inside: the stream jumps.
+    // Forget everything that is inside: the stream jumps. Does not block.
     virtual void flush() = 0;
-    virtual double get_latency() const = 0; // seconds
+    virtual double get_latency() const = 0; // seconds, as of the last run; 0 before the first
     // True when the DSP has to be told of the end of each track.
     virtual bool need_track_change_mark() const = 0;
 
@@ -39,7 +41,7 @@ public:
     static constexpr guid_t class_guid = {
         0xdf414982, 0x222b, 0x4f2d, {0xba, 0xe7, 0xb2, 0xc2, 0x10, 0x59, 0xef, 0xae}};
 
-    // As run; gives up with exception_aborted once the token is set.
+    // As run, which cannot be given up; this gives up with exception_aborted once the token is set.
     virtual void run_abortable(dsp_chunk_list& chunks, service_base* track, uint32_t flags,
                                abort_callback& abort) = 0;
 
@@ -53,7 +55,8 @@ public:
     static constexpr guid_t class_guid = {
         0x25188c7c, 0xc4bf, 0x4b7e, {0x8a, 0xee, 0x7c, 0xb2, 0xe6, 0x44, 0x38, 0x38}};
 
-    // Takes over a changed preset without interrupting the stream; false when a new instance is needed.
+    // Takes over a changed preset without interrupting the stream; false when a new instance is needed, and
+    // then nothing has changed. Throws exception_io_data when the preset is damaged.
     virtual bool apply_preset(const dsp_preset& preset) = 0;
 
 protected:
@@ -68,11 +71,12 @@ public:
 
     virtual void get_name(string_out& out) const = 0;
     virtual bool get_default_preset(dsp_preset& out) const = 0; // false: there is none
-    // False when the preset is another entry's; throws when it is this entry's and cannot be used.
+    // False when the preset is another entry's; throws (exception_io_data when it is damaged) when it is this
+    // entry's and cannot be used.
     virtual bool instantiate(service_ptr_t<dsp>& out, const dsp_preset& preset) = 0;
     virtual guid_t get_guid() const noexcept = 0; // the owner GUID of its presets
     virtual bool have_config_popup() const noexcept = 0;
-    // Blocks until the dialog is closed; true when the preset was changed.
+    // Blocks until the dialog is closed; true when the preset was changed, in place.
     virtual bool show_config_popup(dsp_preset& preset, void* parent_window) = 0;
 
 protected:
@@ -99,9 +103,10 @@ public:
     static constexpr guid_t class_guid = {
         0x7841ce4f, 0x902d, 0x449f, {0xbc, 0x73, 0xd9, 0x52, 0x8c, 0xdb, 0x36, 0xe3}};
 
-    // How a chain's list shows the preset.
+    // How a chain's list shows the preset; for one that cannot be used, the entry's name.
     virtual void get_display_name(const dsp_preset& preset, string_out& out) const = 0;
-    // Modeless: `dialog` is the open dialog, closed by its last release.
+    // Modeless: `dialog` is the open dialog, closed by its last release, which may come from inside a call of
+    // `callback`. The dialog takes a reference to `callback`.
     virtual void show_config_popup_v3(service_ptr_t<service_base>& dialog, void* parent_window,
                                       dsp_preset_edit_callback_v2& callback) = 0;
 

@@ -4,7 +4,8 @@
 
 #include <stdexcept>
 
-// Drives a DSP: walks the chunk list of each run and calls the three hooks. `interface_t` is dsp_v3.
+// Drives a DSP: walks the chunk list of each run and calls the three hooks, on the thread of the run. What a
+// hook throws leaves the run; chunks after the current one are then unprocessed. `interface_t` is dsp_v3.
 template <class interface_t>
 class dsp_impl_base_t : public interface_t {
 public:

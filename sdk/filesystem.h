@@ -1,8 +1,8 @@
 #pragma once
 // The player's file layer. Paths are UTF-8 and terminated; besides native paths a player may have path forms
-// of its own, and get_native_path turns what it can into a path that the operating system opens. Failures:
-// exception_io_not_found, exception_io_denied, exception_io_data, exception_io, exception_aborted,
-// exception_win32.
+// of its own, and get_native_path turns what it can into a path that the operating system opens. Any thread;
+// a file is used by one at a time and closed by its last release. Failures: exception_io_not_found,
+// exception_io_denied, exception_io_data, exception_io, exception_aborted, exception_win32.
 
 #include "sdk/abort_callback.h"
 #include "sdk/service.h"
@@ -20,13 +20,14 @@ public:
 
     virtual size_t read(void* buffer, size_t byte_count, abort_callback& abort) = 0; // fewer only at the end
     virtual void write(const void* buffer, size_t byte_count, abort_callback& abort) = 0;
-    virtual uint64_t get_size(abort_callback& abort) = 0;
+    virtual uint64_t get_size(abort_callback& abort) = 0; // bytes, or size_unknown
 
 protected:
     ~file() = default;
 };
 
-// Receives the entries of a folder in the order the listing has them.
+// Receives the entries of a folder in the order the listing has them, on the caller's thread. The texts are
+// only valid during the call; what it throws ends the listing and reaches its caller.
 class folder_listing {
 public:
     virtual void on_entry(bool is_folder, const char* name, const char* full_path) = 0;

@@ -2,7 +2,9 @@
 #include "sdk/service.h"
 
 // Actions at the player's start and end, on the main thread. on_init runs once all services are available,
-// on_quit before they go away.
+// on_quit before they go away: the application's abort token is set by then and the component's DSP instances
+// are gone, every service still answers. What they throw (std::exception) is logged at the end and fails the
+// start.
 class initquit : public service_base {
 public:
     using parent = service_base;

@@ -1,7 +1,8 @@
 #pragma once
-// The list of services that a component offers. Every factory is a static object that links itself in front
-// of the module's list while static initialisers run; the list's head is therefore the one defined last. All
-// factories of a component stand in one source file, since only there the order of construction is defined.
+// The list of services that a component offers, walked by the player from the head that its client gives.
+// Every factory is a static object that links itself in front of the module's list while static initialisers
+// run; the list's head is therefore the one defined last. All factories of a component stand in one source
+// file, since only there the order of construction is defined.
 
 #include "sdk/service.h"
 

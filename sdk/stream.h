@@ -1,5 +1,7 @@
 #pragma once
-// Byte streams between player and component, and their two implementations in memory.
+// Byte streams between player and component, and their two implementations in memory. A stream belongs to the
+// caller of the operation that it is passed to and is not used after it; one thread at a time. Failures:
+// exception_io and its kin, exception_aborted, std::bad_alloc.
 
 #include "sdk/abort_callback.h"
 #include "sdk/exceptions.h"

@@ -38,5 +38,6 @@ protected:
     ~detached_threads() = default;
 };
 
-// The same for a function. What it throws ends the thread quietly.
+// The same for a function, which is destroyed on that thread. What it throws ends the thread quietly. Also
+// throws exception_host_bug_check unless the player has exactly one detached_threads.
 void run_detached(std::function<void()> work);
