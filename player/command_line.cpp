@@ -42,7 +42,7 @@ size_t edit_distance(const std::string& a, const std::string& b)
 std::string suggestion(const std::string& wrong, const std::vector<std::string>& candidates)
 {
     const std::string* nearest = nullptr;
-    size_t nearest_distance = wrong.size(); // more than that has nothing in common
+    size_t nearest_distance = wrong.size() / 2 + 1; // from there on it is another word
     for (const std::string& candidate : candidates) {
         const size_t distance = edit_distance(wrong, candidate);
         if (distance < nearest_distance) {
@@ -168,8 +168,8 @@ private:
                                         "the effect's output layout: mono, stereo, 2.1, "
                                         "3.0, 4.0, 4.1, 5.0, 5.1, \"5.1 (side)\", 7.1");
         options.layout->allow_extra_args(false);
-        options.float64 =
-            sub.add_flag("--float64", options.float64_given, "process in 64-bit floating point");
+        options.float64 = sub.add_flag("--float64", options.float64_given,
+                                       "process in 64-bit floating point; without it, 24 bits are exact");
     }
 
     // Applies an option of an effect; `taken` counts the values used so far. False when it is none.

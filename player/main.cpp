@@ -20,8 +20,9 @@ using namespace player;
 
 constexpr int exit_failed = 1;
 constexpr int exit_usage = 2;
-// For the last lines of workers that have ended.
-constexpr std::chrono::milliseconds last_words_limit{500};
+// For the last lines of workers that have ended. They take milliseconds, unless the machine is busy: then
+// half a second was seen to lose lines.
+constexpr std::chrono::milliseconds last_words_limit{5000};
 
 // Ctrl+C and its kin. The token lives as long as the process: the handler runs on a thread of the system's.
 abort_callback_impl& stop_token()

@@ -197,7 +197,7 @@ vsthost::module_file::module_file(const std::string& path, int vst_version)
                           "\"" + shown + "\" is not a plug-in: it is no Windows module at all");
     if (*machine != own_machine)
         throw fatal_error(exit_code::machine_type,
-                          "\"" + shown + "\" is a " + machine_name(*machine) + " module; this program is " +
+                          "\"" + shown + "\" is made for " + machine_name(*machine) + "; this program is " +
                               machine_name(own_machine) +
                               ": choose the effect again so that the right one is used");
 

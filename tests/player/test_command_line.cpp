@@ -102,6 +102,7 @@ TEST_CASE("command line: mistakes are named, with the nearest thing that would b
         {{"zzzzzzzzz"}, "unknown command zzzzzzzzz; --help"},
         {{"render", "a", "b", "--efect", "x"}, "unknown option --efect; did you mean --effect?"},
         {{"render", "a", "b", "--stat=x"}, "unknown option --stat; did you mean --state?"},
+        {{"render", "a", "b", "--bogus"}, "unknown option --bogus; --help"},
         {{"--jsn", "services"}, "unknown option --jsn"},
         {{"services", "--quite"}, "did you mean --quiet?"},
         {{"services", "x"}, "unexpected argument \"x\""},

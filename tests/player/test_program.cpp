@@ -119,6 +119,8 @@ TEST_CASE("program: bad input ends with one line that names the file, code 1, an
          1,
          "none.dll: the component is missing"},
         {{"services", "--component", in("text.txt")}, 1, "text.txt: "},
+        {{"preset", in("none.dll"), in("no\\out.preset")}, 1, "no\\out.preset: cannot be written"},
+        {{"preset", in("none.dll"), in("out.preset")}, 1, "none.dll: does not exist"},
         {{"preset", "--show", in("none")}, 1, "none: there is no such preset file"},
         {{"preset", "--show", in("text.txt")}, 1, "text.txt: Unsupported format"},
         {{"render", in("in.wav"), in("out.wav"), "--efect", "x"},
