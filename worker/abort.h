@@ -63,8 +63,9 @@ extern constinit thread_local aborter* currentAborter;
 // Throws user_abort when this thread's aborter is signalled.
 void throwIfAborted();
 
-// Installs an aborter on the current thread for as long as the scope lives. Throws user_abort, and installs
-// nothing, when the aborter is signalled already. Scopes nest.
+// Installs an aborter on the current thread for as long as the scope lives: an automatic object, which the
+// aborter outlives. Throws user_abort, and installs nothing, when the aborter is signalled already. Scopes
+// nest.
 class abortScope {
 public:
     explicit abortScope(aborter& installed);
@@ -92,8 +93,9 @@ private:
     aborter* previous_;
 };
 
-// Binds the player's token to the current thread. The constructor throws exception_aborted when the token
-// reports abort, bug_check when its event cannot be duplicated, user_abort when the event alone is signalled.
+// Binds the player's token to the current thread, as an abortScope does; the token itself is only used by the
+// constructor. That throws exception_aborted when the token reports abort, bug_check when its event cannot be
+// duplicated, user_abort when the event alone is signalled.
 class hostAbortBinding {
 public:
     explicit hostAbortBinding(abort_callback& host);

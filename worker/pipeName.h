@@ -7,7 +7,7 @@ namespace Nv {
 // each. Throws std::runtime_error "CoCreateGuid failure".
 std::string makeGuidText();
 
-// \\.\pipe\ and makeGuidText: the name of a pipe that nobody else has.
+// \\.\pipe\ and makeGuidText: the name of a pipe that nobody else has. Throws the same.
 std::wstring makePipeName();
 
 } // namespace Nv

@@ -19,11 +19,15 @@ public:
     virtual void skipExact(uint64_t size);
     // At most one transfer where the stream has transfers; otherwise as read.
     virtual uint64_t readSome(void* buffer, uint64_t size);
+    // What readSome reads with unless a stream overrides that.
     virtual uint64_t readPartial(void* buffer, uint64_t size);
+    // As skip, by readPartial.
     virtual uint64_t skipPartial(uint64_t size);
+    // A hook and a query that no stream of the component makes use of.
     virtual void beforeRead() {}
     virtual bool isReadable() const { return true; }
 
+    // Four bytes, little-endian, by readExact.
     uint32_t readWord();
 
 protected:
@@ -36,6 +40,7 @@ public:
     virtual void write(const void* buffer, uint64_t size) = 0;
     // As write; returns `size`.
     virtual uint64_t writeAll(const void* buffer, uint64_t size);
+    // A hook and a query, as above.
     virtual void flush() {}
     virtual bool isWritable() const { return true; }
 

@@ -10,7 +10,7 @@ namespace Nv {
 
 // A thread that can be started again and again, with an aborter of its own when asked for. start, join and
 // the destructor belong to one owning thread; the function runs on the thread, and an exception that leaves
-// it ends the thread quietly.
+// it ends the thread quietly. A derived class joins in its own destructor when the function uses its members.
 class thread {
 public:
     static constexpr uint32_t ownAborter = 1;      // give the thread an aborter, installed for its whole run
@@ -32,9 +32,11 @@ public:
     // Waits without limit; raises the thread's priority to the caller's when that is higher.
     void join() noexcept;
 
-    // Asks the running function to give up; nothing happens without an aborter. Any thread.
+    // Asks the running function to give up; nothing happens without an aborter. Any thread, but not while the
+    // owner is in start.
     void abort() noexcept;
 
+    // True from start to join, whether or not the function has returned. The owner's thread only.
     bool isRunning() const noexcept { return running_; }
 
 private:

@@ -24,7 +24,7 @@ uint32_t toMilliseconds(double seconds, limitKind kind) noexcept;
 // it sleeps for the limit.
 int waitAny(waitableImpl* const* waitables, size_t count, double limitSeconds);
 
-// Blocks until this thread's aborter fires, then throws user_abort.
+// Blocks until this thread's aborter fires, then throws user_abort. Never returns when none is installed.
 void waitForAbort();
 
 } // namespace Nv

@@ -52,9 +52,11 @@ public:
     // Ends the process at once, exit code 0xFFFFFFFF, and waits up to a second until it is gone. Any thread.
     void terminate() noexcept;
 
-    // Closes the streams, gives the process two seconds to end by itself, then terminates it.
+    // Closes the streams, gives the process two seconds to end by itself, then terminates it. Not while
+    // another thread is in any operation of this object; the destructor does it.
     void closeAll() noexcept;
 
+    // Our ends of the pipes that were asked for, without a handle otherwise. Each is used by one thread.
     streamInOverlapped& standardOutput() noexcept { return standardOutput_; }
     streamInOverlapped& standardError() noexcept { return standardError_; }
     streamOutOverlapped& standardInput() noexcept { return standardInput_; }

@@ -154,6 +154,7 @@ test_host::test_host()
     services_.emplace_back(detached_threads::class_guid, service_new<threads_impl>(state_));
     services_.emplace_back(app_abort::class_guid, service_new<abort_impl>(app_token));
     services_.emplace_back(filesystem::class_guid, service_new<filesystem_impl>());
+    state_->wait(0, [] { return false; }); // makes its handles now: tests count them
     core_api::set_host(this);
 }
 

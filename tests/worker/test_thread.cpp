@@ -35,10 +35,12 @@ std::wstring description_of_current_thread()
     return copy;
 }
 
+// Null, or a module without the entry.
+HMODULE instead_of_kernelbase = nullptr;
 HMODULE WINAPI only_kernel32(const wchar_t* name)
 {
     static const HMODULE kernel32 = LoadLibraryW(L"kernel32.dll");
-    return std::wstring_view(name) == L"kernel32.dll" ? kernel32 : nullptr;
+    return std::wstring_view(name) == L"kernel32.dll" ? kernel32 : instead_of_kernelbase;
 }
 
 HMODULE WINAPI no_module(const wchar_t*)
@@ -206,11 +208,15 @@ TEST_CASE("naming a thread where the system can only be asked in part")
     thread runner;
     runner.start(
         [] {
-            {
-                const patched_import hidden("GetModuleHandleW", reinterpret_cast<void*>(&only_kernel32));
-                setThreadName("second choice");
+            for (const HMODULE module : {HMODULE(), GetModuleHandleW(nullptr)}) {
+                setThreadName("before");
+                {
+                    const patched_import hidden("GetModuleHandleW", reinterpret_cast<void*>(&only_kernel32));
+                    instead_of_kernelbase = module;
+                    setThreadName("second choice");
+                }
+                CHECK(description_of_current_thread() == L"second choice");
             }
-            CHECK(description_of_current_thread() == L"second choice");
             {
                 const patched_import hidden("GetModuleHandleW", reinterpret_cast<void*>(&no_module));
                 setThreadName("never seen");

@@ -1,5 +1,7 @@
 // Limits, waiting for any of several, aborters and their binding to the player's token.
 
+#include "observe.h"
+
 #include "worker/abort.h"
 #include "worker/wait.h"
 
@@ -8,7 +10,6 @@
 
 #include <doctest/doctest.h>
 
-#include <chrono>
 #include <cmath>
 #include <limits>
 #include <memory>
@@ -19,13 +20,6 @@
 using namespace Nv;
 
 namespace {
-
-double seconds_of(auto&& work)
-{
-    const auto began = std::chrono::steady_clock::now();
-    work();
-    return std::chrono::duration<double>(std::chrono::steady_clock::now() - began).count();
-}
 
 // Refuses a number of times before it accepts.
 class reluctant : public waitable {
@@ -268,20 +262,4 @@ TEST_CASE("the player's token bound to a thread")
         CHECK_THROWS_WITH_AS(runWithHostAbort(odd, count_run), "bug check", bug_check);
     }
     CHECK(runs == 0);
-}
-
-TEST_CASE("the texts and kinds of the exceptions")
-{
-    const auto text_of = [](const std::exception& e) { return std::string(e.what()); };
-    CHECK(text_of(invalid_input()) == "invalid input");
-    CHECK(text_of(user_abort()) == "user abort");
-    CHECK(text_of(bug_check()) == "bug check");
-    CHECK(text_of(network_error_timeout()) == "network timeout");
-    CHECK(text_of(file_access_error()) == "file access error");
-    CHECK(text_of(file_not_found()) == "file not found");
-    CHECK(text_of(file_already_exists()) == "file already exists");
-    CHECK(text_of(directory_not_empty()) == "directory not empty");
-    CHECK_THROWS_AS(throw network_error_timeout(), network_error);
-    CHECK_THROWS_AS(throw directory_not_empty(), file_access_error);
-    CHECK_THROWS_AS(throw user_abort(), std::runtime_error);
 }

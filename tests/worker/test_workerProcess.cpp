@@ -1,6 +1,8 @@
 // A worker process by itself: how it is started, how its end is seen, and its close-down.
 
+#include "observe.h"
 #include "raw_worker.h"
+#include "watched_pipes.h"
 
 #include "support/patched_import.h"
 #include "support/system_counts.h"
@@ -25,23 +27,6 @@ struct process_fixture {
     process_fixture() { fake_worker::use_for_launches(); }
 };
 
-double seconds_of(auto&& work)
-{
-    const auto began = std::chrono::steady_clock::now();
-    work();
-    return std::chrono::duration<double>(std::chrono::steady_clock::now() - began).count();
-}
-
-std::string failure_of(const std::function<void()>& work)
-{
-    try {
-        work();
-    } catch (const std::exception& failure) {
-        return failure.what();
-    }
-    return "no failure";
-}
-
 // What the program under test hands to the system, kept by the watching replacements below.
 struct {
     std::wstring application, line, folder;
@@ -49,14 +34,10 @@ struct {
     DWORD flags;
     void* environment;
     STARTUPINFOW startup;
-    std::vector<DWORD> pipe_modes;
-    std::vector<bool> pipe_inheritable;
     std::vector<DWORD> opened_access;
 } seen;
 DWORD refused_with = 0; // CreateProcessW fails with this code
-int pipe_to_refuse = 0; // CreateNamedPipeW fails at its Nth call from here
 decltype(&CreateProcessW) real_create_process = nullptr;
-decltype(&CreateNamedPipeW) real_create_pipe = nullptr;
 
 BOOL WINAPI watched_create_process(const wchar_t* application, wchar_t* line, SECURITY_ATTRIBUTES* process,
                                    SECURITY_ATTRIBUTES* thread, BOOL inherit, DWORD flags, void* environment,
@@ -76,19 +57,6 @@ BOOL WINAPI watched_create_process(const wchar_t* application, wchar_t* line, SE
     }
     return real_create_process(application, line, process, thread, inherit, flags, environment, folder,
                                startup, started);
-}
-
-HANDLE WINAPI watched_create_pipe(const wchar_t* name, DWORD open_mode, DWORD pipe_mode, DWORD instances,
-                                  DWORD out_size, DWORD in_size, DWORD limit, SECURITY_ATTRIBUTES* security)
-{
-    seen.pipe_modes.push_back(open_mode);
-    seen.pipe_inheritable.push_back(security && security->bInheritHandle && !security->lpSecurityDescriptor &&
-                                    security->nLength == sizeof(SECURITY_ATTRIBUTES));
-    if (pipe_to_refuse > 0 && --pipe_to_refuse == 0) {
-        SetLastError(ERROR_ACCESS_DENIED);
-        return INVALID_HANDLE_VALUE;
-    }
-    return real_create_pipe(name, open_mode, pipe_mode, instances, out_size, in_size, limit, security);
 }
 
 HANDLE WINAPI refused_create_file(const wchar_t*, DWORD access, DWORD, SECURITY_ATTRIBUTES*, DWORD, DWORD,
@@ -171,9 +139,16 @@ TEST_CASE_FIXTURE(process_fixture, "waiting for the end")
 TEST_CASE_FIXTURE(process_fixture, "what the system is asked for")
 {
     const patched_import process("CreateProcessW", reinterpret_cast<void*>(&watched_create_process));
-    const patched_import pipe("CreateNamedPipeW", reinterpret_cast<void*>(&watched_create_pipe));
     real_create_process = process.original<decltype(real_create_process)>();
-    real_create_pipe = pipe.original<decltype(real_create_pipe)>();
+    const watched_pipes pipes;
+    const auto modes = [&] {
+        std::vector<DWORD> all;
+        for (const watched_pipes::call& each : pipes.calls) {
+            CHECK(each.inheritable);
+            all.push_back(each.open_mode);
+        }
+        return all;
+    };
     seen = {};
     fake_worker fake("echo-input\nexit 3\n", "caf\xc3\xa9 \xe2\x82\xac");
     launchParams params = raw_params(fake);
@@ -195,8 +170,7 @@ TEST_CASE_FIXTURE(process_fixture, "what the system is asked for")
         CHECK(seen.startup.wShowWindow == SW_HIDE);
         CHECK(seen.startup.hStdInput == INVALID_HANDLE_VALUE);
         CHECK(seen.startup.hStdOutput == INVALID_HANDLE_VALUE);
-        CHECK(seen.pipe_modes == std::vector<DWORD>{0x40080001});
-        CHECK(seen.pipe_inheritable == std::vector<bool>{true});
+        CHECK(modes() == std::vector<DWORD>{0x40080001});
         // Our copy of the worker's end is closed.
         CHECK(WaitForSingleObject(seen.startup.hStdError, 0) == WAIT_FAILED);
         seen.startup = {};
@@ -208,14 +182,13 @@ TEST_CASE_FIXTURE(process_fixture, "what the system is asked for")
         CHECK(seen.startup.hStdInput == GetStdHandle(STD_INPUT_HANDLE));
         CHECK(seen.startup.hStdOutput == GetStdHandle(STD_OUTPUT_HANDLE));
         CHECK(seen.startup.hStdError == GetStdHandle(STD_ERROR_HANDLE));
-        CHECK(seen.pipe_modes.empty());
+        CHECK(modes().empty());
     }
     SUBCASE("three pipes, and a conversation on them")
     {
         params.standardInput = params.standardOutput = params.standardError = stdioMode::pipe;
         workerProcess worker(params);
-        CHECK(seen.pipe_modes == std::vector<DWORD>{0x40080002, 0x40080001, 0x40080001});
-        CHECK(seen.pipe_inheritable == std::vector<bool>{true, true, true});
+        CHECK(modes() == std::vector<DWORD>{0x40080002, 0x40080001, 0x40080001});
         DWORD flags = HANDLE_FLAG_INHERIT;
         CHECK(GetHandleInformation(worker.standardInput().handle.get(), &flags));
         CHECK((flags & HANDLE_FLAG_INHERIT) == 0);
@@ -259,8 +232,6 @@ TEST_CASE_FIXTURE(process_fixture, "what the system is asked for")
             CHECK(failure_of([&] { workerProcess worker(params); }) == row.text);
         }
         refused_with = 0;
-        params.executable += ".missing";
-        CHECK_THROWS_AS(workerProcess worker(params), file_not_found);
     }
 }
 
@@ -274,16 +245,14 @@ TEST_CASE_FIXTURE(process_fixture, "failed starts leave nothing open")
     launchParams no_program = all_pipes;
     no_program.executable = fake.script_path();
 
-    const patched_import pipe("CreateNamedPipeW", reinterpret_cast<void*>(&watched_create_pipe));
-    real_create_pipe = pipe.original<decltype(real_create_pipe)>();
+    watched_pipes pipes;
     const auto fail_in_all_ways = [&] {
         CHECK(failure_of([&] { workerProcess worker(missing); }) == "file not found");
         CHECK(failure_of([&] { workerProcess worker(no_program); }) == "could not start the worker process");
         for (int which = 1; which <= 3; ++which) {
-            pipe_to_refuse = which;
+            pipes.refuse(which);
             CHECK(failure_of([&] { workerProcess worker(all_pipes); }) == "pipe creation failure");
         }
-        pipe_to_refuse = 0;
         seen.opened_access.clear();
         const patched_import file("CreateFileW", reinterpret_cast<void*>(&refused_create_file));
         CHECK(failure_of([&] { workerProcess worker(all_pipes); }) == "pipe creation failure");
