@@ -160,7 +160,8 @@ TEST_CASE_FIXTURE(launch_fixture, "launches that fail at once say why and leave 
     {
         host.refuse_detached(true);
         fail = [&](winPipeServerLite& pipe) {
-            CHECK_THROWS_AS(launch(pipe, fake.effect()), exception_win32);
+            fake_worker brief("exit 0\n");
+            CHECK_THROWS_AS(launch(pipe, brief.effect()), exception_win32);
         };
     }
     SUBCASE("an abort while the worker does not connect")
