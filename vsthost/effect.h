@@ -103,8 +103,14 @@ public:
     virtual bool wants_attention() const noexcept = 0;
     virtual void attend() = 0;
 
+    // What the processor tells its controller (meters): the audio thread signals this event (of Windows, not
+    // owned) when there is something new, and idle() hands it over, beside process_block() if need be.
+    void wake_by(void* event) noexcept { wake_ = event; }
+    virtual void idle() {}
+
 protected:
     audio_io io_;
+    void* wake_ = nullptr;
 };
 
 // Load the module, on the GUI thread. Throw fatal_error in words for the user.

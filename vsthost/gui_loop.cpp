@@ -5,9 +5,16 @@
 #include <ole2.h>
 #include <windows.h>
 
+namespace {
+
+constexpr DWORD idle_period = 30; // ms
+
+} // namespace
+
 vsthost::gui_loop::gui_loop()
     : wanted_(CreateEventW(nullptr, FALSE, FALSE, nullptr))
     , done_(CreateEventW(nullptr, TRUE, FALSE, nullptr))
+    , woken_(CreateEventW(nullptr, FALSE, FALSE, nullptr))
 {
     OleInitialize(nullptr);
 }
@@ -27,14 +34,31 @@ void vsthost::gui_loop::run_job()
     SetEvent(done_.get());
 }
 
-void vsthost::gui_loop::run()
+void vsthost::gui_loop::run(const std::function<void()>& idle)
 {
     const HANDLE wanted = wanted_.get();
+    const HANDLE events[] = {wanted, woken_.get()};
+    bool idle_wanted = false;
+    ULONGLONG due = 0;
     for (;;) {
+        // While idle() is due the wake event is left alone: it wakes again afterwards if it was signalled.
+        const ULONGLONG now = GetTickCount64();
+        if (idle_wanted && now >= due) {
+            idle_wanted = false;
+            idle();
+        }
+        const DWORD limit = idle_wanted ? static_cast<DWORD>(due - now) : INFINITE;
         const DWORD reason =
-            MsgWaitForMultipleObjectsEx(1, &wanted, INFINITE, QS_ALLINPUT, MWMO_INPUTAVAILABLE);
+            MsgWaitForMultipleObjectsEx(idle_wanted ? 1 : 2, events, limit, QS_ALLINPUT, MWMO_INPUTAVAILABLE);
         if (reason == WAIT_OBJECT_0) {
             run_job();
+            continue;
+        }
+        if (reason == WAIT_TIMEOUT)
+            continue;
+        if (!idle_wanted && reason == WAIT_OBJECT_0 + 1) {
+            idle_wanted = true;
+            due = GetTickCount64() + idle_period;
             continue;
         }
         MSG message;

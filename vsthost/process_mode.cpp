@@ -54,6 +54,7 @@ void vsthost::run_process_mode(const options& wanted)
 
         const effect_options how{wanted.float64, wanted.realtime};
         loaded = wanted.vst_version == 2 ? load_vst2(wanted.vst_path, how) : load_vst3(wanted.vst_path, how);
-        gui.run();
+        loaded->wake_by(gui.wake_event());
+        gui.run([&loaded] { loaded->idle(); });
     });
 }

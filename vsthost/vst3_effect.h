@@ -34,6 +34,7 @@ public:
     uint32_t latency() const noexcept override { return latency_; }
     bool wants_attention() const noexcept override { return restart_ != 0; }
     void attend() override;
+    void idle() override { deliver_output_changes(); }
 
 private:
     struct request {

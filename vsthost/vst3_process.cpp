@@ -201,6 +201,8 @@ void vst3_effect::keep_output_changes() noexcept
     const std::unique_lock lock(edits_mutex_, std::try_to_lock);
     if (!lock)
         return;
+    if (outputs_changed_.empty() && wake_ != nullptr)
+        SetEvent(wake_);
     for (int32_t i = 0; i < count; ++i) {
         param_queue_interface* const queue = output_changes_.get_param_data(i);
         int32_t offset = 0;

@@ -12,6 +12,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <span>
 #include <vector>
 
@@ -109,6 +110,9 @@ public:
     // In samples; 0 is none, no_end rings for ever.
     virtual uint32_t tail() { return 0; }
     static constexpr uint32_t no_end = 0xFFFFFFFF;
+
+    // What the last parameter, a meter, shows after a block; nothing without one. VST 3: told to the host.
+    virtual std::optional<double> metered() { return std::nullopt; }
 
     // False reports a failure (VST 3; VST 2 has no word for it).
     virtual bool process(const block<float>&) = 0;

@@ -460,7 +460,19 @@ v3_result instance::process(v3_process_data& data)
         return invalid_argument;
     const bool processed =
         data.symbolic_sample_size == V3_SAMPLE_64 ? process_block<double>(data) : process_block<float>(data);
+    report_meter(data.output_params);
     return processed ? ok : internal_error;
+}
+
+void instance::report_meter(v3_param_changes** changes)
+{
+    const std::optional<double> value = effect_->metered();
+    if (!value || !changes)
+        return;
+    auto id = static_cast<v3_param_id>(about().parameters.size() - 1);
+    int32_t index = 0;
+    if (v3_param_value_queue** const queue = v3_cpp_obj(changes)->add_param_data(changes, &id, &index))
+        v3_cpp_obj(queue)->add_point(queue, 0, about().parameters[id].to_normalised(*value), &index);
 }
 
 v3_result instance::load(v3_bstream** stream)

@@ -55,6 +55,7 @@ private:
     void set_handler(v3_component_handler** handler);
     v3_component_handler** borrow_handler();
     void take_changes(v3_param_changes** changes);
+    void report_meter(v3_param_changes** changes);
     v3_result process(v3_process_data& data);
     template <class Sample>
     bool process_block(v3_process_data& data);

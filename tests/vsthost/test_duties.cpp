@@ -227,6 +227,22 @@ TEST_CASE("an edit of the controller reaches the component before its state is s
     }
 }
 
+TEST_CASE("meters reach the controller while the sound plays, and what it answers reaches the sound")
+{
+    for (const std::string& arch : arches()) {
+        CAPTURE(arch);
+        worker with(module({arch, 3}, "module_whose_controller_follows_a_meter"));
+        REQUIRE(open_stream(with, stereo) == stereo);
+        const std::vector<double> in = ramp(2 * 100);
+        CHECK(with.process(in, 2).audio == in);
+        const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+        bool turned = false;
+        while (!turned && std::chrono::steady_clock::now() < limit)
+            turned = with.process(in, 2).audio[0] == 0.25 * in[0];
+        CHECK(turned);
+    }
+}
+
 TEST_CASE("a probe says when a state file cannot be read or written, and of a state that does not fit")
 {
     const std::string module_path = module({arches()[0], 3}, "module_that_passes_through").vst;

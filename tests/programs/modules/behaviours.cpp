@@ -171,6 +171,19 @@ public:
     }
 };
 
+// Tells a meter with every block; a controller that sees it turn sets "Level" to 0.25.
+class metering final : public passing {
+public:
+    using passing::passing;
+    std::optional<double> metered() override { return 0.5; }
+    void set_value(std::size_t index, double plain) override
+    {
+        passing::set_value(index, plain);
+        if (index == 1 && plain == 0.5 && owner())
+            owner()->edited(0, 0.25);
+    }
+};
+
 // "Level", then a pattern that fills the rest.
 class large_state final : public passing {
 public:
@@ -331,6 +344,11 @@ constexpr behaviour behaviours[] = {
      [](about_t& a) { a.controller = bare::controller_kind::own_object; }},
     {"module_whose_controller_edits", make<editing_on_load>,
      [](about_t& a) { a.controller = bare::controller_kind::own_object; }},
+    {"module_whose_controller_follows_a_meter", make<metering>,
+     [](about_t& a) {
+         a.controller = bare::controller_kind::own_object;
+         a.parameters.push_back({"Meter", "", 0.0, 1.0, 0.0});
+     }},
     {"module_with_names_in_unicode_only", make<passing>, [](about_t& a) { a.names_in_unicode_only = true; }},
     {"module_that_calls_back_from_its_own_thread", make<own_thread>},
     {"module_that_is_an_instrument", make<instrument>,

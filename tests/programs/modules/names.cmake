@@ -30,4 +30,5 @@ set(vst3_module_names
     module_without_a_controller
     module_with_a_separate_controller
     module_whose_controller_edits
+    module_whose_controller_follows_a_meter
     module_with_names_in_unicode_only)
