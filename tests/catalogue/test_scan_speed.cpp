@@ -104,7 +104,8 @@ TEST_CASE("scan: its price, its memory and how soon it stops")
                 paths.size() * files_each, scan, read, scan / read,
                 after > before ? (after - before) / 1024 : 0);
     CHECK(result.size() == paths.size());
-    CHECK(scan < 2 * read);
+    // The short form runs beside whatever else a machine does and only has to catch a scan gone wrong.
+    CHECK(scan < (test_options::long_run() ? 2 : 4) * read);
     CHECK(after < before + (size_t{20} << 20));
 
     // Cancelled in the middle.
