@@ -169,7 +169,7 @@ private:
                                         "3.0, 4.0, 4.1, 5.0, 5.1, \"5.1 (side)\", 7.1");
         options.layout->allow_extra_args(false);
         options.float64 = sub.add_flag("--float64", options.float64_given,
-                                       "process in 64-bit floating point; without it, 24 bits are exact");
+                                       "process in 64-bit floating point; else only 32-bit PCM is");
     }
 
     // Applies an option of an effect; `taken` counts the values used so far. False when it is none.

@@ -7,6 +7,7 @@
 #include "sdk/dsp_chunk_list_impl.h"
 #include "win/utf.h"
 
+#include <algorithm>
 #include <chrono>
 #include <cmath>
 #include <memory>
@@ -97,6 +98,17 @@ uint64_t seek_target(const render_options& options, const wav_reader& first)
     return static_cast<uint64_t>(frame);
 }
 
+// Samples of 32 bits hold more than 32-bit floats carry: effects get them in 64 bits without being told to.
+std::vector<chain_item> with_enough_precision(std::vector<chain_item> chain, const reader_list& readers)
+{
+    if (std::any_of(readers.begin(), readers.end(),
+                    [](const auto& reader) { return reader->format().type == sample_type::int32; })) {
+        for (chain_item& item : chain)
+            item.effect.float64 = true;
+    }
+    return chain;
+}
+
 class run {
 public:
     run(const render_options& options, abort_callback& abort, const render_progress& progress)
@@ -110,7 +122,7 @@ public:
         for (const auto& reader : readers_)
             total_frames_ += reader->frame_count();
         report_.input = readers_.front()->format();
-        const std::vector<chain_entry> chain = make_chain(options.chain);
+        const std::vector<chain_entry> chain = make_chain(with_enough_precision(options.chain, readers_));
         std::vector<std::string> used = options.inputs;
         for (const chain_entry& entry : chain)
             used.push_back(entry.file);

@@ -2,7 +2,11 @@
 
 #include "chain_fixture.h"
 
+#include "player/wav_file.h"
+
 #include <doctest/doctest.h>
+
+#include <cmath>
 
 TEST_CASE("chain: the latency of the chain is told in seconds, and its sound comes with the tail")
 {
@@ -30,6 +34,40 @@ TEST_CASE("chain: the latency of the chain is told in seconds, and its sound com
                  chain_fixture::module("module_with_48000_samples_of_latency.dll"), "--seek", "1"});
     CHECK(test.report["latencySeconds"].get<double>() == 2 * (48000 / 44100.0));
     CHECK(test.read("out.wav").samples == std::vector<float>(2 * (4096 + 60000 - 44100), 0.0f));
+}
+
+TEST_CASE("chain: integers of every width are halved to within one step of their format")
+{
+    struct row {
+        player::sample_type type;
+        double step;
+    };
+    const row rows[] = {{player::sample_type::int8, std::ldexp(1, -7)},
+                        {player::sample_type::int16, std::ldexp(1, -15)},
+                        {player::sample_type::int24, std::ldexp(1, -23)},
+                        {player::sample_type::int32, std::ldexp(1, -31)}};
+    chain_fixture test;
+    const sound input = noise(44100, 2, 5000);
+    for (const row& each : rows) {
+        CAPTURE(player::sample_type_name(each.type));
+        std::vector<double> went_in(input.samples.size());
+        for (size_t i = 0; i < went_in.size(); ++i) // with bits below those of a 32-bit float
+            went_in[i] = std::round((input.samples[i] + std::ldexp(1.0, -30)) / each.step) * each.step;
+        player::wav_writer writer(test.folder.path("in.wav"));
+        writer.begin({each.type, 44100, 2, 3});
+        writer.write(went_in.data(), input.frames());
+        writer.finish();
+
+        test.render({"in.wav"}, {"--effect", chain_fixture::effect("qvxGain.vst3", "x64")});
+        player::wav_reader reader(test.folder.path("out.wav"));
+        CHECK(reader.format().type == each.type);
+        std::vector<double> came_out(went_in.size());
+        REQUIRE(reader.read(came_out.data(), input.frames()) == input.frames());
+        double worst = 0;
+        for (size_t i = 0; i < went_in.size(); ++i)
+            worst = std::max(worst, std::fabs(came_out[i] - went_in[i] / 2));
+        CHECK(worst <= each.step);
+    }
 }
 
 TEST_CASE("chain: several inputs of different formats are one stream through the same workers")

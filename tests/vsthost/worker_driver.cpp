@@ -48,12 +48,23 @@ void make_pipe(win::file_handle& ours, win::file_handle& theirs)
     SetHandleInformation(read, HANDLE_FLAG_INHERIT, 0);
 }
 
-void read_to_end(HANDLE from, std::string& into)
+// Up to the end of `process`, not of the pipe: background processes that a program makes Wine start inherit
+// the other end and keep it.
+void read_to_end(HANDLE from, HANDLE process, std::string& into)
 {
     char buffer[4096];
-    DWORD count = 0;
-    while (ReadFile(from, buffer, sizeof buffer, &count, nullptr) && count != 0)
-        into.append(buffer, count);
+    for (;;) {
+        const bool ended = WaitForSingleObject(process, 5) == WAIT_OBJECT_0;
+        DWORD waiting = 0;
+        while (PeekNamedPipe(from, nullptr, 0, nullptr, &waiting, nullptr) && waiting != 0) {
+            DWORD count = 0;
+            if (!ReadFile(from, buffer, sizeof buffer, &count, nullptr))
+                return;
+            into.append(buffer, count);
+        }
+        if (ended)
+            return;
+    }
 }
 
 } // namespace
@@ -173,13 +184,13 @@ void worker::start(const std::string& program, const std::vector<std::string>& a
     CloseHandle(started.hThread);
     process_ = win::kernel_handle(started.hProcess);
     if (with_output)
-        output_reader_ =
-            std::thread([this, end = std::move(output_end)] { read_to_end(end.get(), output_); });
+        output_reader_ = std::thread(
+            [this, end = std::move(output_end)] { read_to_end(end.get(), process_.get(), output_); });
 }
 
 void worker::read_errors()
 {
-    error_reader_ = std::thread([this] { read_to_end(error_end_.get(), errors_); });
+    error_reader_ = std::thread([this] { read_to_end(error_end_.get(), process_.get(), errors_); });
 }
 
 worker::~worker()
