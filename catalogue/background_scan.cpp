@@ -45,8 +45,12 @@ void background_scan::begin(std::vector<vstFolder_t> folders, deliver_t deliver,
         } catch (...) {
             // Somebody waits for the result: what was found is better than nothing.
         }
-        if (!run->token.is_aborting())
-            queue->post(*delivery);
+        try {
+            if (!run->token.is_aborting())
+                queue->post(*delivery);
+        } catch (...) {
+            // Without memory for a callback there is no way to tell; the task still ends here.
+        }
     });
     run_ = run;
 }

@@ -68,6 +68,7 @@ struct image_builder {
         for (size_t i = 0; i < sections.size(); ++i) {
             put(section_table + i * 40 + 8, sections[i].virtual_size);
             put(section_table + i * 40 + 12, sections[i].address);
+            put(section_table + i * 40 + 16, uint32_t{0x400000}); // raw size: does not count for addresses
             put(section_table + i * 40 + 20, sections[i].raw ? sections[i].raw : exports);
         }
         put_exports(exports);
