@@ -1,0 +1,87 @@
+#include "ui/presetFiles.h"
+
+#include "sdk/abort_callback_impl.h"
+#include "sdk/exceptions.h"
+#include "sdk/filesystem.h"
+#include "sdk/shell.h"
+
+#include <windows.h>
+
+#include <algorithm>
+#include <exception>
+
+namespace {
+
+constexpr const char* filter = "VST presets|*.vstpreset";
+constexpr const char* extension = "vstpreset";
+
+service_ptr_t<file> open(const std::string& path, filesystem::open_mode mode)
+{
+    const auto serving = filesystem_for_path(path.c_str());
+    if (!serving)
+        throw exception_io_not_found();
+    service_ptr_t<file> opened;
+    serving->open(opened, path.c_str(), mode, abort_callback_never());
+    return opened;
+}
+
+// The size a file tells is not relied on: it may not be known, or change.
+std::vector<uint8_t> readPreset(const std::string& path)
+{
+    constexpr size_t piece = 0x10000;
+    const auto source = open(path, filesystem::open_mode::read);
+    std::vector<uint8_t> bytes;
+    for (;;) {
+        const size_t before = bytes.size();
+        bytes.resize(before + piece);
+        const size_t got = source->read(bytes.data() + before, piece, abort_callback_never());
+        bytes.resize(before + std::min(got, piece));
+        if (bytes.size() > presetSizeLimit)
+            throw exception_io_data();
+        if (got < piece)
+            return bytes;
+    }
+}
+
+void writePreset(const std::string& path, const std::vector<uint8_t>& bytes)
+{
+    open(path, filesystem::open_mode::write)->write(bytes.data(), bytes.size(), abort_callback_never());
+}
+
+// The window may be gone by the time there is something to tell.
+void showFailure(void* parentWindow, const std::string& text, const char* title)
+{
+    const HWND window = static_cast<HWND>(parentWindow);
+    show_popup(IsWindow(window) ? window : nullptr, text, title);
+}
+
+} // namespace
+
+void loadPreset(void* parentWindow, const std::function<void(std::vector<uint8_t> state)>& take)
+{
+    try {
+        const auto path =
+            uGetOpenFileName(parentWindow, filter, extension, "Load VST preset", nullptr, false);
+        if (path)
+            take(readPreset(*path));
+    } catch (const std::exception& failure) {
+        showFailure(parentWindow, failure.what(), "Preset loading failure");
+    }
+}
+
+void savePreset(void* parentWindow, const std::vector<uint8_t>& state)
+{
+    constexpr const char* title = "Preset saving failure";
+    if (state.empty()) {
+        showFailure(parentWindow, "Configuration is empty", title);
+        return;
+    }
+    try {
+        const std::vector<uint8_t> bytes = state; // the caller's may change or go while the picker is open
+        const auto path = uGetOpenFileName(parentWindow, filter, extension, "Save VST preset", nullptr, true);
+        if (path)
+            writePreset(*path, bytes);
+    } catch (const std::exception& failure) {
+        showFailure(parentWindow, failure.what(), title);
+    }
+}
