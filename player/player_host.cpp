@@ -1,6 +1,9 @@
 #include "player/player_host.h"
 
 #include "player/native_filesystem.h"
+#include "player/services/chain_service.h"
+#include "player/services/md5_hasher.h"
+#include "player/services/system_shell.h"
 #include "sdk/abort_callback_impl.h"
 #include "sdk/initquit.h"
 
@@ -40,6 +43,9 @@ player_host::player_host(console_log::sink_t console_sink, service_ptr_t<config_
     , tasks_(service_new<task_runner>(threads_))
     , queue_(service_new<callback_queue>())
     , app_abort_(service_new<app_abort_impl>())
+    , capture_(service_new<stream_capture>(queue_))
+    , dialogs_(service_new<dialog_keys>())
+    , theme_(service_new<theme>(store_))
 {
     add_service(console_service::class_guid, console_);
     add_service(config_store::class_guid, store_);
@@ -48,6 +54,13 @@ player_host::player_host(console_log::sink_t console_sink, service_ptr_t<config_
     add_service(background_tasks::class_guid, tasks_);
     add_service(main_thread_queue::class_guid, queue_);
     add_service(app_abort::class_guid, app_abort_);
+    add_service(dsp_config_manager::class_guid, service_new<chain_service>(chain_));
+    add_service(playback_stream_capture::class_guid, capture_);
+    add_service(hasher_md5::class_guid, service_new<md5_hasher>());
+    add_service(shell_service::class_guid, service_new<system_shell>());
+    add_service(file_dialog_service::class_guid, service_new<system_folder_picker>());
+    add_service(modeless_dialogs::class_guid, dialogs_);
+    add_service(user_interface::class_guid, theme_);
     core_api::set_host(this);
 }
 
@@ -60,6 +73,13 @@ player_host::~player_host()
 void player_host::add_service(const guid_t& class_guid, service_ptr_t<service_base> service)
 {
     own_.push_back({class_guid, std::move(service)});
+}
+
+void player_host::replace_service(const guid_t& class_guid, service_ptr_t<service_base> service)
+{
+    std::erase_if(own_, [&](const own_service& own) { return own.class_guid == class_guid; });
+    if (service)
+        add_service(class_guid, std::move(service));
 }
 
 void player_host::load_component(const std::string& path)
@@ -83,7 +103,8 @@ bool player_host::let_threads_end(std::chrono::milliseconds limit)
     return threads_->wait_until_idle(limit);
 }
 
-bool player_host::shut_down(const std::function<void()>& destroy_instances) noexcept
+bool player_host::shut_down(const std::function<void()>& destroy_instances,
+                            const std::function<void()>& save) noexcept
 {
     const phase before = phase_;
     if (before >= phase::shutting_down)
@@ -99,7 +120,11 @@ bool player_host::shut_down(const std::function<void()>& destroy_instances) noex
                 return true;
             });
         });
-        // The store is on the disk: every change was written when it was made.
+    }
+    // The store itself is on the disk: every change was written when it was made.
+    if (save)
+        run_step(*console_, "saving", save);
+    if (before == phase::running) {
         if (component_)
             run_step(*console_, "end of services", [this] { component_->client().services_init(false); });
     }

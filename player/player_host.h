@@ -2,6 +2,10 @@
 #include "player/callback_queue.h"
 #include "player/component_module.h"
 #include "player/console_log.h"
+#include "player/live_chain.h"
+#include "player/services/dialog_keys.h"
+#include "player/services/stream_capture.h"
+#include "player/services/theme.h"
 #include "player/task_runner.h"
 #include "player/thread_pool.h"
 #include "sdk/app_abort.h"
@@ -23,8 +27,10 @@ public:
     // What a component may wait for threads at shut-down.
     static constexpr std::chrono::seconds thread_patience{3};
 
-    // Registers the console, the store, the file system, the threads, the background tasks, the main-thread
-    // queue and the abort token.
+    // Registers every service that a component may ask for: the console, the store, the file system, the
+    // threads, the background tasks, the main-thread queue, the abort token, the chain, the stream capture,
+    // the hasher, boxes and pickers, dialog keys and the theme. Without a window there are simply nobody's
+    // dialogs, no sound and an empty chain.
     player_host(console_log::sink_t console_sink, service_ptr_t<config_store> store);
     ~player_host(); // shuts down if nobody did
     player_host(const player_host&) = delete;
@@ -32,6 +38,9 @@ public:
 
     // One more service of the player's own; before start().
     void add_service(const guid_t& class_guid, service_ptr_t<service_base> service);
+    // Another in the place of all that are registered under the class, such as a shell that answers by
+    // itself; none when it is empty. Before start().
+    void replace_service(const guid_t& class_guid, service_ptr_t<service_base> service);
     // At most one component; before start(). Throws player_error.
     void load_component(const std::string& path);
     // Makes the services available, tells the component and runs the init actions. Throws what they throw.
@@ -43,24 +52,32 @@ public:
     bool let_threads_end(std::chrono::milliseconds limit);
 
     // The one order in which everything ends: says "shutting down", signals the application's abort token,
-    // lets `destroy_instances` destroy DSP instances and dialogs, runs the quit actions, drops the
-    // main-thread queue and the tasks that have not begun, waits for the component's threads, unloads. False
-    // when threads stayed inside the component: it stays loaded, and the process has to end without running
-    // its static destructors. What the steps throw is kept away from the ones after them.
-    bool shut_down(const std::function<void()>& destroy_instances = {}) noexcept;
+    // lets `destroy_instances` destroy DSP instances and dialogs, runs the quit actions, which may still
+    // change the chain, lets `save` store what has to be stored, drops the main-thread queue and the tasks
+    // that have not begun, waits for the component's threads, unloads. False when threads stayed inside the
+    // component: it stays loaded, and the process has to end without running its static destructors. What the
+    // steps throw is kept away from the ones after them.
+    bool shut_down(const std::function<void()>& destroy_instances = {},
+                   const std::function<void()>& save = {}) noexcept;
 
     abort_callback& app_abort_token() noexcept;
     console_log& console() noexcept { return *console_; }
     config_store& store() noexcept { return *store_; }
     // Nobody takes callbacks out of it but the main thread's loop, whatever that is.
     callback_queue& main_queue() noexcept { return *queue_; }
+    live_chain& chain() noexcept { return chain_; }
+    stream_capture& capture() noexcept { return *capture_; }
+    dialog_keys& dialogs() noexcept { return *dialogs_; }
+    theme& look() noexcept { return *theme_; }
+    // What components get as the parent of their dialogs; null: there is none (any more).
+    void set_main_window(HWND window) noexcept { main_window_ = window; }
     // The component's factories, the last registered first; null without a component.
     service_factory_base* component_services() const noexcept;
 
     uint32_t get_version() const noexcept override { return current_version; }
     size_t get_service_count(const guid_t& class_guid) const noexcept override;
     void get_service(service_ptr_t<service_base>& out, const guid_t& class_guid, size_t index) override;
-    void* get_main_window() const noexcept override { return nullptr; }
+    void* get_main_window() const noexcept override { return main_window_; }
     bool is_main_thread() const noexcept override { return GetCurrentThreadId() == main_thread_; }
     bool is_shutting_down() const noexcept override { return phase_ >= phase::shutting_down; }
     bool are_services_available() const noexcept override;
@@ -80,6 +97,8 @@ private:
     class app_abort_impl;
 
     DWORD main_thread_ = GetCurrentThreadId();
+    std::atomic<HWND> main_window_{nullptr};
+    live_chain chain_; // its service refers to it
     std::atomic<phase> phase_{phase::made};
     bool clean_ = true;
     service_ptr_t<console_log> console_;
@@ -88,6 +107,9 @@ private:
     service_ptr_t<task_runner> tasks_;
     service_ptr_t<callback_queue> queue_;
     service_ptr_t<app_abort_impl> app_abort_;
+    service_ptr_t<stream_capture> capture_;
+    service_ptr_t<dialog_keys> dialogs_;
+    service_ptr_t<theme> theme_;
     std::vector<own_service> own_; // constant once running
     std::unique_ptr<component_module> component_;
 };
