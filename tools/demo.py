@@ -17,8 +17,9 @@ WINE = TOP / "tools" / "wine"
 CONVERT = "/usr/bin/convert"
 RATE = 44100
 SECONDS = 12
-# (effect, folder of the module, suffix): each effect once in each bitness, each format twice.
-RENDERS = [("qvxGain", "x64", ".dll"), ("qvxGain", "x86", ".vst3"), ("qvxEcho", "x64", ".vst3"), ("qvxEcho", "x86", ".dll")]
+# (effect, folder of the module, suffix): each effect once in each bitness, each format in both.
+RENDERS = [("qvxGain", "x64", ".dll"), ("qvxGain", "x86", ".vst3"), ("qvxEcho", "x64", ".vst3"), ("qvxEcho", "x86", ".dll"),
+           ("qvxScope", "x64", ".dll"), ("qvxScope", "x86", ".vst3")]
 FORMATS = {".dll": "VST 2", ".vst3": "VST 3"}
 BITS = {"x64": 64, "x86": 32}
 

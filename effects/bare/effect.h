@@ -7,6 +7,8 @@
 // Threads: set_layout, prepare, start, stop, save, load and the constructor run on the host's GUI thread,
 // never beside process; process runs on the audio thread; parameter values may be touched by any thread.
 
+#include "effects/bare/editor.h"
+
 #include <array>
 #include <atomic>
 #include <cstddef>
@@ -59,6 +61,7 @@ struct description {
     bool names_in_unicode_only = false; // VST 3: the 8-bit class infos have empty names
     bool processes_double = true;
     bool keeps_chunk = false; // VST 2: state is a chunk rather than the host's list of parameters
+    bool has_editor = false;  // effect::make_editor makes one
 };
 
 // One block. Channels of all buses in a row, main bus first; those of an inactive bus may be null. Input and
@@ -74,6 +77,7 @@ struct block {
 class host {
 public:
     virtual void latency_changed() = 0;
+    // The effect changed a parameter itself, and has set the value.
     virtual void edited(std::size_t parameter, double normalised) = 0;
 
 protected:
@@ -117,6 +121,9 @@ public:
     // False reports a failure (VST 3; VST 2 has no word for it).
     virtual bool process(const block<float>&) = 0;
     virtual bool process(const block<double>&) = 0;
+
+    // For a description with has_editor; it may refer to this effect, which outlives it.
+    virtual std::unique_ptr<editor> make_editor() { return nullptr; }
 
     // By default the plain values: uint32 count, then a double each, little-endian. load returns false for
     // bytes that it cannot read, and changes nothing then.

@@ -23,6 +23,10 @@ struct speaker_arrangement {
 static_assert(sizeof(vst_speaker_properties) == 112);
 static_assert(sizeof(speaker_arrangement) == 904);
 
+struct rect {
+    int16_t top, left, bottom, right;
+};
+
 // Opcodes to the effect, by the names they have elsewhere.
 enum effect_opcode : int32_t {
     op_open = 0,
@@ -36,6 +40,10 @@ enum effect_opcode : int32_t {
     op_set_sample_rate = 10,
     op_set_block_size = 11,
     op_mains_changed = 12,
+    op_editor_rect = 13,
+    op_editor_open = 14,
+    op_editor_close = 15,
+    op_editor_idle = 19,
     op_get_chunk = 23,
     op_set_chunk = 24,
     op_can_be_automated = 26,
@@ -58,9 +66,13 @@ enum host_opcode : int32_t {
     host_version = 1,
     host_current_id = 2, // the class of a shell that is wanted
     host_io_changed = 13,
+    host_size_window = 15,
+    host_begin_edit = 43,
+    host_end_edit = 44,
 };
 
 enum effect_flag : int32_t {
+    flag_editor = 1 << 0,
     flag_replacing = 1 << 4,
     flag_chunks = 1 << 5,
     flag_synth = 1 << 8,

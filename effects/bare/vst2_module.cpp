@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <cstring>
 #include <numeric>
+#include <utility>
 
 namespace bare::vst2 {
 
@@ -41,7 +42,7 @@ void copy_text(void* to, std::size_t size, const char* text)
 enum category : intptr_t { category_effect = 1, category_synth = 2, category_shell = 10 };
 
 // Owns itself from VSTPluginMain until the host closes it.
-class instance final : public host {
+class instance final : public host, public editor_host {
 public:
     instance(const module_class& what, bool is_shell, host_callback callback)
         : effect_(what.create(what.about))
@@ -68,7 +69,8 @@ public:
         table_.num_inputs = total(about.inputs);
         table_.num_outputs = total(about.outputs);
         table_.flags = flag_replacing | (about.processes_double ? flag_double : 0) |
-                       (about.keeps_chunk ? flag_chunks : 0) | (about.instrument ? flag_synth : 0);
+                       (about.keeps_chunk ? flag_chunks : 0) | (about.instrument ? flag_synth : 0) |
+                       (about.has_editor ? flag_editor : 0);
         table_._unknown_float_00 = 1.0f;
         table_.effect_internal = this;
         table_.unique_id = static_cast<int32_t>(about.unique_id);
@@ -87,6 +89,24 @@ public:
     {
         callback_(&table_, host_automate, static_cast<int32_t>(parameter), 0, nullptr,
                   static_cast<float>(normalised));
+    }
+
+    void begin_edit(std::size_t parameter) override
+    {
+        callback_(&table_, host_begin_edit, static_cast<int32_t>(parameter), 0, nullptr, 0.0f);
+    }
+    void end_edit(std::size_t parameter) override
+    {
+        callback_(&table_, host_end_edit, static_cast<int32_t>(parameter), 0, nullptr, 0.0f);
+    }
+    bool resize(view_size wanted) override
+    {
+        return callback_(&table_, host_size_window, wanted.width, wanted.height, nullptr, 0.0f) != 0;
+    }
+    void edit(std::size_t parameter, double normalised) override
+    {
+        effect_->set_value(parameter, about().parameters[parameter].to_plain(normalised));
+        edited(parameter, normalised);
     }
 
 private:
@@ -143,6 +163,9 @@ private:
     intptr_t get_arrangement(speaker_arrangement** in, speaker_arrangement** out);
     void mains(bool on);
     intptr_t next_in_shell(void* name);
+    // The editor, made at the first question about it; null without one.
+    editor* shown();
+    intptr_t control_editor(int32_t opcode, void* ptr);
 
     vst_effect table_{};
     std::unique_ptr<effect> effect_;
@@ -154,6 +177,9 @@ private:
     std::size_t listed_ = 0;       // of the shell's classes
     std::vector<std::byte> chunk_; // what the host was last given; it may read it until it asks again
     speaker_arrangement reported_[2]{};
+    std::unique_ptr<editor> editor_;
+    bool editor_is_open_ = false;
+    rect editor_rect_{}; // what the host was last given
 };
 
 void instance::mains(bool on)
@@ -224,12 +250,49 @@ intptr_t instance::next_in_shell(void* name)
     return static_cast<intptr_t>(next.unique_id);
 }
 
+editor* instance::shown()
+{
+    if (!editor_ && about().has_editor)
+        editor_ = effect_->make_editor();
+    return editor_.get();
+}
+
+intptr_t instance::control_editor(int32_t opcode, void* ptr)
+{
+    if (!shown())
+        return 0;
+    switch (opcode) {
+    case op_editor_rect: {
+        if (!ptr)
+            return 0;
+        const view_size size = editor_->size();
+        editor_rect_ = {0, 0, static_cast<int16_t>(size.height), static_cast<int16_t>(size.width)};
+        *static_cast<rect**>(ptr) = &editor_rect_;
+        return 1;
+    }
+    case op_editor_open:
+        if (!editor_is_open_ && ptr)
+            editor_is_open_ = editor_->open(ptr, *this);
+        return editor_is_open_ ? 1 : 0;
+    case op_editor_close:
+        if (std::exchange(editor_is_open_, false))
+            editor_->close();
+        return 0;
+    default:
+        editor_->idle();
+        return 0;
+    }
+}
+
 intptr_t instance::control(int32_t opcode, int32_t index, intptr_t value, void* ptr, float opt)
 {
     switch (opcode) {
     case op_open:
         return effect_->open(*this) ? 0 : -1;
     case op_close:
+        if (editor_is_open_)
+            editor_->close();
+        editor_.reset();
         mains(false);
         delete this;
         return 1;
@@ -249,6 +312,11 @@ intptr_t instance::control(int32_t opcode, int32_t index, intptr_t value, void* 
     case op_mains_changed:
         mains(value != 0);
         return 0;
+    case op_editor_rect:
+    case op_editor_open:
+    case op_editor_close:
+    case op_editor_idle:
+        return control_editor(opcode, ptr);
     case op_get_chunk:
         if (!ptr || !about().keeps_chunk)
             return 0;

@@ -1,5 +1,7 @@
 #include "effects/bare/vst3_instance.h"
 
+#include "effects/bare/vst3_view.h"
+
 #include <bit>
 #include <cstdio>
 #include <cstdlib>
@@ -215,8 +217,10 @@ struct instance::calls {
             i.set_handler(handler);
             return ok;
         });
-        bound::to(t.ctrl.create_view,
-                  [](instance&, const char*) { return static_cast<v3_plugin_view**>(nullptr); });
+        bound::to(t.ctrl.create_view, [](instance& i, const char* name) {
+            const bool known = name && std::strcmp(name, "editor") == 0;
+            return known ? i.make_view() : static_cast<v3_plugin_view**>(nullptr);
+        });
         return t;
     }
 
@@ -318,25 +322,60 @@ v3_result instance::query(const v3_tuid iid, void** object)
     return ok;
 }
 
+template <class Call>
+void instance::call_handler(Call call)
+{
+    if (v3_component_handler** const handler = borrow_handler()) {
+        call(handler);
+        v3_cpp_obj_unref(handler);
+    }
+}
+
 void instance::latency_changed()
 {
-    v3_component_handler** const handler = borrow_handler();
-    if (!handler)
-        return;
-    v3_cpp_obj(handler)->restart_component(handler, V3_RESTART_LATENCY_CHANGED);
-    v3_cpp_obj_unref(handler);
+    call_handler([](v3_component_handler** handler) {
+        v3_cpp_obj(handler)->restart_component(handler, V3_RESTART_LATENCY_CHANGED);
+    });
 }
 
 void instance::edited(std::size_t parameter, double normalised)
 {
-    v3_component_handler** const handler = borrow_handler();
-    if (!handler)
-        return;
-    const auto id = static_cast<v3_param_id>(parameter);
-    v3_cpp_obj(handler)->begin_edit(handler, id);
-    v3_cpp_obj(handler)->perform_edit(handler, id, normalised);
-    v3_cpp_obj(handler)->end_edit(handler, id);
-    v3_cpp_obj_unref(handler);
+    begin_edit(parameter);
+    report(parameter, normalised);
+    end_edit(parameter);
+}
+
+void instance::begin_edit(std::size_t parameter)
+{
+    call_handler([id = static_cast<v3_param_id>(parameter)](v3_component_handler** handler) {
+        v3_cpp_obj(handler)->begin_edit(handler, id);
+    });
+}
+
+void instance::edit(std::size_t parameter, double normalised)
+{
+    effect_->set_value(parameter, about().parameters[parameter].to_plain(normalised));
+    report(parameter, normalised);
+}
+
+void instance::report(std::size_t parameter, double normalised)
+{
+    call_handler([id = static_cast<v3_param_id>(parameter), normalised](v3_component_handler** handler) {
+        v3_cpp_obj(handler)->perform_edit(handler, id, normalised);
+    });
+}
+
+void instance::end_edit(std::size_t parameter)
+{
+    call_handler([id = static_cast<v3_param_id>(parameter)](v3_component_handler** handler) {
+        v3_cpp_obj(handler)->end_edit(handler, id);
+    });
+}
+
+v3_plugin_view** instance::make_view()
+{
+    std::unique_ptr<editor> shown = about().has_editor ? effect_->make_editor() : nullptr;
+    return shown ? (new view(*this, std::move(shown)))->pointer() : nullptr;
 }
 
 v3_result instance::bus_info(int32_t media, int32_t direction, int32_t index, v3_bus_info* info) const

@@ -24,6 +24,11 @@ public:
     void latency_changed() override;
     void edited(std::size_t parameter, double normalised) override;
 
+    // By hand, in the view.
+    void begin_edit(std::size_t parameter);
+    void edit(std::size_t parameter, double normalised); // sets the value too
+    void end_edit(std::size_t parameter);
+
 private:
     struct calls; // the functions in the tables
     friend struct calls;
@@ -54,6 +59,10 @@ private:
     }
     void set_handler(v3_component_handler** handler);
     v3_component_handler** borrow_handler();
+    template <class Call>
+    void call_handler(Call call);
+    void report(std::size_t parameter, double normalised);
+    v3_plugin_view** make_view();
     void take_changes(v3_param_changes** changes);
     void report_meter(v3_param_changes** changes);
     v3_result process(v3_process_data& data);

@@ -2,6 +2,7 @@
 // of 1 samples are copied untouched, so that the very bits come out, NaN payloads and negative zeros too.
 
 #include "effects/bare/effect.h"
+#include "effects/panel/bare_panel.h"
 
 #include <algorithm>
 
@@ -14,6 +15,7 @@ const bare::description about_gain{
     .inputs = {{"Input", 2}},
     .outputs = {{"Output", 2}},
     .parameters = {{"Gain", "x", 0.0, 2.0, 0.5}},
+    .has_editor = true,
 };
 
 class gain final : public bare::effect {
@@ -27,6 +29,7 @@ public:
     }
     bool process(const bare::block<float>& audio) override { return run(audio); }
     bool process(const bare::block<double>& audio) override { return run(audio); }
+    std::unique_ptr<bare::editor> make_editor() override { return panel::make_bare_panel(*this, &levels_); }
 
 private:
     template <class Sample>
@@ -36,13 +39,19 @@ private:
         for (std::size_t c = 0; c < std::min(audio.in.size(), audio.out.size()); ++c) {
             const Sample* const in = audio.in[c];
             Sample* const out = audio.out[c];
+            if (levels_.in.watched()) // before the output, which may be the same memory
+                levels_.in.hear(in, audio.frames);
             if (factor != Sample{1})
                 std::transform(in, in + audio.frames, out, [factor](Sample x) { return x * factor; });
             else if (in != out)
                 std::copy_n(in, audio.frames, out);
+            if (levels_.out.watched())
+                levels_.out.hear(out, audio.frames);
         }
         return true;
     }
+
+    panel::level_feeds levels_;
 };
 
 const bare::module_class classes[] = {

@@ -29,6 +29,26 @@ public:
     virtual bytes save() = 0;
     virtual void load(const bytes& state) = 0;
 
+    // An editor in this HWND: 0 by 0 without one.
+    struct size {
+        int width = 0, height = 0;
+        bool operator==(const size&) const = default;
+    };
+    virtual size open_editor(void* parent) = 0;
+    virtual void close_editor() = 0;
+    virtual size editor_size() = 0;
+    // By the host; false where the format or the editor does not know it.
+    virtual bool resize_editor(size wanted) = 0;
+
+    // What the editor asked of its host.
+    struct edit {
+        unsigned index;
+        double normalised;
+    };
+    std::vector<edit> edits;
+    int open_edits = 0; // begun and not ended
+    std::vector<size> wanted_sizes;
+
     // Runs all of it, in blocks of the given size; every channel has the same length.
     template <class Sample>
     std::vector<std::vector<Sample>> run(const std::vector<std::vector<Sample>>& input, std::size_t block)

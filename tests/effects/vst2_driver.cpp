@@ -14,9 +14,27 @@ using namespace bare::vst2;
 double current_rate = 44100;
 int current_block = 512;
 
-intptr_t VST_FUNCTION_INTERFACE answer(vst_effect*, int32_t opcode, int32_t, intptr_t, void*, float)
+plugin_driver* editing = nullptr; // whose editor is open
+
+intptr_t VST_FUNCTION_INTERFACE answer(vst_effect* effect, int32_t opcode, int32_t index, intptr_t value,
+                                       void*, float)
 {
     switch (opcode) {
+    case host_automate:
+        if (editing) // the framework's modules pass a wrong value
+            editing->edits.push_back(
+                {static_cast<unsigned>(index),
+                 static_cast<double>(effect->get_parameter(effect, static_cast<uint32_t>(index)))});
+        return 0;
+    case host_begin_edit:
+    case host_end_edit:
+        if (editing)
+            editing->open_edits += opcode == host_begin_edit ? 1 : -1;
+        return 1;
+    case host_size_window:
+        if (editing)
+            editing->wanted_sizes.push_back({index, static_cast<int>(value)});
+        return 1;
     case host_version:
         return 2400;
     case 16:
@@ -45,6 +63,7 @@ public:
     ~vst2_driver() override
     {
         if (effect_) {
+            close_editor();
             stop();
             call(op_close);
         }
@@ -124,6 +143,29 @@ public:
             effect_->set_parameter(effect_, static_cast<uint32_t>(i), value);
         }
     }
+
+    size open_editor(void* parent) override
+    {
+        if ((effect_->flags & flag_editor) == 0)
+            return {};
+        editing = this;
+        CHECK(call(op_editor_open, 0, 0, parent) == 1);
+        return editor_size();
+    }
+    void close_editor() override
+    {
+        if (editing == this)
+            call(op_editor_close);
+        editing = nullptr;
+    }
+    size editor_size() override
+    {
+        rect* area = nullptr;
+        REQUIRE(call(op_editor_rect, 0, 0, &area) == 1);
+        REQUIRE(area);
+        return {area->right - area->left, area->bottom - area->top};
+    }
+    bool resize_editor(size) override { return false; }
 
 private:
     intptr_t call(int32_t opcode, int32_t index = 0, intptr_t value = 0, void* ptr = nullptr, float opt = 0)

@@ -3,6 +3,7 @@
 #include "effects/bare/vst3_api.h"
 
 #include <doctest/doctest.h>
+#include <travesty/view.h>
 #include <windows.h>
 
 #include <cstring>
@@ -123,6 +124,55 @@ struct changes {
     }
 };
 
+struct component_handler_table : v3_funknown {
+    v3_component_handler comp;
+};
+
+// What an editor calls.
+struct edit_host {
+    plugin_driver& driver;
+    face<component_handler_table, edit_host> handler{&handler_table(), this};
+    face<v3_plugin_frame_cpp, edit_host> frame{&frame_table(), this};
+
+    static const component_handler_table& handler_table()
+    {
+        static const component_handler_table made = [] {
+            using bound = bind<component_handler_table, edit_host>;
+            component_handler_table t{};
+            fill_unknown<component_handler_table, edit_host>(t);
+            bound::to(t.comp.begin_edit, [](edit_host& h, v3_param_id) {
+                ++h.driver.open_edits;
+                return ok;
+            });
+            bound::to(t.comp.perform_edit, [](edit_host& h, v3_param_id id, double value) {
+                h.driver.edits.push_back({id, value});
+                return ok;
+            });
+            bound::to(t.comp.end_edit, [](edit_host& h, v3_param_id) {
+                --h.driver.open_edits;
+                return ok;
+            });
+            bound::to(t.comp.restart_component, [](edit_host&, int32_t) { return ok; });
+            return t;
+        }();
+        return made;
+    }
+    static const v3_plugin_frame_cpp& frame_table()
+    {
+        static const v3_plugin_frame_cpp made = [] {
+            using bound = bind<v3_plugin_frame_cpp, edit_host>;
+            v3_plugin_frame_cpp t{};
+            fill_unknown<v3_plugin_frame_cpp, edit_host>(t);
+            bound::to(t.frame.resize_view, [](edit_host& h, v3_plugin_view** view, v3_view_rect* rect) {
+                h.driver.wanted_sizes.push_back({rect->right, rect->bottom});
+                return v3_cpp_obj(view)->on_size(view, rect);
+            });
+            return t;
+        }();
+        return made;
+    }
+};
+
 constexpr v3_speaker_arrangement layouts[] = {0, 1 << 19, 0x3, 0xB, 0x33, 0x37, 0x3F, 0x13F, 0x63F};
 
 class vst3_driver final : public plugin_driver {
@@ -147,10 +197,15 @@ public:
         REQUIRE(v3_cpp_obj_initialize(component_, nullptr) == ok);
         REQUIRE(v3_cpp_obj_query_interface(component_, v3_audio_processor_iid, &processor_) == ok);
         REQUIRE(v3_cpp_obj_query_interface(component_, v3_edit_controller_iid, &controller_) == ok);
+        v3_cpp_obj(controller_)
+            ->set_component_handler(controller_,
+                                    reinterpret_cast<v3_component_handler**>(&edit_host_.handler));
     }
     ~vst3_driver() override
     {
         if (component_) {
+            close_editor();
+            v3_cpp_obj(controller_)->set_component_handler(controller_, nullptr);
             stop();
             v3_cpp_obj_terminate(component_);
             v3_cpp_obj_unref(controller_);
@@ -237,6 +292,41 @@ public:
         REQUIRE(v3_cpp_obj(controller_)->set_component_state(controller_, controller_state.pointer()) == ok);
     }
 
+    size open_editor(void* parent) override
+    {
+        view_ = v3_cpp_obj(controller_)->create_view(controller_, "editor");
+        if (!view_)
+            return {};
+        CHECK(v3_cpp_obj(view_)->is_platform_type_supported(view_, V3_VIEW_PLATFORM_TYPE_HWND) == ok);
+        v3_cpp_obj(view_)->set_frame(view_, reinterpret_cast<v3_plugin_frame**>(&edit_host_.frame));
+        const size before = editor_size();
+        CHECK(v3_cpp_obj(view_)->attached(view_, parent, V3_VIEW_PLATFORM_TYPE_HWND) == ok);
+        CHECK(editor_size() == before);
+        return before;
+    }
+    void close_editor() override
+    {
+        if (!view_)
+            return;
+        CHECK(v3_cpp_obj(view_)->removed(view_) == ok);
+        v3_cpp_obj(view_)->set_frame(view_, nullptr);
+        CHECK(v3_cpp_obj_unref(view_) == 0);
+        view_ = nullptr;
+    }
+    size editor_size() override
+    {
+        v3_view_rect rect{};
+        REQUIRE(v3_cpp_obj(view_)->get_size(view_, &rect) == ok);
+        return {rect.right - rect.left, rect.bottom - rect.top};
+    }
+    bool resize_editor(size wanted) override
+    {
+        v3_view_rect rect{0, 0, wanted.width, wanted.height};
+        return v3_cpp_obj(view_)->can_resize(view_) == ok &&
+               v3_cpp_obj(view_)->check_size_constraint(view_, &rect) == ok &&
+               v3_cpp_obj(view_)->on_size(view_, &rect) == ok;
+    }
+
 private:
     template <class Signature>
     Signature* function(const char* name)
@@ -274,6 +364,8 @@ private:
     v3_component** component_ = nullptr;
     v3_audio_processor** processor_ = nullptr;
     v3_edit_controller** controller_ = nullptr;
+    edit_host edit_host_{*this};
+    v3_plugin_view** view_ = nullptr;
     v3_process_setup setup_{};
     std::map<v3_param_id, double> pending_;
     bool running_ = false;
