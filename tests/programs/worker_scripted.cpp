@@ -426,6 +426,11 @@ void worker::execute(const statement& words)
              if (!file || !write_all(file.get(), text(2)))
                  throw failure(code_bad_script, "cannot write " + text(1));
          }},
+        {"ask-window",
+         [&] {
+             const auto window = reinterpret_cast<HWND>(std::stoull(text(1), nullptr, 16));
+             SendMessageW(window, WM_NULL, 0, 0);
+         }},
         {"background", [&] { std::thread([this, inner = rest(1)] { execute(inner); }).detach(); }},
         {"format",
          [&] {

@@ -43,6 +43,11 @@ public:
     // From here on run_detached throws exception_win32(8) / works again.
     void refuse_detached(bool refuse);
 
+    // One more; before anybody else looks services up.
+    void add_service(const guid_t& class_guid, service_ptr_t<service_base> service)
+    {
+        services_.emplace_back(class_guid, std::move(service));
+    }
     // Takes a service away (it then exists 0 times), or gives it back.
     void hide_service(const guid_t& class_guid, bool hide);
 

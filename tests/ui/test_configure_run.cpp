@@ -1,0 +1,328 @@
+// Configure runs with scripted workers: the state file, the ends of a run, live audio, callbacks that
+// interfere.
+
+#include "ui/CDialogConfigureVST.h"
+
+#include "catalogue/settings.h"
+#include "dsp/vstAudioListener.h"
+#include "sdk/audio_chunk_impl.h"
+#include "support/dialog_host.h"
+#include "support/fake_worker.h"
+#include "support/system_counts.h"
+#include "support/test_options.h"
+#include "worker/startWorker.h"
+
+#include <doctest/doctest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+
+namespace {
+
+std::string text_of(const std::vector<uint8_t>& bytes)
+{
+    return {bytes.begin(), bytes.end()};
+}
+
+std::string file_text(const std::string& path)
+{
+    std::ifstream stream(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(stream), {}};
+}
+
+void write_text(const std::string& path, const std::string& text)
+{
+    std::ofstream(path, std::ios::binary) << text;
+}
+
+double seconds_of(const std::function<void()>& work)
+{
+    const ULONGLONG began = GetTickCount64();
+    work();
+    return static_cast<double>(GetTickCount64() - began) / 1000;
+}
+
+bool ended(uint32_t process)
+{
+    const win::kernel_handle handle(OpenProcess(SYNCHRONIZE, FALSE, process));
+    return !handle || WaitForSingleObject(handle.get(), 5000) == WAIT_OBJECT_0;
+}
+
+// Editors that are closed by the event "close", and by the run.
+const char* const closed_by_user = "connect\nsignal-event {event:up}\nwait-event {event:close}\nexit 0";
+const char* const editor = "connect\nsignal-event {event:up}\nread 1";
+
+struct configured {
+    configured()
+    {
+        fake_worker::use_for_launches();
+        run->onStateChanged = [this](const vstConfig_t& effect) {
+            events.push_back(effect.name + " " + text_of(effect.state));
+            if (meanwhile)
+                std::exchange(meanwhile, nullptr)();
+        };
+        run->onFinished = [this] { events.push_back("finished"); };
+    }
+    // Starts the worker and waits until its editor is up.
+    void start(fake_worker& fake, const std::string& state = "zero", const char* name = "A",
+               HWND parent = nullptr)
+    {
+        vstConfig_t effect = fake.effect();
+        effect.name = name;
+        effect.state.assign(state.begin(), state.end());
+        run->Start(effect, parent);
+        REQUIRE(fake.wait_for("up"));
+    }
+    std::string written() const { return file_text(run->dataFile()); }
+
+    dialog_host player;
+    std::vector<std::string> events; // "NAME STATE" and "finished"
+    std::function<void()> meanwhile; // runs once, inside onStateChanged
+    std::unique_ptr<CDialogConfigureVST> run = std::make_unique<CDialogConfigureVST>();
+};
+
+using lines = std::vector<std::string>;
+
+} // namespace
+
+TEST_CASE("an edit is reported while the editor is open, the last one when it closes")
+{
+    configured test;
+    fake_worker fake("connect\nsignal-event {event:up}\nwait-event {event:edit}\nwrite-file $--data one\n"
+                     "wait-event {event:close}\nwrite-file $--data two\nexit 0");
+    cfg_feed_live.set(false);
+    cfg_dpi_aware.set(true);
+    const HWND window = GetDesktopWindow();
+    test.start(fake, "zero", "A", window);
+    CHECK(test.written() == "zero");
+    char parent[24];
+    std::snprintf(parent, sizeof(parent), "%llx",
+                  static_cast<unsigned long long>(reinterpret_cast<uintptr_t>(window)));
+    const lines arguments = fake.arguments();
+    REQUIRE(arguments.size() == 20);
+    CHECK(arguments[1] == "configure");
+    CHECK(lines(arguments.begin() + 6, arguments.begin() + 18) ==
+          lines{"--dpi-aware", "yes", "--data", test.run->dataFile(), "--parent-window", parent,
+                "--formattag", "3", "--bits", "64", "--process", "realtime"});
+
+    fake.signal("edit");
+    CHECK(test.player.run_until([&] { return !test.events.empty(); }, 1));
+    CHECK(test.run->isRunning());
+    fake.signal("close");
+    CHECK(test.player.run_until([&] { return !test.run->isRunning(); }));
+    CHECK(test.events == lines{"A one", "A two", "finished"});
+    write_text(test.run->dataFile(), "late");
+    test.run->stop(); // the effect was kept for this
+    test.run->stop();
+    CHECK(test.events.back() == "A late");
+
+    // Nothing of the ended run is heard any more.
+    write_text(test.run->dataFile(), "later");
+    test.run->stop();
+    test.player.run_for(0.5);
+    CHECK(test.events.size() == 4);
+    const std::string file = test.run->dataFile();
+    test.run.reset();
+    CHECK_FALSE(std::filesystem::exists(file));
+}
+
+TEST_CASE("stopping reads back once more; what no state can be is left alone")
+{
+    configured test;
+    struct row {
+        const char* what;
+        std::function<void(const std::string& path)> change;
+        size_t reported; // size of the state, npos: nothing is
+    };
+    constexpr size_t none = std::string::npos;
+    const row rows[] = {
+        {"unchanged", [](auto&) {}, none},
+        {"the largest", [](auto& path) { write_text(path, std::string(0xFFFFFF, 'x')); }, 0xFFFFFF},
+        {"too large", [](auto& path) { write_text(path, std::string(0x1000000, 'x')); }, none},
+        {"emptied", [](auto& path) { write_text(path, ""); }, 0},
+        {"gone", [](auto& path) { std::filesystem::remove(path); }, none},
+    };
+    for (const row& each : rows) {
+        CAPTURE(each.what);
+        test.events.clear();
+        fake_worker fake(editor);
+        test.start(fake);
+        each.change(test.run->dataFile());
+        test.run->stop();
+        CHECK_FALSE(test.run->isRunning());
+        CHECK(ended(fake.process_ids()[0]));
+        CHECK(test.events.size() == (each.reported == none ? 0 : 1));
+        if (!test.events.empty())
+            CHECK(test.events[0].size() == each.reported + 2);
+    }
+    test.player.run_for(0.3);
+    CHECK(test.events.empty());
+}
+
+TEST_CASE("a worker that cannot be started leaves the run as it is until it is stopped")
+{
+    configured test;
+    Nv::setComponentPath("C:\\nowhere\\component.dll");
+    vstConfig_t effect;
+    effect.path = "x";
+    effect.arch = "x64";
+    test.run->Start(effect, nullptr);
+    test.player.run_for(0.5);
+    CHECK(test.run->isRunning());
+    test.run->stop();
+    CHECK_FALSE(test.run->isRunning());
+    CHECK(test.events.empty());
+}
+
+TEST_CASE("the next effect finds its own state, and the old one's last state is reported")
+{
+    configured test;
+    fake_worker first(editor), second(closed_by_user);
+    test.start(first, "first", "A");
+    write_text(test.run->dataFile(), "edited");
+    vstConfig_t next = second.effect();
+    next.name = "B";
+    next.state = {'s'};
+    test.meanwhile = [&] { next = {}; }; // the caller's record may change while the old run ends
+    test.run->Start(next, nullptr);
+    CHECK(ended(first.process_ids()[0]));
+    REQUIRE(second.wait_for("up"));
+    CHECK(test.written() == "s");
+    second.signal("close");
+    CHECK(test.player.run_until([&] { return !test.run->isRunning(); }));
+    CHECK(test.events == lines{"A edited", "finished"});
+}
+
+TEST_CASE("a callback may stop, begin and destroy runs")
+{
+    enum class from { poll, stop, start, destructor };
+    enum class does { stop, start, destroy };
+    for (const from where : {from::poll, from::stop, from::start, from::destructor}) {
+        for (const does what : {does::stop, does::start, does::destroy}) {
+            if (where == from::destructor && what == does::destroy)
+                continue;
+            CAPTURE(static_cast<int>(where));
+            CAPTURE(static_cast<int>(what));
+            configured test;
+            fake_worker fake(editor), other(editor), third(editor);
+            test.start(fake);
+            test.meanwhile = [&, run = test.run.get()] {
+                if (what == does::stop)
+                    run->stop();
+                else if (what == does::destroy)
+                    delete test.run.release();
+                else
+                    run->Start(other.effect(), nullptr);
+            };
+            write_text(test.run->dataFile(), "edited");
+            if (where == from::poll)
+                CHECK(test.player.run_until([&] { return !test.events.empty(); }));
+            else if (where == from::stop)
+                test.run->stop();
+            else if (where == from::start)
+                test.run->Start(third.effect(), nullptr);
+            else
+                delete std::exchange(test.run, nullptr).release();
+            CHECK(test.events == lines{"A edited"});
+            CHECK(ended(fake.process_ids()[0]));
+            if (!test.run)
+                continue;
+            // Who began last is the one that runs.
+            const bool began = what == does::start;
+            CHECK(test.run->isRunning() == (began || where == from::start));
+            if (test.run->isRunning())
+                CHECK((began ? other : third).wait_for("up"));
+            test.run->stop();
+            CHECK(third.process_ids().empty() == (began || where != from::start));
+        }
+    }
+}
+
+TEST_CASE("live audio goes to the editor of its effect, as long as the setting is on")
+{
+    configured test;
+    fake_worker fake("connect\nsignal-event {event:up}\nexpect 3 20\nexpect 1 32\nexpect 1 32\nexpect 3 20\n"
+                     "expect 1 32\nsignal-event {event:heard}\nwait-event {event:close}\nexit 0");
+    test.start(fake);
+    CHECK(fake.arguments()[1] == "configure-live");
+    audio_chunk_impl_t chunk;
+    chunk.set_data_size(4);
+    chunk.set_channels(2, 3);
+    chunk.set_sample_count(2);
+    CHECK_FALSE(feedAudioListener("another", chunk, 1));
+    for (const uint32_t rate : {44100u, 44100u, 48000u}) {
+        chunk.set_sample_rate(rate);
+        std::fill_n(chunk.get_data(), 4, rate);
+        // The listener comes a moment after the worker's connect.
+        CHECK(test.player.run_until([&] { return feedAudioListener(fake.script_path(), chunk, 1); }));
+    }
+    CHECK(fake.wait_for("heard"));
+    test.run->stop();
+    CHECK_FALSE(feedAudioListener(fake.script_path(), chunk, 1));
+    CHECK(fake.payloads().size() == 2 * 20 + 3 * 32);
+}
+
+TEST_CASE("stopping is quick whatever the worker does")
+{
+    configured test;
+    const HWND window =
+        CreateWindowW(L"STATIC", L"", WS_POPUP, 0, 0, 10, 10, nullptr, nullptr, nullptr, nullptr);
+    REQUIRE(window);
+    struct row {
+        const char* what;
+        const char* script;
+        double limit_seconds;
+        bool by_itself;
+    };
+    const row rows[] = {
+        {"it never reads and hangs", "connect\nsignal-event {event:up}\nhang", 1.5, false},
+        // As a worker does that destroys an editor on our window.
+        {"it needs this thread to end",
+         "connect\nsignal-event {event:up}\non-broken-pipe ask-window $--parent-window\nread 1", 0.5, true},
+    };
+    for (const row& each : rows) {
+        CAPTURE(each.what);
+        fake_worker fake(each.script);
+        test.start(fake, "zero", "A", window);
+        audio_chunk_impl_t chunk;
+        chunk.set_data_size(1 << 17);
+        chunk.set_channels(2, 3);
+        chunk.set_sample_rate(44100);
+        chunk.set_sample_count(1 << 16);
+        if (!each.by_itself) // more than the pipe holds: the feed's thread is stuck in its write
+            CHECK(test.player.run_until([&] { return feedAudioListener(fake.script_path(), chunk, 1); }));
+        test.player.run_for(0.1);
+        CHECK(seconds_of([&] { test.run->stop(); }) < each.limit_seconds);
+        CHECK(ended(fake.process_ids()[0]));
+        CHECK((fake.record().back() == "exit 0") == each.by_itself);
+    }
+    DestroyWindow(window);
+}
+
+TEST_CASE("runs leave nothing behind")
+{
+    configured test;
+    const int count = test_options::long_run() ? 200 : 10;
+    const auto once = [&](bool by_user) {
+        fake_worker fake(by_user ? closed_by_user : editor);
+        test.start(fake);
+        if (by_user) {
+            fake.signal("close");
+            CHECK(test.player.run_until([&] { return !test.run->isRunning(); }));
+        } else {
+            test.run->stop();
+        }
+    };
+    for (int i = 0; i < 4; ++i)
+        once(i % 2 == 0);
+    CHECK(test.player.host.wait_until_detached_done());
+    system_counts before = system_counts::now();
+    before.handles += 2; // locks make theirs when two threads first meet at them
+    for (int i = 0; i < count; ++i)
+        once(i % 2 == 0);
+    const system_counts after = system_counts::settled(before);
+    CHECK(after.handles <= before.handles);
+    CHECK(after.threads <= before.threads);
+    CHECK(after.children <= before.children);
+}
