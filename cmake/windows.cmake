@@ -59,3 +59,12 @@ function(qvx_version_resource target description)
     configure_file("${CMAKE_SOURCE_DIR}/resources/version.rc.in" "${CMAKE_CURRENT_BINARY_DIR}/${target}.rc" @ONLY)
     target_sources(${target} PRIVATE "${CMAKE_CURRENT_BINARY_DIR}/${target}.rc")
 endfunction()
+
+# qvx_dialog_resources(TARGET): the templates of the component's dialogs, which ui/ looks up in the module that
+# its code ended up in.
+function(qvx_dialog_resources target)
+    target_sources(${target} PRIVATE "${CMAKE_SOURCE_DIR}/resources/dialogs.rc")
+    set_source_files_properties("${CMAKE_SOURCE_DIR}/resources/dialogs.rc" PROPERTIES
+        OBJECT_DEPENDS "${CMAKE_SOURCE_DIR}/resources/common_controls.manifest;${CMAKE_SOURCE_DIR}/resources/dialog_ids.h")
+    target_link_libraries(${target} PRIVATE resources)
+endfunction()
