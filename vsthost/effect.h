@@ -4,6 +4,7 @@
 
 #include "vsthost/audio_io.h"
 #include "vsthost/layout.h"
+#include "vsthost/parameters.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -33,13 +34,6 @@ struct class_info {
     std::string id; // as the state names it
 };
 
-struct parameter_info {
-    uint32_t id = 0;
-    std::string name;
-    std::string unit;
-    double value = 0.0; // 0 to 1
-};
-
 struct bus_info {
     std::string name;
     bool input = false;
@@ -64,7 +58,10 @@ struct tail_length {
     uint64_t frames = 0;   // else
 };
 
-class effect {
+class effect_editor;
+class editor_host;
+
+class effect : public parameter_source {
 public:
     virtual ~effect() = default;
 
@@ -84,11 +81,17 @@ public:
 
     virtual tail_length tail() = 0;
 
-    // For people. At most 65536 parameters.
+    // For people.
     virtual std::vector<class_info> classes() const = 0;
-    virtual std::vector<parameter_info> parameters() = 0;
     virtual std::vector<bus_info> buses() const = 0; // after prepare()
     virtual std::optional<editor_size> editor() = 0; // none: it has no editor
+
+    // Null when there is none. `host` and this effect outlive the editor; no more than one at a time.
+    virtual std::unique_ptr<effect_editor> make_editor(editor_host& host) = 0;
+
+    // True once after the effect said that it was edited (by any thread, and wake_by()'s event is signalled):
+    // state() may be another one now.
+    virtual bool take_edited() noexcept = 0;
 
     // Audio thread, after prepare(): `frames` samples from io()'s inputs to its outputs. False when the
     // effect failed; the outputs are silence then. Allocates nothing.
@@ -102,6 +105,9 @@ public:
     // attend() does it.
     virtual bool wants_attention() const noexcept = 0;
     virtual void attend() = 0;
+    // True when attend() will replace the effect by a fresh one with the same state, so that its editor must
+    // be closed by then.
+    virtual bool wants_rebuild() const noexcept { return false; }
 
     // What the processor tells its controller (meters): the audio thread signals this event (of Windows, not
     // owned) when there is something new, and idle() hands it over, beside process_block() if need be.

@@ -10,7 +10,6 @@ namespace vsthost {
 enum class exit_code : unsigned {
     ok = 0,                  // also: the player closed the pipe
     usage = 2,               // unknown, missing or malformed option
-    mode_missing = 3,        // a mode that this version does not have
     pipe_open = 10,          // the pipe named on the command line cannot be opened
     protocol = 11,           // the player sent something that is no command
     module_missing = 12,     // no such file

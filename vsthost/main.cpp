@@ -40,8 +40,7 @@ void run(const vsthost::options& wanted)
         break;
     case run_mode::configure:
     case run_mode::configure_live:
-        throw fatal_error(exit_code::mode_missing,
-                          "this version of the program shows no effect editors yet (mode \"configure\")");
+        run_configure_mode(wanted);
     }
 }
 

@@ -10,6 +10,9 @@ namespace vsthost {
 // Loads the effect and answers the pipe until the player goes; the process ends inside.
 [[noreturn]] void run_process_mode(const options& wanted);
 
+// Shows the effect's editor until the user closes it or the player goes; the process ends inside.
+[[noreturn]] void run_configure_mode(const options& wanted);
+
 // Prints a JSON record of the module. Throws fatal_error.
 void run_probe_mode(const options& wanted);
 

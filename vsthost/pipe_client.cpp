@@ -15,8 +15,9 @@ constexpr size_t read_ahead_limit = 1024 * 1024;
 
 } // namespace
 
-vsthost::pipe_client::pipe_client(const std::string& name)
-    : read_event_(CreateEventW(nullptr, TRUE, FALSE, nullptr))
+vsthost::pipe_client::pipe_client(const std::string& name, at_pipe_end at_end)
+    : at_end_(at_end)
+    , read_event_(CreateEventW(nullptr, TRUE, FALSE, nullptr))
     , write_event_(CreateEventW(nullptr, TRUE, FALSE, nullptr))
 {
     pipe_ = win::file_handle(CreateFileW(win::to_utf16(name).c_str(), GENERIC_READ | GENERIC_WRITE, 0,
@@ -38,6 +39,8 @@ vsthost::pipe_client::~pipe_client()
 
 void vsthost::pipe_client::gone()
 {
+    if (at_end_ == at_pipe_end::tell)
+        throw pipe_ended();
     end_process(exit_code::ok);
 }
 
@@ -67,10 +70,11 @@ void vsthost::pipe_client::start_read()
 void vsthost::pipe_client::finish_read()
 {
     DWORD transferred = 0;
-    if (!GetOverlappedResult(pipe_.get(), &read_, &transferred, TRUE) &&
-        GetLastError() != ERROR_OPERATION_ABORTED)
-        gone();
+    const bool done = GetOverlappedResult(pipe_.get(), &read_, &transferred, TRUE) ||
+                      GetLastError() == ERROR_OPERATION_ABORTED;
     reading_ = false;
+    if (!done)
+        gone();
     end_ += transferred;
 }
 

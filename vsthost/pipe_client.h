@@ -1,8 +1,6 @@
 #pragma once
 // The worker's end of the pipe: a byte stream read through one growing buffer, so that a command and its
-// payload usually arrive in one read, and written in one piece. Used by the pipe thread alone. When the
-// player's end is gone, the process ends at once with exit code 0: whatever else is stuck, nobody waits for
-// it any more.
+// payload usually arrive in one read, and written in one piece. Used by the pipe thread alone.
 
 #include "win/handle.h"
 
@@ -15,10 +13,19 @@
 
 namespace vsthost {
 
+// Thrown by every operation when the player's end is gone, if so wanted.
+struct pipe_ended {};
+
+// What the end of the player's side does.
+enum class at_pipe_end {
+    end_process, // at once, with exit code 0: whatever else is stuck, nobody waits for it any more
+    tell,        // throw pipe_ended
+};
+
 class pipe_client {
 public:
     // Opens the pipe for overlapped reading and writing. Throws fatal_error (pipe_open).
-    explicit pipe_client(const std::string& name);
+    explicit pipe_client(const std::string& name, at_pipe_end at_end = at_pipe_end::end_process);
     ~pipe_client();
     pipe_client(const pipe_client&) = delete;
     pipe_client& operator=(const pipe_client&) = delete;
@@ -42,6 +49,8 @@ private:
     [[noreturn]] void gone();
 
     win::file_handle pipe_;
+
+    at_pipe_end at_end_;
 
     // One read operation.
     std::unique_ptr<std::byte[]> buffer_;

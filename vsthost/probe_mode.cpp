@@ -1,13 +1,11 @@
+#include "vsthost/editor/effect_editor.h"
+#include "vsthost/editor/state_file.h"
 #include "vsthost/effect.h"
 #include "vsthost/exit_codes.h"
 #include "vsthost/gui_loop.h"
 #include "vsthost/modes.h"
 #include "vsthost/process_shell.h"
 #include "vsthost/report.h"
-#include "win/handle.h"
-#include "win/utf.h"
-
-#include <windows.h>
 
 #include <cstdio>
 #include <optional>
@@ -20,7 +18,6 @@ using namespace vsthost;
 
 constexpr unsigned exit_limit = 5000; // ms
 constexpr uint32_t probe_rate = 44100;
-constexpr int64_t largest_state = 256 * 1024 * 1024;
 
 std::string quoted(const std::string& text)
 {
@@ -123,53 +120,6 @@ std::string record(effect& probed, const options& wanted)
     return text + "\n}\n";
 }
 
-[[noreturn]] void file_failure(const std::string& what, const std::string& path)
-{
-    throw fatal_error(exit_code::state_file,
-                      what + " \"" + path + "\" (Windows error " + std::to_string(GetLastError()) + ")");
-}
-
-std::vector<uint8_t> read_state(const std::string& path)
-{
-    const win::file_handle file(CreateFileW(win::to_utf16(path).c_str(), GENERIC_READ,
-                                            FILE_SHARE_READ | FILE_SHARE_DELETE, nullptr, OPEN_EXISTING, 0,
-                                            nullptr));
-    LARGE_INTEGER size{};
-    if (!file || !GetFileSizeEx(file.get(), &size))
-        file_failure("cannot read the state file", path);
-    if (size.QuadPart > largest_state)
-        throw fatal_error(exit_code::state_file, "\"" + path + "\" is no state: it is larger than 256 MiB");
-    std::vector<uint8_t> bytes(static_cast<size_t>(size.QuadPart));
-    DWORD done = 0;
-    if (!ReadFile(file.get(), bytes.data(), static_cast<DWORD>(bytes.size()), &done, nullptr) ||
-        done != bytes.size())
-        file_failure("cannot read the state file", path);
-    return bytes;
-}
-
-bool write_file(const std::wstring& path, const std::vector<uint8_t>& bytes)
-{
-    const win::file_handle file(
-        CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr));
-    DWORD done = 0;
-    return file && WriteFile(file.get(), bytes.data(), static_cast<DWORD>(bytes.size()), &done, nullptr) &&
-           done == bytes.size();
-}
-
-// The file appears complete or not at all.
-void write_state(const std::string& path, const std::vector<uint8_t>& bytes)
-{
-    const std::wstring final_name = win::to_utf16(path);
-    const std::wstring new_name = final_name + L".new";
-    if (write_file(new_name, bytes) &&
-        MoveFileExW(new_name.c_str(), final_name.c_str(), MOVEFILE_REPLACE_EXISTING))
-        return;
-    const DWORD error = GetLastError();
-    DeleteFileW(new_name.c_str());
-    SetLastError(error);
-    file_failure("cannot write the state file", path);
-}
-
 } // namespace
 
 void vsthost::run_probe_mode(const options& wanted)
@@ -181,10 +131,14 @@ void vsthost::run_probe_mode(const options& wanted)
     std::unique_ptr<effect> probed =
         wanted.vst_version == 2 ? load_vst2(wanted.vst_path, how) : load_vst3(wanted.vst_path, how);
     // No bytes create the effect that a player without a state gets.
-    probed->set_state(wanted.state_path.empty() ? std::vector<uint8_t>() : read_state(wanted.state_path));
+    probed->set_state(wanted.state_path.empty() ? std::vector<uint8_t>()
+                                                : read_state_file(wanted.state_path));
     print_to_user(record(*probed, wanted));
     if (!wanted.save_state_path.empty())
-        write_state(wanted.save_state_path, probed->state());
+        if (const auto error = replace_state_file(wanted.save_state_path, probed->state()))
+            throw fatal_error(exit_code::state_file, "cannot write the state file \"" +
+                                                         wanted.save_state_path + "\" (Windows error " +
+                                                         std::to_string(error) + ")");
     start_exit_deadline(exit_limit);
     probed.reset();
 }

@@ -4,32 +4,9 @@
 #include "vsthost/modes.h"
 #include "vsthost/pipe_client.h"
 #include "vsthost/process_shell.h"
-#include "vsthost/report.h"
+#include "vsthost/run_to_the_end.h"
 
-#include <new>
 #include <thread>
-
-namespace {
-
-using namespace vsthost;
-
-// Runs a thread's work; whatever it throws ends the process with a line and a code.
-template <class Work>
-[[noreturn]] void run_to_the_end(Work&& work)
-{
-    try {
-        work();
-    } catch (const fatal_error& error) {
-        end_process(error);
-    } catch (const std::bad_alloc&) {
-        end_process(fatal_error(exit_code::out_of_memory, "out of memory"));
-    } catch (const std::exception& error) {
-        end_process(fatal_error(exit_code::internal, "internal error: " + std::string(error.what())));
-    }
-    end_process(exit_code::ok);
-}
-
-} // namespace
 
 void vsthost::run_process_mode(const options& wanted)
 {

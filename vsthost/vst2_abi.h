@@ -21,20 +21,28 @@ enum effect_call : int32_t {
     effect_set_program = 2,
     effect_get_program = 3,
     effect_get_parameter_label = 6,
+    effect_get_parameter_display = 7,
     effect_get_parameter_name = 8,
     effect_set_sample_rate = 10,
     effect_set_block_size = 11,
     effect_mains_changed = 12,
     effect_get_editor_rectangle = 13,
+    effect_editor_open = 14,
+    effect_editor_close = 15,
+    effect_editor_idle = 19,
     effect_get_chunk = 23,
     effect_set_chunk = 24,
+    effect_text_to_parameter = 27,
     effect_set_speaker_arrangement = 42,
     effect_get_name = 45,
     effect_get_vendor = 47,
     effect_get_product = 48,
     effect_can_do = 51,
     effect_get_tail_size = 52,
+    effect_idle = 53,
     effect_get_vst_version = 58,
+    effect_editor_key_down = 59,
+    effect_editor_key_up = 60,
     effect_begin_set_program = 67,
     effect_end_set_program = 68,
     effect_shell_next = 70,
@@ -52,6 +60,7 @@ enum host_call : int32_t {
     host_pin_connected = 4,
     host_get_time = 7,
     host_io_changed = 13,
+    host_need_idle = 14,
     host_size_window = 15,
     host_get_sample_rate = 16,
     host_get_block_size = 17,
@@ -86,7 +95,7 @@ struct speaker_arrangement {
 static_assert(sizeof(vst_speaker_properties) == 112);
 static_assert(offsetof(speaker_arrangement, speakers) == 8);
 
-struct editor_rectangle {
+struct rectangle {
     int16_t top;
     int16_t left;
     int16_t bottom;

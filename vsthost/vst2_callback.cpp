@@ -1,5 +1,6 @@
 // What a VST 2 effect asks its host, from any thread, also before its entry has returned.
 
+#include "vsthost/editor/vst2_editor.h"
 #include "vsthost/vst2_effect.h"
 
 #include <windows.h>
@@ -51,11 +52,11 @@ host_callback callback_for(vst2_effect* effect)
     return vst2_effect::callback;
 }
 
-intptr_t __cdecl vst2_effect::callback(vst_effect*, int32_t opcode, int32_t index, intptr_t, void* pointer,
-                                       float)
+intptr_t __cdecl vst2_effect::callback(vst_effect*, int32_t opcode, int32_t index, intptr_t value,
+                                       void* pointer, float)
 {
     vst2_effect* const self = current;
-    return self != nullptr ? self->answer(opcode, index, pointer) : 0;
+    return self != nullptr ? self->answer(opcode, index, value, pointer) : 0;
 }
 
 const time_info* vst2_effect::time_now()
@@ -73,7 +74,19 @@ const time_info* vst2_effect::time_now()
     return &time_;
 }
 
-intptr_t vst2_effect::answer(int32_t opcode, int32_t, void* pointer)
+void vst2_effect::note_edit() noexcept
+{
+    edited_ = true;
+    if (wake_ != nullptr)
+        SetEvent(wake_);
+}
+
+bool vst2_effect::on_gui_thread() const noexcept
+{
+    return GetCurrentThreadId() == gui_thread_;
+}
+
+intptr_t vst2_effect::answer(int32_t opcode, int32_t index, intptr_t value, void* pointer)
 {
     switch (opcode) {
     case host_version_asked:
@@ -84,7 +97,19 @@ intptr_t vst2_effect::answer(int32_t opcode, int32_t, void* pointer)
     case host_begin_edit:
     case host_end_edit:
     case host_update_display:
-        dirty_ = true; // the value is read again when it is needed; some modules pass a wrong one here
+        note_edit(); // the value is read again when it is needed; some modules pass a wrong one here
+        return 1;
+    case host_idle: // from a loop of the effect's own, which keeps ours from running
+        if (on_gui_thread())
+            idle_calls();
+        return 0;
+    case host_need_idle:
+        idle_wanted_ = true;
+        return 1;
+    case host_size_window:
+        if (editor_ == nullptr || !on_gui_thread())
+            return 0;
+        editor_->resize_wanted({index, static_cast<int>(value)});
         return 1;
     case host_get_time:
         return reinterpret_cast<intptr_t>(time_now());
@@ -111,7 +136,7 @@ intptr_t vst2_effect::answer(int32_t opcode, int32_t, void* pointer)
     case host_get_directory:
         return reinterpret_cast<intptr_t>(folder_.c_str());
     default:
-        // Idle, pin connected (0 is "connected"), size window without an editor, and all else.
+        // Pin connected (0 is "connected") and all else.
         return 0;
     }
 }

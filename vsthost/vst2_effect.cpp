@@ -19,6 +19,7 @@ namespace vsthost::v2 {
 namespace {
 
 constexpr int32_t most_channels = 256;
+constexpr int32_t most_parameters = 65536;
 constexpr size_t most_sub_effects = 1024;
 constexpr int category_shell = 10;
 constexpr int category_call = 35;
@@ -54,6 +55,7 @@ vst2_effect::vst2_effect(const std::string& path, const effect_options& options)
     : module_(path, 2)
     , options_(options)
     , folder_(to_system_code_page(module_.folder()))
+    , gui_thread_(GetCurrentThreadId())
 {
     open();
 }
@@ -121,6 +123,9 @@ void vst2_effect::open()
     if (name_.empty())
         name_ = module_.path().substr(module_.path().find_last_of("\\/") + 1);
     vendor_ = text(effect_get_vendor);
+    defaults_.clear();
+    for (int32_t i = 0; i < std::clamp(effect_->num_params, 0, most_parameters); ++i)
+        defaults_.push_back(effect_->get_parameter(effect_, static_cast<uint32_t>(i)));
     has_state_ = false;
     agreed_layout_.reset();
 }

@@ -13,6 +13,7 @@
 namespace vsthost::v2 {
 
 class vst2_effect;
+class vst2_editor;
 
 // The callback to give to the entry; it answers for `effect` from now on.
 host_callback callback_for(vst2_effect* effect);
@@ -31,11 +32,25 @@ public:
     std::vector<class_info> classes() const override;
     std::vector<parameter_info> parameters() override;
     std::vector<bus_info> buses() const override;
+    double parameter(uint32_t id) override;
+    std::string parameter_text(uint32_t id) override;
+    void set_parameter(uint32_t id, double value) override;
+    bool set_parameter_text(uint32_t id, const std::string& text) override;
     std::optional<editor_size> editor() override;
+    std::unique_ptr<effect_editor> make_editor(editor_host& host) override;
+    bool take_edited() noexcept override { return edited_.exchange(false); }
     bool process_block(size_t frames) noexcept override;
     uint32_t latency() const noexcept override { return latency_; }
     bool wants_attention() const noexcept override { return io_changed_; }
     void attend() override;
+
+    // For its editor; GUI thread.
+    intptr_t call(effect_call opcode, int32_t index = 0, intptr_t value = 0, void* pointer = nullptr,
+                  float option = 0.0f) const;
+    std::optional<editor_size> editor_rectangle() const;
+    void shown_in(vst2_editor* editor) noexcept { editor_ = editor; } // not owned; null: in none
+    // The calls that a host makes about every 20 ms, editor or not.
+    void idle_calls();
 
 private:
     struct sub_effect {
@@ -61,14 +76,14 @@ private:
     void stop() noexcept;
     void read_latency();
 
-    intptr_t call(effect_call opcode, int32_t index = 0, intptr_t value = 0, void* pointer = nullptr,
-                  float option = 0.0f) const;
     std::string text(effect_call opcode, int32_t index = 0) const;
 
     friend host_callback callback_for(vst2_effect* effect);
     static intptr_t __cdecl callback(vst_effect* from, int32_t opcode, int32_t index, intptr_t value,
                                      void* pointer, float option);
-    intptr_t answer(int32_t opcode, int32_t index, void* pointer);
+    intptr_t answer(int32_t opcode, int32_t index, intptr_t value, void* pointer);
+    void note_edit() noexcept;
+    bool on_gui_thread() const noexcept;
     const time_info* time_now();
 
     module_file module_;
@@ -90,7 +105,12 @@ private:
     uint64_t position_ = 0; // samples since the last seek
     time_info time_{};
     std::atomic<bool> io_changed_{false};
-    std::atomic<bool> dirty_{false};
+    std::atomic<bool> edited_{false};
+    std::atomic<bool> idle_wanted_{false}; // by the effect, for its idle call
+    vst2_editor* editor_ = nullptr;        // GUI thread
+    bool in_idle_ = false;
+    unsigned long gui_thread_;
+    std::vector<float> defaults_; // of the parameters, as the effect opened with them
     std::atomic<bool> in_process_{false};
     std::atomic<unsigned long> audio_thread_{0};
     std::atomic<uint32_t> latency_{0};

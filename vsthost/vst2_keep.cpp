@@ -57,18 +57,6 @@ std::vector<class_info> vst2_effect::classes() const
     return result;
 }
 
-std::vector<parameter_info> vst2_effect::parameters()
-{
-    const watched_call watched("listing its parameters");
-    std::vector<parameter_info> result;
-    const int32_t count = std::clamp(effect_->num_params, 0, 65536);
-    for (int32_t i = 0; i < count; ++i)
-        result.push_back({static_cast<uint32_t>(i), text(effect_get_parameter_name, i),
-                          text(effect_get_parameter_label, i),
-                          static_cast<double>(effect_->get_parameter(effect_, static_cast<uint32_t>(i)))});
-    return result;
-}
-
 std::vector<bus_info> vst2_effect::buses() const
 {
     // The format has no buses; what is no main input is told apart by set-up.
@@ -79,18 +67,6 @@ std::vector<bus_info> vst2_effect::buses() const
     result.push_back({"Output", false, true, own_.out});
     std::erase_if(result, [](const bus_info& bus) { return bus.layout.channels == 0; });
     return result;
-}
-
-std::optional<editor_size> vst2_effect::editor()
-{
-    if ((effect_->flags & flag_has_editor) == 0)
-        return std::nullopt;
-    const watched_call watched("telling its editor's size");
-    const editor_rectangle* rectangle = nullptr;
-    call(effect_get_editor_rectangle, 0, 0, &rectangle);
-    if (rectangle == nullptr)
-        return editor_size{};
-    return editor_size{rectangle->right - rectangle->left, rectangle->bottom - rectangle->top};
 }
 
 bool vst2_effect::apply(std::span<const uint8_t> image)

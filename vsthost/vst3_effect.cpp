@@ -13,7 +13,6 @@ namespace vsthost::v3 {
 namespace {
 
 constexpr size_t most_edits = 4096;
-constexpr int32_t most_parameters = 65536;
 
 } // namespace
 
@@ -47,23 +46,6 @@ std::vector<class_info> vst3_effect::classes() const
     return result;
 }
 
-std::vector<parameter_info> vst3_effect::parameters()
-{
-    std::vector<parameter_info> result;
-    if (!controller_)
-        return result;
-    const watched_call watched("listing its parameters");
-    const int32_t count = std::min(controller_->get_parameter_count(controller_.get()), most_parameters);
-    for (int32_t i = 0; i < count; ++i) {
-        v3_param_info info{};
-        if (controller_->get_parameter_info(controller_.get(), i, &info) != ok)
-            continue;
-        result.push_back({info.param_id, text(info.title), text(info.units),
-                          controller_->get_parameter_normalised(controller_.get(), info.param_id)});
-    }
-    return result;
-}
-
 std::vector<bus_info> vst3_effect::buses() const
 {
     std::vector<bus_info> result;
@@ -74,20 +56,6 @@ std::vector<bus_info> vst3_effect::buses() const
             result.push_back({bus.name, side == &inputs_, bus.main, layout});
         }
     return result;
-}
-
-std::optional<editor_size> vst3_effect::editor()
-{
-    if (!controller_)
-        return std::nullopt;
-    const watched_call watched("telling its editor's size");
-    const ref<v3_plugin_view> view(controller_->create_view(controller_.get(), "editor"));
-    if (!view)
-        return std::nullopt;
-    v3_view_rect rectangle{};
-    if (view->get_size(view.get(), &rectangle) != ok)
-        return editor_size{};
-    return editor_size{rectangle.right - rectangle.left, rectangle.bottom - rectangle.top};
 }
 
 void vst3_effect::create()
@@ -296,7 +264,7 @@ void vst3_effect::attend()
     if (flags == 0 || !component_)
         return;
     if ((flags & V3_RESTART_PARAM_VALUES_CHANGED) != 0)
-        dirty_ = true;
+        edited_ = true;
     if ((flags & V3_RESTART_RELOAD_COMPONENT) != 0) {
         const std::vector<uint8_t> kept = state();
         rebuild();
@@ -331,10 +299,26 @@ void vst3_effect::deliver_output_changes()
 
 void vst3_effect::edited(v3_param_id id, double value) noexcept
 {
-    dirty_ = true;
-    const std::lock_guard lock(edits_mutex_);
-    if (edits_.size() < most_edits)
-        edits_.push_back({id, value});
+    {
+        const std::lock_guard lock(edits_mutex_);
+        if (edits_.size() < most_edits)
+            edits_.push_back({id, value});
+    }
+    dirty();
+}
+
+void vst3_effect::dirty() noexcept
+{
+    edited_ = true;
+    if (wake_ != nullptr)
+        SetEvent(wake_);
+}
+
+void vst3_effect::restart_wanted(int32_t flags) noexcept
+{
+    restart_ |= flags;
+    if (wake_ != nullptr)
+        SetEvent(wake_);
 }
 
 } // namespace vsthost::v3

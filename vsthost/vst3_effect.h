@@ -8,6 +8,7 @@
 #include "vsthost/vst3_module.h"
 
 #include <atomic>
+#include <map>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -29,11 +30,18 @@ public:
     std::vector<class_info> classes() const override;
     std::vector<parameter_info> parameters() override;
     std::vector<bus_info> buses() const override;
+    double parameter(uint32_t id) override;
+    std::string parameter_text(uint32_t id) override;
+    void set_parameter(uint32_t id, double value) override;
+    bool set_parameter_text(uint32_t id, const std::string& text) override;
     std::optional<editor_size> editor() override;
+    std::unique_ptr<effect_editor> make_editor(editor_host& host) override;
+    bool take_edited() noexcept override { return edited_.exchange(false); }
     bool process_block(size_t frames) noexcept override;
     uint32_t latency() const noexcept override { return latency_; }
     bool wants_attention() const noexcept override { return restart_ != 0; }
     void attend() override;
+    bool wants_rebuild() const noexcept override { return (restart_ & V3_RESTART_RELOAD_COMPONENT) != 0; }
     void idle() override { deliver_output_changes(); }
 
 private:
@@ -70,8 +78,8 @@ private:
 
     // edit_sink; any thread.
     void edited(v3_param_id id, double value) noexcept override;
-    void dirty() noexcept override { dirty_ = true; }
-    void restart_wanted(int32_t flags) noexcept override { restart_ |= flags; }
+    void dirty() noexcept override;
+    void restart_wanted(int32_t flags) noexcept override;
 
     module module_;
     effect_options options_;
@@ -110,7 +118,8 @@ private:
     std::vector<edit> edits_;           // from the controller, for the next block
     std::vector<edit> outputs_changed_; // from the processor, for the controller
     std::atomic<int32_t> restart_{0};
-    std::atomic<bool> dirty_{false};
+    std::map<v3_param_id, std::string> units_;
+    std::atomic<bool> edited_{false};
     std::atomic<uint32_t> latency_{0};
 };
 

@@ -1,0 +1,524 @@
+#include "vsthost/editor/parameter_view.h"
+
+#include "vsthost/run_to_the_end.h"
+#include "win/utf.h"
+
+#include <algorithm>
+#include <cmath>
+#include <utility>
+
+namespace {
+
+constexpr wchar_t class_name[] = L"qvxParameterList";
+constexpr unsigned rounds_between_looks = 3; // about 60 ms
+enum column { name_column, bar_column, value_column };
+enum control_id : WORD { search_id = 100, list_id, field_id };
+constexpr UINT_PTR subclass_id = 1;
+
+// In dots at 96 an inch.
+constexpr int margin = 8;
+constexpr int line_height = 24;
+constexpr int usual_width = 560;
+constexpr int usual_height = 420;
+constexpr int least_width = 320;
+constexpr int least_height = 160;
+constexpr int value_width = 120;
+
+bool is_down(int key)
+{
+    return GetKeyState(key) < 0;
+}
+
+std::string window_text(HWND window)
+{
+    std::wstring text(static_cast<size_t>(GetWindowTextLengthW(window)) + 1, L'\0');
+    text.resize(static_cast<size_t>(GetWindowTextW(window, text.data(), static_cast<int>(text.size()))));
+    return win::to_utf8(text);
+}
+
+} // namespace
+
+vsthost::parameter_view::parameter_view(parameter_source& source)
+    : model_(source)
+{
+}
+
+vsthost::parameter_view::~parameter_view()
+{
+    close();
+}
+
+std::unique_ptr<vsthost::effect_editor> vsthost::make_parameter_view(parameter_source& source)
+{
+    return std::make_unique<parameter_view>(source);
+}
+
+int vsthost::parameter_view::scaled(int plain) const
+{
+    return static_cast<int>(std::lround(plain * scale_));
+}
+
+std::optional<vsthost::editor_size> vsthost::parameter_view::size()
+{
+    if (window_ != nullptr) {
+        RECT now{};
+        GetClientRect(window_, &now);
+        return editor_size{now.right, now.bottom};
+    }
+    return editor_size{scaled(usual_width), scaled(usual_height)};
+}
+
+vsthost::editor_size vsthost::parameter_view::constrained(editor_size wanted)
+{
+    return {std::max(wanted.width, scaled(least_width)), std::max(wanted.height, scaled(least_height))};
+}
+
+void vsthost::parameter_view::set_scale(double scale)
+{
+    scale_ = scale;
+    if (window_ == nullptr)
+        return;
+    make_font();
+    RECT now{};
+    GetClientRect(window_, &now);
+    lay_out(now.right, now.bottom);
+}
+
+bool vsthost::parameter_view::open(void* window)
+{
+    const INITCOMMONCONTROLSEX controls{sizeof controls, ICC_LISTVIEW_CLASSES};
+    InitCommonControlsEx(&controls);
+    WNDCLASSEXW kind{};
+    kind.cbSize = sizeof kind;
+    kind.lpfnWndProc = on_message;
+    kind.hInstance = GetModuleHandleW(nullptr);
+    kind.hCursor = LoadCursorW(nullptr, IDC_ARROW);
+    kind.hbrBackground = GetSysColorBrush(COLOR_BTNFACE);
+    kind.lpszClassName = class_name;
+    RegisterClassExW(&kind); // again after a reload: it is there already
+    create_controls(static_cast<HWND>(window));
+    return window_ != nullptr;
+}
+
+void vsthost::parameter_view::create_controls(HWND parent)
+{
+    RECT all{};
+    GetClientRect(parent, &all);
+    const HINSTANCE module = GetModuleHandleW(nullptr);
+    window_ = CreateWindowExW(WS_EX_CONTROLPARENT, class_name, L"", WS_CHILD | WS_VISIBLE | WS_CLIPCHILDREN,
+                              0, 0, all.right, all.bottom, parent, nullptr, module, this);
+    if (window_ == nullptr)
+        return;
+    const auto make = [&](const wchar_t* kind, DWORD extended, DWORD style, WORD id, const wchar_t* text) {
+        const auto menu = reinterpret_cast<HMENU>(uintptr_t{id});
+        return CreateWindowExW(extended, kind, text, WS_CHILD | WS_VISIBLE | style, 0, 0, 0, 0, window_, menu,
+                               module, nullptr);
+    };
+    if (model_.total() == 0) {
+        hint_ = make(L"STATIC", 0, SS_LEFT, 0, L"This effect has neither an editor nor parameters.");
+    } else {
+        search_ = make(L"EDIT", WS_EX_CLIENTEDGE, WS_TABSTOP | ES_AUTOHSCROLL, search_id, L"");
+        SendMessageW(search_, EM_SETCUEBANNER, TRUE, reinterpret_cast<LPARAM>(L"Search"));
+        SetWindowSubclass(search_, on_field_message, subclass_id, reinterpret_cast<DWORD_PTR>(this));
+        list_ = make(WC_LISTVIEWW, WS_EX_CLIENTEDGE,
+                     WS_TABSTOP | LVS_REPORT | LVS_OWNERDATA | LVS_SINGLESEL | LVS_SHOWSELALWAYS |
+                         LVS_NOSORTHEADER,
+                     list_id, L"Parameters");
+        create_list(module);
+        hint_ = make(L"STATIC", 0, SS_LEFT | SS_ENDELLIPSIS, 0,
+                     L"Drag a bar; double-click it for the default; F2 to type a value");
+    }
+    make_font();
+    lay_out(all.right, all.bottom);
+}
+
+void vsthost::parameter_view::create_list(HINSTANCE)
+{
+    ListView_SetExtendedListViewStyle(list_, LVS_EX_FULLROWSELECT | LVS_EX_DOUBLEBUFFER);
+    SetWindowSubclass(list_, on_list_message, subclass_id, reinterpret_cast<DWORD_PTR>(this));
+    const wchar_t* const titles[] = {L"Parameter", L"", L"Value"};
+    for (const int position : {name_column, bar_column, value_column}) {
+        LVCOLUMNW about{};
+        about.mask = LVCF_TEXT | LVCF_SUBITEM;
+        about.pszText = const_cast<wchar_t*>(titles[position]);
+        about.iSubItem = position;
+        SendMessageW(list_, LVM_INSERTCOLUMNW, static_cast<WPARAM>(position),
+                     reinterpret_cast<LPARAM>(&about));
+    }
+    show_rows();
+}
+
+void vsthost::parameter_view::make_font()
+{
+    NONCLIENTMETRICSW metrics{};
+    metrics.cbSize = sizeof metrics;
+    SystemParametersInfoW(SPI_GETNONCLIENTMETRICS, sizeof metrics, &metrics, 0);
+    metrics.lfMessageFont.lfHeight = -scaled(12);
+    const HFONT font = CreateFontIndirectW(&metrics.lfMessageFont);
+    for (const HWND control : {search_, list_, hint_, field_})
+        if (control != nullptr)
+            SendMessageW(control, WM_SETFONT, reinterpret_cast<WPARAM>(font), TRUE);
+    if (font_ != nullptr)
+        DeleteObject(font_);
+    font_ = font;
+}
+
+void vsthost::parameter_view::lay_out(int width, int height)
+{
+    end_typing(true);
+    SetWindowPos(window_, nullptr, 0, 0, width, height, SWP_NOZORDER | SWP_NOACTIVATE);
+    const int edge = scaled(margin);
+    const int line = scaled(line_height);
+    const int inside = width - 2 * edge;
+    if (list_ == nullptr) {
+        MoveWindow(hint_, edge, edge, inside, line, TRUE);
+        return;
+    }
+    MoveWindow(search_, edge, edge, inside, line, TRUE);
+    const int top = edge + line + edge;
+    const int bottom = height - line;
+    MoveWindow(list_, edge, top, inside, std::max(bottom - top - edge / 2, 0), TRUE);
+    MoveWindow(hint_, edge, bottom, inside, line, TRUE);
+    const int room = inside - GetSystemMetrics(SM_CXVSCROLL) - 4 - scaled(value_width);
+    ListView_SetColumnWidth(list_, name_column, room / 2);
+    ListView_SetColumnWidth(list_, bar_column, room - room / 2);
+    ListView_SetColumnWidth(list_, value_column, scaled(value_width));
+}
+
+void vsthost::parameter_view::close()
+{
+    if (window_ != nullptr)
+        DestroyWindow(window_);
+    window_ = search_ = list_ = hint_ = field_ = nullptr;
+    if (font_ != nullptr)
+        DeleteObject(font_);
+    font_ = nullptr;
+}
+
+void vsthost::parameter_view::resized(editor_size now)
+{
+    if (window_ != nullptr)
+        lay_out(now.width, now.height);
+}
+
+void vsthost::parameter_view::focused(bool has_focus)
+{
+    if (has_focus && list_ != nullptr && !IsChild(window_, GetFocus()))
+        SetFocus(list_);
+}
+
+void vsthost::parameter_view::idle()
+{
+    if (list_ == nullptr || ++idle_rounds_ % rounds_between_looks != 0)
+        return;
+    const auto first = static_cast<size_t>(std::max(ListView_GetTopIndex(list_), 0));
+    const size_t last = first + static_cast<size_t>(std::max(ListView_GetCountPerPage(list_), 0)) + 1;
+    if (model_.refresh(first, last))
+        ListView_RedrawItems(list_, static_cast<int>(first), static_cast<int>(last));
+}
+
+void vsthost::parameter_view::search()
+{
+    end_typing(true);
+    model_.search(window_text(search_));
+    show_rows();
+}
+
+void vsthost::parameter_view::show_rows()
+{
+    ListView_SetItemCountEx(list_, static_cast<int>(model_.count()), 0);
+    if (model_.count() != 0 && !selected())
+        ListView_SetItemState(list_, 0, LVIS_SELECTED | LVIS_FOCUSED, LVIS_SELECTED | LVIS_FOCUSED);
+    InvalidateRect(list_, nullptr, TRUE);
+}
+
+std::optional<size_t> vsthost::parameter_view::selected() const
+{
+    const int row = ListView_GetNextItem(list_, -1, LVNI_SELECTED);
+    if (row < 0 || static_cast<size_t>(row) >= model_.count())
+        return std::nullopt;
+    return static_cast<size_t>(row);
+}
+
+RECT vsthost::parameter_view::cell(size_t row, int column) const
+{
+    RECT place{};
+    ListView_GetSubItemRect(list_, static_cast<int>(row), column, LVIR_BOUNDS, &place);
+    return place;
+}
+
+void vsthost::parameter_view::draw_bar(HDC on, size_t row) const
+{
+    const parameter_info& about = model_.at(row).about;
+    RECT place = cell(row, bar_column);
+    InflateRect(&place, -scaled(4), -std::max(scaled(3), static_cast<int>(place.bottom - place.top) / 5));
+    if (place.right <= place.left)
+        return;
+    FillRect(on, &place, GetSysColorBrush(COLOR_WINDOW));
+    RECT filled = place;
+    filled.right = filled.left + static_cast<LONG>(std::lround((place.right - place.left) * about.value));
+    FillRect(on, &filled, GetSysColorBrush(about.read_only ? COLOR_BTNSHADOW : COLOR_HIGHLIGHT));
+    FrameRect(on, &place, GetSysColorBrush(COLOR_BTNSHADOW));
+}
+
+LRESULT vsthost::parameter_view::on_custom_draw(const NMLVCUSTOMDRAW& draw)
+{
+    switch (draw.nmcd.dwDrawStage) {
+    case CDDS_PREPAINT:
+        return CDRF_NOTIFYITEMDRAW;
+    case CDDS_ITEMPREPAINT:
+        return CDRF_NOTIFYPOSTPAINT;
+    case CDDS_ITEMPOSTPAINT:
+        if (draw.nmcd.dwItemSpec < model_.count())
+            draw_bar(draw.nmcd.hdc, draw.nmcd.dwItemSpec);
+        return CDRF_DODEFAULT;
+    default:
+        return CDRF_DODEFAULT;
+    }
+}
+
+LRESULT vsthost::parameter_view::on_notify(const NMHDR& what)
+{
+    if (what.hwndFrom != list_ || list_ == nullptr)
+        return 0;
+    switch (what.code) {
+    case NM_CUSTOMDRAW:
+        return on_custom_draw(reinterpret_cast<const NMLVCUSTOMDRAW&>(what));
+    case LVN_GETDISPINFOW: {
+        const LVITEMW& item = reinterpret_cast<const NMLVDISPINFOW&>(what).item;
+        const auto row = static_cast<size_t>(item.iItem);
+        if ((item.mask & LVIF_TEXT) == 0 || item.cchTextMax <= 0 || item.iItem < 0 || row >= model_.count())
+            return 0;
+        const parameter_model::row& shown = model_.at(row);
+        const std::wstring text = item.iSubItem == name_column    ? win::to_utf16(shown.about.name)
+                                  : item.iSubItem == value_column ? win::to_utf16(shown.text)
+                                                                  : std::wstring();
+        lstrcpynW(item.pszText, text.c_str(), item.cchTextMax);
+        return 0;
+    }
+    case LVN_BEGINSCROLL:
+        end_typing(true);
+        return 0;
+    default:
+        return 0;
+    }
+}
+
+void vsthost::parameter_view::drag_to(int x)
+{
+    const RECT place = cell(*dragged_row_, bar_column);
+    const int edge = scaled(4);
+    const double width = place.right - place.left - 2 * edge;
+    if (width <= 0)
+        return;
+    model_.set(*dragged_row_, (x - place.left - edge) / width);
+    const int row = static_cast<int>(*dragged_row_);
+    ListView_RedrawItems(list_, row, row);
+}
+
+bool vsthost::parameter_view::on_list_button(POINT at, bool is_double)
+{
+    end_typing(true);
+    LVHITTESTINFO hit{};
+    hit.pt = at;
+    const auto found =
+        static_cast<int>(SendMessageW(list_, LVM_SUBITEMHITTEST, 0, reinterpret_cast<LPARAM>(&hit)));
+    if (found < 0 || static_cast<size_t>(found) >= model_.count())
+        return false;
+    const auto row = static_cast<size_t>(found);
+    SetFocus(list_);
+    ListView_SetItemState(list_, found, LVIS_SELECTED | LVIS_FOCUSED, LVIS_SELECTED | LVIS_FOCUSED);
+    if (hit.iSubItem == value_column) {
+        begin_typing(row);
+    } else if (is_double) {
+        model_.set_default(row);
+        ListView_RedrawItems(list_, found, found);
+    } else if (hit.iSubItem == bar_column) {
+        SetCapture(list_);
+        dragged_row_ = row;
+        drag_to(at.x);
+    }
+    return true;
+}
+
+bool vsthost::parameter_view::on_list_key(WPARAM key)
+{
+    const std::optional<size_t> row = selected();
+    if (key == VK_TAB || (key == 'F' && is_down(VK_CONTROL))) {
+        SetFocus(search_);
+        return true;
+    }
+    if (!row)
+        return false;
+    const double step = is_down(VK_SHIFT) ? 10.0 : is_down(VK_CONTROL) ? 0.1 : 1.0;
+    switch (key) {
+    case VK_LEFT:
+        model_.nudge(*row, -step);
+        break;
+    case VK_RIGHT:
+        model_.nudge(*row, step);
+        break;
+    case VK_DELETE:
+        model_.set_default(*row);
+        break;
+    case VK_F2:
+    case VK_RETURN:
+        begin_typing(*row);
+        return true;
+    default:
+        return false;
+    }
+    ListView_RedrawItems(list_, static_cast<int>(*row), static_cast<int>(*row));
+    return true;
+}
+
+void vsthost::parameter_view::begin_typing(size_t row)
+{
+    end_typing(true);
+    if (model_.at(row).about.read_only)
+        return;
+    ListView_EnsureVisible(list_, static_cast<int>(row), FALSE);
+    const RECT place = cell(row, value_column);
+    typed_row_ = row;
+    field_ =
+        CreateWindowExW(0, L"EDIT", win::to_utf16(model_.at(row).text).c_str(),
+                        WS_CHILD | WS_VISIBLE | WS_BORDER | ES_AUTOHSCROLL, place.left, place.top,
+                        place.right - place.left, place.bottom - place.top, list_,
+                        reinterpret_cast<HMENU>(uintptr_t{field_id}), GetModuleHandleW(nullptr), nullptr);
+    if (field_ == nullptr)
+        return;
+    SetWindowSubclass(field_, on_field_message, subclass_id, reinterpret_cast<DWORD_PTR>(this));
+    SendMessageW(field_, WM_SETFONT, reinterpret_cast<WPARAM>(font_), FALSE);
+    SendMessageW(field_, EM_SETSEL, 0, -1);
+    SetFocus(field_);
+}
+
+void vsthost::parameter_view::end_typing(bool keep)
+{
+    if (field_ == nullptr)
+        return;
+    const HWND field = std::exchange(field_, nullptr); // its end takes the focus away, which leads here again
+    const std::string text = window_text(field);
+    if (keep && typed_row_ < model_.count() && text != model_.at(typed_row_).text &&
+        !model_.type(typed_row_, text))
+        MessageBeep(MB_ICONWARNING);
+    const bool had_focus = GetFocus() == field;
+    DestroyWindow(field);
+    if (had_focus)
+        SetFocus(list_);
+    ListView_RedrawItems(list_, static_cast<int>(typed_row_), static_cast<int>(typed_row_));
+}
+
+LRESULT CALLBACK vsthost::parameter_view::on_message(HWND window, UINT message, WPARAM wide, LPARAM large)
+{
+    if (message == WM_NCCREATE) {
+        const auto* const made = reinterpret_cast<const CREATESTRUCTW*>(large);
+        SetWindowLongPtrW(window, GWLP_USERDATA, reinterpret_cast<LONG_PTR>(made->lpCreateParams));
+    }
+    auto* const self = reinterpret_cast<parameter_view*>(GetWindowLongPtrW(window, GWLP_USERDATA));
+    switch (message) {
+    case WM_NOTIFY:
+        return or_end_process([&] { return self->on_notify(*reinterpret_cast<const NMHDR*>(large)); });
+    case WM_COMMAND:
+        if (LOWORD(wide) == search_id && HIWORD(wide) == EN_CHANGE)
+            or_end_process([&] { self->search(); });
+        return 0;
+    case WM_SETFOCUS:
+        if (self->list_ != nullptr)
+            SetFocus(self->list_);
+        return 0;
+    default:
+        return DefWindowProcW(window, message, wide, large);
+    }
+}
+
+LRESULT CALLBACK vsthost::parameter_view::on_list_message(HWND window, UINT message, WPARAM wide,
+                                                          LPARAM large, UINT_PTR, DWORD_PTR context)
+{
+    auto& self = *reinterpret_cast<parameter_view*>(context);
+    const auto result = or_end_process([&] { return self.on_list(message, wide, large); });
+    return result ? *result : DefSubclassProc(window, message, wide, large);
+}
+
+std::optional<LRESULT> vsthost::parameter_view::on_list(UINT message, WPARAM wide, LPARAM large)
+{
+    const POINT at{static_cast<short>(LOWORD(large)), static_cast<short>(HIWORD(large))};
+    switch (message) {
+    case WM_LBUTTONDOWN:
+    case WM_LBUTTONDBLCLK:
+        if (on_list_button(at, message == WM_LBUTTONDBLCLK))
+            return 0;
+        break;
+    case WM_MOUSEMOVE:
+        if (dragged_row_) {
+            drag_to(at.x);
+            return 0;
+        }
+        break;
+    case WM_LBUTTONUP:
+        if (dragged_row_) {
+            ReleaseCapture();
+            return 0;
+        }
+        break;
+    case WM_CAPTURECHANGED:
+        dragged_row_.reset();
+        break;
+    case WM_KEYDOWN:
+        if (on_list_key(wide))
+            return 0;
+        break;
+    case WM_MOUSEWHEEL:
+        end_typing(true);
+        break;
+    default:
+        break;
+    }
+    return std::nullopt;
+}
+
+LRESULT CALLBACK vsthost::parameter_view::on_field_message(HWND window, UINT message, WPARAM wide,
+                                                           LPARAM large, UINT_PTR, DWORD_PTR context)
+{
+    auto& self = *reinterpret_cast<parameter_view*>(context);
+    const auto result = or_end_process([&] { return self.on_field(window, message, wide, large); });
+    return result ? *result : DefSubclassProc(window, message, wide, large);
+}
+
+// Both the search field and the one for a value.
+std::optional<LRESULT> vsthost::parameter_view::on_field(HWND field, UINT message, WPARAM wide, LPARAM large)
+{
+    const bool is_value = field == field_;
+    switch (message) {
+    case WM_KEYDOWN:
+        if (wide == VK_RETURN || wide == VK_TAB || wide == VK_DOWN) {
+            if (is_value)
+                end_typing(true);
+            else
+                SetFocus(list_);
+            return 0;
+        }
+        if (wide == VK_ESCAPE) {
+            if (is_value)
+                end_typing(false);
+            else
+                SetWindowTextW(field, L"");
+            return 0;
+        }
+        break;
+    case WM_CHAR: // these would beep
+        if (wide == VK_RETURN || wide == VK_TAB || wide == VK_ESCAPE)
+            return 0;
+        break;
+    case WM_KILLFOCUS:
+        if (is_value) {
+            const LRESULT result = DefSubclassProc(field, message, wide, large);
+            end_typing(true);
+            return result;
+        }
+        break;
+    default:
+        break;
+    }
+    return std::nullopt;
+}

@@ -1,0 +1,145 @@
+#include "vsthost/editor/state_file.h"
+
+#include "vsthost/exit_codes.h"
+#include "vsthost/report.h"
+#include "win/handle.h"
+#include "win/long_path.h"
+#include "win/utf.h"
+
+#include <windows.h>
+
+#include <chrono>
+#include <utility>
+
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr int64_t largest_state = 256 * 1024 * 1024;
+// A reader holds the file for a moment: tried again at once and for a while; then somebody holds it for good,
+// which is told, and it is tried now and then.
+constexpr auto quick_pause = 10ms;
+constexpr auto quick_time = 500ms;
+constexpr auto slow_pause = 250ms;
+
+bool write_file(const std::wstring& path, const std::vector<uint8_t>& bytes)
+{
+    const win::file_handle file(
+        CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr));
+    DWORD done = 0;
+    return file && (bytes.empty() ||
+                    (WriteFile(file.get(), bytes.data(), static_cast<DWORD>(bytes.size()), &done, nullptr) &&
+                     done == bytes.size()));
+}
+
+[[noreturn]] void unreadable(const std::string& path)
+{
+    throw vsthost::fatal_error(vsthost::exit_code::state_file, "cannot read the state file \"" + path +
+                                                                   "\" (Windows error " +
+                                                                   std::to_string(GetLastError()) + ")");
+}
+
+} // namespace
+
+std::vector<uint8_t> vsthost::read_state_file(const std::string& path)
+{
+    const win::file_handle file(CreateFileW(win::long_path(path).c_str(), GENERIC_READ,
+                                            FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                                            OPEN_EXISTING, 0, nullptr));
+    if (!file && GetLastError() == ERROR_FILE_NOT_FOUND)
+        return {};
+    LARGE_INTEGER size{};
+    if (!file || !GetFileSizeEx(file.get(), &size))
+        unreadable(path);
+    if (size.QuadPart >= largest_state)
+        throw fatal_error(exit_code::state_file, "\"" + path + "\" is no state: it holds 256 MiB or more");
+    std::vector<uint8_t> bytes(static_cast<size_t>(size.QuadPart));
+    DWORD done = 0;
+    if (!bytes.empty() &&
+        (!ReadFile(file.get(), bytes.data(), static_cast<DWORD>(bytes.size()), &done, nullptr) ||
+         done != bytes.size()))
+        unreadable(path);
+    return bytes;
+}
+
+unsigned long vsthost::replace_state_file(const std::string& path, const std::vector<uint8_t>& bytes)
+{
+    const std::wstring final_name = win::long_path(path);
+    const std::wstring new_name = final_name + L".new";
+    if (write_file(new_name, bytes) &&
+        MoveFileExW(new_name.c_str(), final_name.c_str(), MOVEFILE_REPLACE_EXISTING))
+        return 0;
+    const DWORD error = GetLastError();
+    DeleteFileW(new_name.c_str());
+    return error != 0 ? error : ERROR_WRITE_FAULT;
+}
+
+vsthost::state_writer::state_writer(std::string path, std::vector<uint8_t> content)
+    : path_(std::move(path))
+    , content_(std::move(content))
+    , thread_([this] { run(); })
+{
+}
+
+vsthost::state_writer::~state_writer()
+{
+    {
+        const std::lock_guard lock(mutex_);
+        stop_ = true;
+    }
+    changed_.notify_all();
+    thread_.join();
+}
+
+void vsthost::state_writer::put(std::vector<uint8_t> bytes)
+{
+    {
+        const std::lock_guard lock(mutex_);
+        // Against what is on its way, too: it may be in the file by now.
+        if (bytes == (waiting_ ? wanted_ : content_))
+            return;
+        wanted_ = std::move(bytes);
+        waiting_ = true;
+    }
+    changed_.notify_all();
+}
+
+bool vsthost::state_writer::finish(unsigned milliseconds)
+{
+    std::unique_lock lock(mutex_);
+    return changed_.wait_for(lock, std::chrono::milliseconds(milliseconds), [this] { return !waiting_; });
+}
+
+void vsthost::state_writer::run()
+{
+    using clock = std::chrono::steady_clock;
+    bool told = false;
+    bool refused = false;
+    clock::time_point first_refusal;
+    std::unique_lock lock(mutex_);
+    for (;;) {
+        changed_.wait(lock, [this] { return waiting_ || stop_; });
+        if (stop_)
+            return;
+        const std::vector<uint8_t> now = wanted_;
+        lock.unlock();
+        const unsigned long error = replace_state_file(path_, now);
+        lock.lock();
+        if (error == 0) {
+            refused = false;
+            content_ = now;
+            if (wanted_ == content_) {
+                waiting_ = false;
+                changed_.notify_all();
+            }
+            continue;
+        }
+        if (!std::exchange(refused, true))
+            first_refusal = clock::now();
+        const bool quick = clock::now() - first_refusal < quick_time;
+        if (!quick && !std::exchange(told, true))
+            report("the effect's state cannot be written to \"" + path_ + "\" (Windows error " +
+                   std::to_string(error) + "); it is tried again");
+        changed_.wait_for(lock, quick ? quick_pause : slow_pause, [this] { return stop_; });
+    }
+}
