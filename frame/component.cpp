@@ -1,5 +1,6 @@
 #include "frame/component.h"
 
+#include "frame/wiring.h"
 #include "sdk/cfg_var.h"
 #include "worker/startWorker.h"
 
@@ -30,5 +31,7 @@ extern "C" __declspec(dllexport) component_client* quavix_get_interface(host_api
     if (!host || host->get_version() < host_api::current_version)
         return nullptr;
     core_api::set_host(host);
+    static const bool wired = (wire_rooms(), true);
+    static_cast<void>(wired);
     return &component::get();
 }

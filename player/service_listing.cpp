@@ -4,6 +4,7 @@
 #include "sdk/componentversion.h"
 #include "sdk/dsp.h"
 #include "sdk/initquit.h"
+#include "sdk/mainmenu.h"
 
 namespace player {
 
@@ -30,6 +31,17 @@ void describe_version(service_base& service, service_description& out)
     }
 }
 
+void describe_menu(service_base& service, service_description& out)
+{
+    const auto menu = service_query_as<mainmenu_commands>(service);
+    if (!menu || menu->get_command_count() == 0)
+        return;
+    string_out_impl name;
+    menu->get_name(0, name);
+    out.name = name.text;
+    out.guid = menu->get_command(0);
+}
+
 struct known_class {
     guid_t class_guid;
     const char* name;
@@ -41,6 +53,7 @@ const known_class known_classes[] = {
     {initquit::class_guid, "initquit", nullptr},
     {dsp_entry::class_guid, "dsp_entry", &describe_labelled<dsp_entry>},
     {componentversion::class_guid, "componentversion", &describe_version},
+    {mainmenu_commands::class_guid, "mainmenu_commands", &describe_menu},
 };
 
 const char* kind_name(service_factory_base::kind_t kind)

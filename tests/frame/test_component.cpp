@@ -6,6 +6,7 @@
 #include "sdk/componentversion.h"
 #include "sdk/dsp_chunk_list_impl.h"
 #include "sdk/initquit.h"
+#include "sdk/mainmenu.h"
 
 #include <doctest/doctest.h>
 
@@ -62,6 +63,12 @@ std::string description(service_base& service)
     if (const auto version = service_query_as<componentversion>(service))
         return text_of([&](string_out& out) { version->get_component_name(out); }) + " " +
                text_of([&](string_out& out) { version->get_component_version(out); });
+    if (const auto menu = service_query_as<mainmenu_commands>(service)) {
+        CHECK(menu->get_command_count() == 1);
+        CHECK(menu->get_sort_priority() == 0x80000000);
+        return text_of([&](string_out& out) { menu->get_name(0, out); }) + " " +
+               guid_text(menu->get_command(0)) + " in " + guid_text(menu->get_parent());
+    }
     return service_query_as<initquit>(service) ? "initquit" : "?";
 }
 
@@ -102,6 +109,8 @@ TEST_CASE("the services in the order of their registration, each with its kind a
         {dsp_entry::class_guid, kind::singleton,
          std::string(adapter) + " 937F4CA5-6F0E-4D59-BA9C-6348DD1FA9E0"},
         {componentversion::class_guid, kind::single, std::string(adapter) + " 0.15"},
+        {mainmenu_commands::class_guid, kind::singleton,
+         "VST AE185F7F-68DD-49D6-AD27-C02BBD00AD78 in 8AF6EE1A-18D5-4B1C-AA2D-E50EAE3DC117"},
     };
     const auto factories = component.factories();
     REQUIRE(factories.size() == std::size(rows));
