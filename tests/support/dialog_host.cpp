@@ -1,6 +1,8 @@
 #include "support/dialog_host.h"
 
 #include "player/native_filesystem.h"
+#include "player/services/chain_service.h"
+#include "player/services/md5_hasher.h"
 
 void scripted_shell::show_popup(void*, const char* text, const char* title)
 {
@@ -41,6 +43,8 @@ dialog_host::dialog_host()
     host.add_service(main_thread_queue::class_guid, queue);
     host.add_service(shell_service::class_guid, shell);
     host.add_service(filesystem::class_guid, service_new<player::native_filesystem>());
+    host.add_service(dsp_config_manager::class_guid, service_new<player::chain_service>(chain));
+    host.add_service(hasher_md5::class_guid, service_new<player::md5_hasher>());
 }
 
 bool dialog_host::run_until(const std::function<bool()>& done, double limit_seconds)

@@ -1,8 +1,9 @@
 #pragma once
-// A small player for tests of dialogs: the test_host with a message loop, files, and boxes and pickers that
-// are answered without a hand on the mouse.
+// A small player for tests of dialogs and menus: the test_host with a message loop, files, the chain
+// and boxes and pickers that are answered without a hand on the mouse.
 
 #include "player/callback_queue.h"
+#include "player/live_chain.h"
 #include "player/queue_window.h"
 #include "sdk/shell.h"
 #include "support/test_host.h"
@@ -44,6 +45,7 @@ public:
     test_host host;
     service_ptr_t<player::callback_queue> queue = service_new<player::callback_queue>();
     service_ptr_t<scripted_shell> shell = service_new<scripted_shell>();
+    player::live_chain chain;
 
 private:
     player::queue_window window_{*queue};

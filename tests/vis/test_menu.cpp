@@ -1,0 +1,190 @@
+// The "VST" menu and the configure run behind it: which entries it shows, and where edits go.
+
+#include "vis/mainmenu_commands_vst.h"
+
+#include "sdk/dsp_chain_config_impl.h"
+#include "support/dialog_host.h"
+#include "support/fake_worker.h"
+#include "vis/menuConfigureRun.h"
+
+#include <doctest/doctest.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <stdexcept>
+
+namespace {
+
+using lines = std::vector<std::string>;
+
+dsp_preset_impl entry(const std::string& path, const std::string& name = "A", int version = 3)
+{
+    vstConfig_t effect;
+    effect.path = path;
+    effect.name = name;
+    effect.arch = "x64";
+    effect.vstVersion = version;
+    dsp_preset_impl preset;
+    vstConfigToPreset(effect, preset);
+    return preset;
+}
+
+dsp_preset_impl foreign(const std::string& path)
+{
+    dsp_preset_impl preset = entry(path);
+    preset.set_owner({1, 2, 3, {}});
+    return preset;
+}
+
+const dsp_preset_impl broken = entry("C:\\A.vst3", "A", 4);
+
+struct menu_fixture {
+    explicit menu_fixture(std::initializer_list<dsp_preset_impl> presets)
+    {
+        fake_worker::use_for_launches();
+        for (const dsp_preset_impl& preset : presets)
+            player.chain.add(preset);
+    }
+    ~menu_fixture() { endMenuConfigureRun(); }
+
+    // "NAME GUID" of each command.
+    lines commands()
+    {
+        service_ptr_t<mainmenu_node> tree, command;
+        menu->dynamic_instantiate(0, tree);
+        lines found;
+        for (size_t i = 0; i < tree->get_child_count(); ++i) {
+            tree->get_child(command, i);
+            string_out_impl text, description;
+            uint32_t flags = 1;
+            command->get_display(text, flags);
+            CHECK(flags == 0);
+            CHECK(command->get_description(description));
+            CHECK(description.text == "Configures VST effect.");
+            found.push_back(text.text + " " + guid_text(command->get_guid()));
+        }
+        return found;
+    }
+    bool execute(size_t index)
+    {
+        service_ptr_t<mainmenu_node> tree, command;
+        menu->dynamic_instantiate(0, tree);
+        tree->get_child(command, index);
+        return menu->dynamic_execute(0, command->get_guid());
+    }
+    void remove(size_t index) { player.chain.remove((*player.chain.get())[index]->id); }
+    // The states in the chain; "-" for what has none, also what is not an effect of ours.
+    lines states()
+    {
+        lines found;
+        for (const auto& slot : *player.chain.get()) {
+            std::string state;
+            try {
+                const auto bytes = vstConfigFromPreset(slot->preset).state;
+                state.assign(bytes.begin(), bytes.end());
+            } catch (const exception_io_data&) {
+            }
+            found.push_back(state.empty() ? "-" : state);
+        }
+        return found;
+    }
+
+    dialog_host player;
+    service_ptr_t<mainmenu_commands_vst> menu = service_new<mainmenu_commands_vst>();
+};
+
+// Saves "edit" when it opens and "last" when it is told to go.
+const char* const editor = "connect\nwrite-file $--data edit\nsignal-event {event:up}\n"
+                           "on-broken-pipe write-file $--data last\nread 1";
+
+std::string data_file(const fake_worker& fake)
+{
+    const lines arguments = fake.arguments();
+    return arguments[static_cast<size_t>(std::ranges::find(arguments, "--data") - arguments.begin()) + 1];
+}
+
+} // namespace
+
+TEST_CASE("a command for each effect of the chain, with an identity that lasts")
+{
+    // MD5 of C:\\A.vst3, C:\\A.vst3+1 and C:\\B.dll
+    const std::string first_a = "2774A30F-135A-D6C6-67A5-9C2E0B29FDA3",
+                      second_a = "0AB52FAD-6F3E-8F40-BA89-B78514C1553B",
+                      b = "28D0D027-C996-8B10-D9CD-8DA719CC135C";
+    menu_fixture test{broken,
+                      entry("C:\\A.vst3"),
+                      foreign("C:\\A.vst3"),
+                      entry("C:\\B.dll", "B"),
+                      entry("C:\\A.vst3", "A2"),
+                      entry("")};
+    CHECK(test.commands() == lines{"A " + first_a, "B " + b, "A2 " + second_a});
+    test.remove(1); // what was the second one is now the first
+    CHECK(test.commands() == lines{"B " + b, "A2 " + first_a});
+    CHECK_FALSE(test.menu->dynamic_execute(0, {1, 2, 3, {}}));
+    while (!test.player.chain.get()->empty())
+        test.remove(0);
+    CHECK(test.commands().empty());
+
+    service_ptr_t<mainmenu_node> none;
+    CHECK_THROWS_AS(test.menu->dynamic_instantiate(1, none), std::out_of_range);
+    test.menu->execute(0); // the entry itself does nothing
+    string_out_impl text;
+    uint32_t flags = 1;
+    CHECK(test.menu->get_display(0, text, flags));
+    CHECK((text.text == "VST" && flags == 0 && test.menu->is_command_dynamic(0)));
+    CHECK_FALSE(test.menu->get_description(0, text));
+}
+
+TEST_CASE("an edit goes to its own entry of the chain as it then is")
+{
+    struct row {
+        const char* what;
+        size_t executed;             // which of the two
+        std::vector<size_t> removed; // meanwhile
+        lines states;                // afterwards
+    };
+    const row rows[] = {
+        {"the first", 0, {}, {"-", "last", "-", "-"}},
+        {"the second", 1, {}, {"-", "-", "-", "last"}},
+        {"the first, which is gone", 0, {1}, {"-", "-", "last"}},
+        {"the second, the first is gone", 1, {1}, {"-", "-", "-"}},
+        {"both are gone", 0, {3, 1}, {"-", "-"}},
+    };
+    for (const row& each : rows) {
+        CAPTURE(each.what);
+        fake_worker fake(editor);
+        const std::string path = fake.script_path();
+        menu_fixture test{broken, entry(path), foreign(path), entry(path)};
+        CHECK(test.execute(each.executed));
+        REQUIRE(fake.wait_for("up"));
+        for (const size_t index : each.removed)
+            test.remove(index);
+        const std::string file = data_file(fake);
+        CHECK(std::filesystem::exists(file));
+        endMenuConfigureRun(); // as the player's quit does
+        CHECK(test.states() == each.states);
+        CHECK_FALSE(std::filesystem::exists(file));
+        CHECK(fake.record().back() == "exit 0");
+        endMenuConfigureRun();
+    }
+}
+
+TEST_CASE("the next command ends the editor before, whose last state is placed by the new number")
+{
+    fake_worker first(editor), other("connect\nsignal-event {event:up}\nwait-event {event:close}\n"
+                                     "write-file $--data closed\nexit 0");
+    menu_fixture test{entry(first.script_path()), entry(first.script_path()), entry(other.script_path())};
+    CHECK(test.execute(1));
+    REQUIRE(first.wait_for("up"));
+    CHECK(test.player.run_until([&] { return test.states()[1] == "edit"; }, 1));
+    CHECK(test.execute(2));
+    CHECK(test.states() == lines{"last", "edit", "-"});
+    REQUIRE(other.wait_for("up"));
+    other.signal("close"); // by the user
+    CHECK(test.player.run_until([&] { return test.states()[2] == "closed"; }, 5));
+
+    test.player.host.app_token.abort();
+    CHECK(test.execute(0)); // found, but the player is shutting down
+    test.player.run_for(0.2);
+    CHECK(first.process_ids().size() == 1);
+}

@@ -1,0 +1,165 @@
+// Visualisations with scripted workers: what they are sent, and how they end.
+
+#include "vis/vis_instance.h"
+
+#include "sdk/audio_chunk_impl.h"
+#include "support/dialog_host.h"
+#include "support/fake_worker.h"
+#include "worker/startWorker.h"
+
+#include <doctest/doctest.h>
+
+#include <algorithm>
+
+namespace {
+
+class capture_double : public playback_stream_capture_v2 {
+public:
+    using service_interface = playback_stream_capture_v2;
+
+    void add_callback(playback_stream_capture_callback&) override { FAIL("without an interval"); }
+    void add_callback_v2(playback_stream_capture_callback& callback, double seconds) override
+    {
+        CHECK(seconds == 0.01);
+        callbacks.push_back(&callback);
+    }
+    void remove_callback(playback_stream_capture_callback& callback) noexcept override
+    {
+        std::erase(callbacks, &callback);
+    }
+
+    std::vector<playback_stream_capture_callback*> callbacks;
+};
+
+struct vis_fixture {
+    vis_fixture()
+    {
+        fake_worker::use_for_launches();
+        player.host.add_service(playback_stream_capture::class_guid, capture);
+    }
+    void deliver(uint32_t rate, uint32_t channels, uint32_t mask, size_t frames)
+    {
+        audio_chunk_impl_t chunk;
+        chunk.set_data_size(frames * channels);
+        std::fill_n(chunk.get_data(), frames * channels, 1.0);
+        chunk.set_sample_rate(rate);
+        chunk.set_channels(channels, mask);
+        chunk.set_sample_count(frames);
+        for (auto* const callback : std::vector(capture->callbacks))
+            callback->on_chunk(chunk);
+    }
+    // Whether no instance is registered any more.
+    bool gone(double limit_seconds = 5)
+    {
+        return player.run_until([&] { return capture->callbacks.empty(); }, limit_seconds);
+    }
+
+    dialog_host player;
+    service_ptr_t<capture_double> capture = service_new<capture_double>();
+};
+
+} // namespace
+
+TEST_CASE("a format goes first and again when it changed; ten pieces wait for the worker")
+{
+    vis_fixture test;
+    fake_worker fake(
+        "signal-event {event:started}\nwait-event {event:go}\nconnect\non 1 * no-reply\n"
+        "on 3 * no-reply\nserve 12\nsignal-event {event:early}\nserve 5\nsignal-event {event:heard}\n"
+        "serve");
+    new vis_instance(fake.effect());
+    REQUIRE(fake.wait_for("started"));
+    for (size_t i = 1; i <= 12; ++i) // two more than there is room for
+        test.deliver(i <= 5 ? 44100 : 48000, 2, 3, i);
+    fake.signal("go");
+    CHECK(fake.wait_for("early"));
+    test.deliver(48000, 2, 3, 441);
+    test.deliver(48000, 1, 4, 441);
+    test.deliver(48000, 1, 0, 441);
+    CHECK(fake.wait_for("heard"));
+    std::string said;
+    for (const auto& command : fake.commands())
+        said += std::to_string(command.code) + ":" + std::to_string(command.byte_count) + " ";
+    CHECK(said == "3:20 1:16 1:32 1:48 1:64 1:80 3:20 1:96 1:112 1:128 1:144 1:160 "
+                  "1:7056 3:20 1:3528 3:20 1:3528 ");
+    const uint32_t formats[][5] = {
+        {44100, 2, 3, 2, 3}, {48000, 2, 3, 2, 3}, {48000, 1, 4, 1, 4}, {48000, 1, 0, 1, 0}};
+    size_t next = 0;
+    for (const auto& command : fake.commands()) {
+        if (command.code == 3)
+            CHECK(command.payload == std::string(reinterpret_cast<const char*>(formats[next++]), 20));
+    }
+    const std::vector<std::string> arguments = fake.arguments();
+    REQUIRE(arguments.size() == 20);
+    CHECK(arguments[1] == "configure-live");
+    CHECK(std::vector(arguments.begin() + 6, arguments.begin() + 18) ==
+          std::vector<std::string>{"--dpi-aware", "no", "--parent-window", "0", "--formattag", "3", "--bits",
+                                   "64", "--window-title", "VST Visualization", "--process", "realtime"});
+}
+
+TEST_CASE("an instance ends with its worker and says nothing of it")
+{
+    struct row {
+        const char* what;
+        const char* script; // null: there is no such program
+        bool plays;
+        bool without_token = false;
+    };
+    const row rows[] = {
+        {"closed while paused", "connect\nexit 0", false},
+        {"the pipe is gone but not the worker", "connect\nclose-pipe\nhang", true},
+        {"no worker", nullptr, false},
+        {"no token", "connect\nserve", false, true},
+    };
+    for (const row& each : rows) {
+        CAPTURE(each.what);
+        vis_fixture test;
+        fake_worker fake(each.script ? each.script : "");
+        if (!each.script)
+            Nv::setComponentPath("C:\\nowhere\\component.dll");
+        test.player.host.hide_service(app_abort::class_guid, each.without_token);
+        new vis_instance(fake.effect());
+        if (each.plays) {
+            CHECK(test.player.run_until([&] {
+                test.deliver(44100, 2, 3, 441);
+                return test.capture->callbacks.empty();
+            }));
+        }
+        CHECK(test.gone());
+        CHECK(test.player.host.console_lines().empty());
+        CHECK(test.player.shell->shown.empty());
+        test.player.host.hide_service(app_abort::class_guid, false);
+    }
+}
+
+TEST_CASE("what cannot begin leaves nothing")
+{
+    vis_fixture test;
+    test.player.host.refuse_detached(true);
+    CHECK_THROWS_AS(new vis_instance({}), exception_win32);
+    CHECK(test.capture->callbacks.empty());
+    test.player.host.hide_service(playback_stream_capture::class_guid, true);
+    CHECK_THROWS_AS(new vis_instance({}), exception_host_bug_check);
+}
+
+TEST_CASE("at shut-down all end within two seconds and are left as they are")
+{
+    vis_fixture test;
+    fake_worker fakes[] = {fake_worker("connect\nsignal-event {event:up}\nhang"),
+                           fake_worker("connect\nsignal-event {event:up}\nhang"),
+                           fake_worker("connect\nsignal-event {event:up}\nread 1")};
+    for (fake_worker& fake : fakes) {
+        new vis_instance(fake.effect());
+        REQUIRE(fake.wait_for("up"));
+    }
+    for (int i = 0; i < 50; ++i)
+        test.deliver(192000, 8, 0x63F, 1920); // nobody reads: what does not fit is lost
+    test.player.host.app_token.abort();
+    CHECK(test.player.host.wait_until_detached_done(2));
+    test.player.run_for(0.1);
+    CHECK(test.capture->callbacks.size() == 3);
+    for (const fake_worker& fake : fakes) {
+        const win::kernel_handle process(OpenProcess(SYNCHRONIZE, FALSE, fake.process_ids()[0]));
+        CHECK((!process || WaitForSingleObject(process.get(), 0) == WAIT_OBJECT_0));
+    }
+}
