@@ -1,0 +1,84 @@
+// The player quits while the component is busy: it comes out of it in time, with nothing lost or left.
+
+#include "loaded_component.h"
+
+#include "player/json_config_store.h"
+#include "player/player_host.h"
+#include "player/queue_window.h"
+#include "sdk/mainmenu.h"
+#include "support/temp_folder.h"
+#include "worker/startWorker.h"
+
+#include <doctest/doctest.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <optional>
+
+namespace {
+
+struct running_player {
+    running_player()
+    {
+        host.load_component(component_path());
+        host.start();
+        // Of the module that is loaded already: only where it looks for its workers changes.
+        fake_worker::use_for_launches();
+        const auto get_interface = reinterpret_cast<quavix_get_interface_t*>(reinterpret_cast<void*>(
+            GetProcAddress(GetModuleHandleW(L"qvx_dsp_vst3.dll"), "quavix_get_interface")));
+        get_interface(&host)->set_library_path(Nv::componentPath().c_str(), "component.dll");
+        window.emplace(host.main_queue());
+    }
+    // The first effect of the chain through the main menu.
+    void open_editor()
+    {
+        service_enumerate<mainmenu_commands>([](mainmenu_commands& commands) {
+            const auto menu = service_query_as<mainmenu_commands_v2>(commands);
+            if (!menu)
+                return true;
+            service_ptr_t<mainmenu_node> tree, command;
+            menu->dynamic_instantiate(0, tree);
+            tree->get_child(command, 0);
+            REQUIRE(command);
+            command->execute();
+            return false;
+        });
+    }
+
+    temp_folder folder;
+    std::vector<std::string> lines;
+    player::player_host host{[this](std::string_view line) { lines.emplace_back(line); },
+                             service_new<player::json_config_store>(folder.path("config.json"))};
+    std::optional<player::queue_window> window;
+};
+
+} // namespace
+
+TEST_CASE("at quit an open editor is closed, its last state goes into the chain, and the module unloads")
+{
+    for (const bool with_editor : {true, false}) {
+        CAPTURE(with_editor);
+        fake_worker fake("connect\nsignal-event {event:up}\non-broken-pipe write-file $--data last\nread 1");
+        running_player test;
+        test.host.chain().add(preset_of(fake.effect()));
+        std::string file;
+        if (with_editor) {
+            test.open_editor();
+            REQUIRE(fake.wait_for("up"));
+            const auto arguments = fake.arguments();
+            file = *(std::find(arguments.begin(), arguments.end(), "--data") + 1);
+            CHECK(std::filesystem::exists(file));
+        }
+        const ULONGLONG began = GetTickCount64();
+        CHECK(test.host.shut_down());
+        CHECK(GetTickCount64() - began < 2000);
+        CHECK(GetModuleHandleW(L"qvx_dsp_vst3.dll") == nullptr);
+        CHECK_FALSE(std::filesystem::exists(file));
+        CHECK(test.lines == std::vector<std::string>{});
+        const auto state = vstConfigFromPreset(test.host.chain().get()->front()->preset).state;
+        CHECK(std::string(state.begin(), state.end()) == (with_editor ? "last" : ""));
+        CHECK(fake.process_ids().size() == (with_editor ? 1 : 0));
+        if (with_editor)
+            CHECK(fake.record().back() == "exit 0");
+    }
+}

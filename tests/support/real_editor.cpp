@@ -1,0 +1,97 @@
+#include "support/real_editor.h"
+
+#include "win/utf.h"
+#include "worker/startWorker.h"
+
+#include <cstdlib>
+#include <stdexcept>
+
+namespace {
+
+std::string dist()
+{
+    const char* const folder = std::getenv("QVX_DIST");
+    if (!folder)
+        throw std::runtime_error("QVX_DIST is not set: run the tests with ./test");
+    return folder;
+}
+
+} // namespace
+
+void use_shipped_workers()
+{
+    Nv::setComponentPath(dist() + (sizeof(void*) == 8 ? "\\x64" : "\\x86") + "\\qvx_dsp_vst3.dll");
+}
+
+std::string shipped_effect(const std::string& file, const std::string& arch)
+{
+    return dist() + "\\effects\\" + arch + "\\" + file;
+}
+
+owner_window::owner_window()
+    : handle_(CreateWindowExW(0, L"STATIC", L"player", WS_OVERLAPPEDWINDOW | WS_VISIBLE, 20, 20, 200, 100,
+                              nullptr, nullptr, nullptr, nullptr))
+{
+    if (!handle_)
+        throw std::runtime_error("no window");
+}
+
+std::vector<HWND> owned_windows(HWND owner)
+{
+    struct search {
+        HWND owner;
+        std::vector<HWND> found;
+    } all{owner, {}};
+    EnumWindows(
+        [](HWND window, LPARAM context) -> BOOL {
+            auto& into = *reinterpret_cast<search*>(context);
+            if (GetWindow(window, GW_OWNER) == into.owner && IsWindowVisible(window))
+                into.found.push_back(window);
+            return TRUE;
+        },
+        reinterpret_cast<LPARAM>(&all));
+    return all.found;
+}
+
+HWND editor_in(HWND window)
+{
+    while (const HWND child = GetWindow(window, GW_CHILD))
+        window = child;
+    return window;
+}
+
+void press(HWND editor, WPARAM key)
+{
+    PostMessageW(editor, WM_KEYDOWN, key, 1);
+    PostMessageW(editor, WM_KEYUP, key, LPARAM(0xC0000001));
+}
+
+std::string title_of(HWND window)
+{
+    wchar_t text[256] = {};
+    GetWindowTextW(window, text, 256);
+    return win::to_utf8(text);
+}
+
+std::vector<uint32_t> pixels_of(HWND window)
+{
+    RECT area;
+    GetWindowRect(window, &area);
+    const LONG width = area.right - area.left, height = area.bottom - area.top;
+    const HDC screen = GetDC(nullptr), memory = CreateCompatibleDC(screen);
+    BITMAPINFO info{};
+    info.bmiHeader = {sizeof(BITMAPINFOHEADER), width, -height, 1, 32, BI_RGB, 0, 0, 0, 0, 0};
+    void* bits = nullptr;
+    const HBITMAP bitmap = CreateDIBSection(memory, &info, DIB_RGB_COLORS, &bits, nullptr, 0);
+    if (!bitmap)
+        throw std::runtime_error("no bitmap");
+    const HGDIOBJ old = SelectObject(memory, bitmap);
+    BitBlt(memory, 0, 0, width, height, screen, area.left, area.top, SRCCOPY);
+    const auto* const first = static_cast<const uint32_t*>(bits);
+    std::vector<uint32_t> copy(first, first + width * height);
+    SelectObject(memory, old);
+    DeleteObject(bitmap);
+    DeleteDC(memory);
+    ReleaseDC(nullptr, screen);
+    return copy;
+}

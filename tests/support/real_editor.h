@@ -1,0 +1,35 @@
+#pragma once
+// The window that a real worker opens on one of ours, as a test sees and touches it.
+
+#include <windows.h>
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+// Makes every launch start the shipped workers. Throws without QVX_DIST, see tools/run_tests.py.
+void use_shipped_workers();
+// A shipped effect: "qvxGain.vst3" for "x64" or "x86".
+std::string shipped_effect(const std::string& file, const std::string& arch);
+
+// A window of ours that stands where an editor's owner stands.
+class owner_window {
+public:
+    owner_window();
+    ~owner_window() { DestroyWindow(handle_); }
+    owner_window(const owner_window&) = delete;
+    owner_window& operator=(const owner_window&) = delete;
+    HWND handle() const { return handle_; }
+
+private:
+    HWND handle_;
+};
+
+// The visible windows that this one owns, of whatever process.
+std::vector<HWND> owned_windows(HWND owner);
+// The editor in a worker's window: its innermost first child.
+HWND editor_in(HWND window);
+void press(HWND editor, WPARAM key);
+std::string title_of(HWND window);
+// What the screen shows of the window's inside.
+std::vector<uint32_t> pixels_of(HWND window);
