@@ -16,6 +16,19 @@ std::string dist()
     return folder;
 }
 
+struct owned_search {
+    HWND owner;
+    std::vector<HWND> found;
+};
+
+BOOL CALLBACK visit_window(HWND window, LPARAM context)
+{
+    auto& search = *reinterpret_cast<owned_search*>(context);
+    if (GetWindow(window, GW_OWNER) == search.owner && IsWindowVisible(window))
+        search.found.push_back(window);
+    return TRUE;
+}
+
 } // namespace
 
 void use_shipped_workers()
@@ -38,18 +51,8 @@ owner_window::owner_window()
 
 std::vector<HWND> owned_windows(HWND owner)
 {
-    struct search {
-        HWND owner;
-        std::vector<HWND> found;
-    } all{owner, {}};
-    EnumWindows(
-        [](HWND window, LPARAM context) -> BOOL {
-            auto& into = *reinterpret_cast<search*>(context);
-            if (GetWindow(window, GW_OWNER) == into.owner && IsWindowVisible(window))
-                into.found.push_back(window);
-            return TRUE;
-        },
-        reinterpret_cast<LPARAM>(&all));
+    owned_search all{owner, {}};
+    EnumWindows(&visit_window, reinterpret_cast<LPARAM>(&all));
     return all.found;
 }
 
@@ -63,7 +66,7 @@ HWND editor_in(HWND window)
 void press(HWND editor, WPARAM key)
 {
     PostMessageW(editor, WM_KEYDOWN, key, 1);
-    PostMessageW(editor, WM_KEYUP, key, LPARAM(0xC0000001));
+    PostMessageW(editor, WM_KEYUP, key, static_cast<LPARAM>(0xC0000001));
 }
 
 std::string title_of(HWND window)

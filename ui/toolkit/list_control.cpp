@@ -77,7 +77,8 @@ void list_control::attach(HWND dialog, int id, kind what, const wchar_t* name, i
         throw exception_win32(ERROR_NOT_ENOUGH_MEMORY);
 
     const DWORD boxes = kind_ == kind::check_boxes ? DWORD{LVS_EX_CHECKBOXES} : 0;
-    ListView_SetExtendedListViewStyle(list_, LVS_EX_FULLROWSELECT | LVS_EX_DOUBLEBUFFER | boxes);
+    ListView_SetExtendedListViewStyle(
+        list_, static_cast<LPARAM>(LVS_EX_FULLROWSELECT | LVS_EX_DOUBLEBUFFER | boxes));
     LVCOLUMNW column = {};
     column.mask = LVCF_FMT | LVCF_WIDTH;
     column.fmt = LVCFMT_LEFT;
