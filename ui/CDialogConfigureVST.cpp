@@ -192,6 +192,7 @@ void CDialogConfigureVST::runEditor(const std::shared_ptr<run_t>& run, const vst
     bool closed = false;
     Nv::winPipeServerLite pipe;
     try {
+        Nv::throwIfAborted(); // who walks through a list of effects stops runs that have not begun
         const bool live = cfg_feed_live.get();
         Nv::startWorker(pipe, effect, live ? Nv::modeConfigureLive : Nv::modeConfigure,
                         Nv::configureOptions(cfg_dpi_aware.get(), run->dataFile, run->parentWindow));

@@ -160,6 +160,8 @@ TEST_CASE("the DSP's entry: generations, default preset, display names, foreign 
     truncated.set_data(whole.get_data(), whole.get_data_size() - 1);
     config.name.clear();
     const dsp_preset_impl nameless = preset_of(config);
+    config = {"", "R", "x64", 3};
+    const dsp_preset_impl pathless = preset_of(config);
 
     const std::string corrupt = "Unsupported format or corrupted file";
     struct row {
@@ -172,6 +174,7 @@ TEST_CASE("the DSP's entry: generations, default preset, display names, foreign 
     const row rows[] = {
         {"a record", whole, "VST: R\xC3\xA9verb", "made", "made"},
         {"without a name", nameless, adapter, "made", "made"},
+        {"without a path", pathless, "VST: R", "made", "made"},
         {"the default", preset, adapter, "made", "made"},
         {"foreign", foreign, adapter, "refused", corrupt},
         {"truncated", truncated, adapter, corrupt, corrupt},

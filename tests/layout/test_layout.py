@@ -125,7 +125,9 @@ def flags_for(header, commands):
         return (source.with_suffix("") != header.with_suffix(""), -shared, source)
     room = TOP / header.relative_to(TOP).parts[0]
     unique = {}
-    for source in sorted((source for source in commands if source.is_relative_to(room)), key=distance):
+    # A room of headers alone is compiled as anybody is.
+    of_room = [source for source in commands if source.is_relative_to(room)] or commands
+    for source in sorted(of_room, key=distance):
         arguments, directory = commands[source]
         unique.setdefault(tuple(arguments), directory)
     return unique.items()

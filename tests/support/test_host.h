@@ -9,6 +9,7 @@
 #include "sdk/host_api.h"
 #include "sdk/threads.h"
 
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <map>
@@ -52,6 +53,7 @@ public:
     void hide_service(const guid_t& class_guid, bool hide);
 
     abort_callback_impl app_token;
+    std::atomic<void*> main_window{nullptr}; // HWND
     config_store& store() noexcept;
 
     // Paths that begin with "test://" are not native: the native form is what follows.
@@ -60,7 +62,7 @@ public:
     uint32_t get_version() const noexcept override { return current_version; }
     size_t get_service_count(const guid_t& class_guid) const noexcept override;
     void get_service(service_ptr_t<service_base>& out, const guid_t& class_guid, size_t index) override;
-    void* get_main_window() const noexcept override { return nullptr; }
+    void* get_main_window() const noexcept override { return main_window; }
     bool is_main_thread() const noexcept override;
     bool is_shutting_down() const noexcept override { return app_token.is_aborting(); }
     bool are_services_available() const noexcept override { return true; }

@@ -2,63 +2,11 @@
 
 #include "vis/vis_instance.h"
 
-#include "sdk/audio_chunk_impl.h"
-#include "support/dialog_host.h"
+#include "capture_double.h"
 #include "support/fake_worker.h"
 #include "worker/startWorker.h"
 
 #include <doctest/doctest.h>
-
-#include <algorithm>
-
-namespace {
-
-class capture_double : public playback_stream_capture_v2 {
-public:
-    using service_interface = playback_stream_capture_v2;
-
-    void add_callback(playback_stream_capture_callback&) override { FAIL("without an interval"); }
-    void add_callback_v2(playback_stream_capture_callback& callback, double seconds) override
-    {
-        CHECK(seconds == 0.01);
-        callbacks.push_back(&callback);
-    }
-    void remove_callback(playback_stream_capture_callback& callback) noexcept override
-    {
-        std::erase(callbacks, &callback);
-    }
-
-    std::vector<playback_stream_capture_callback*> callbacks;
-};
-
-struct vis_fixture {
-    vis_fixture()
-    {
-        fake_worker::use_for_launches();
-        player.host.add_service(playback_stream_capture::class_guid, capture);
-    }
-    void deliver(uint32_t rate, uint32_t channels, uint32_t mask, size_t frames)
-    {
-        audio_chunk_impl_t chunk;
-        chunk.set_data_size(frames * channels);
-        std::fill_n(chunk.get_data(), frames * channels, 1.0);
-        chunk.set_sample_rate(rate);
-        chunk.set_channels(channels, mask);
-        chunk.set_sample_count(frames);
-        for (auto* const callback : std::vector(capture->callbacks))
-            callback->on_chunk(chunk);
-    }
-    // Whether no instance is registered any more.
-    bool gone(double limit_seconds = 5)
-    {
-        return player.run_until([&] { return capture->callbacks.empty(); }, limit_seconds);
-    }
-
-    dialog_host player;
-    service_ptr_t<capture_double> capture = service_new<capture_double>();
-};
-
-} // namespace
 
 TEST_CASE("a format goes first and again when it changed; ten pieces wait for the worker")
 {
@@ -113,6 +61,7 @@ TEST_CASE("an instance ends with its worker and says nothing of it")
     };
     for (const row& each : rows) {
         CAPTURE(each.what);
+        fake_worker::use_for_launches();
         vis_fixture test;
         fake_worker fake(each.script ? each.script : "");
         if (!each.script)
@@ -144,6 +93,7 @@ TEST_CASE("what cannot begin leaves nothing")
 
 TEST_CASE("at shut-down all end within two seconds and are left as they are")
 {
+    fake_worker::use_for_launches();
     vis_fixture test;
     fake_worker fakes[] = {fake_worker("connect\nsignal-event {event:up}\nhang"),
                            fake_worker("connect\nsignal-event {event:up}\nhang"),
