@@ -181,10 +181,28 @@ void on_abort(int)
     on_unhandled(&pointers);
 }
 
+// A crash in a window procedure that the system calls would otherwise be swallowed, and the editor go on with
+// whatever is left of it.
+void let_crashes_through_callbacks()
+{
+    using get_policy = BOOL(WINAPI*)(DWORD*);
+    using set_policy = BOOL(WINAPI*)(DWORD);
+    constexpr DWORD callback_filter = 1;
+    const HMODULE kernel = GetModuleHandleW(L"kernel32.dll");
+    const auto get = reinterpret_cast<get_policy>(
+        reinterpret_cast<void*>(GetProcAddress(kernel, "GetProcessUserModeExceptionPolicy")));
+    const auto set = reinterpret_cast<set_policy>(
+        reinterpret_cast<void*>(GetProcAddress(kernel, "SetProcessUserModeExceptionPolicy")));
+    DWORD policy = 0;
+    if (get != nullptr && set != nullptr && get(&policy))
+        set(policy & ~callback_filter);
+}
+
 } // namespace
 
 void vsthost::install_fault_handling()
 {
+    let_crashes_through_callbacks();
     SetErrorMode(SEM_FAILCRITICALERRORS | SEM_NOGPFAULTERRORBOX | SEM_NOOPENFILEERRORBOX);
     _set_error_mode(_OUT_TO_STDERR); // the run-time library's own "abnormal termination" box
     std::signal(SIGABRT, on_abort);

@@ -44,6 +44,9 @@ public:
     // 1 is 96 dots an inch. VST 3, and only from hosts that care.
     virtual void set_scale(double /*scale*/) {}
     virtual void take_focus() {}
+    // Of keys and the wheel, what came to the host's window instead of the editor's. True: used.
+    virtual bool key_down(int /*character*/, int /*code*/) { return false; }
+    virtual bool wheel(double /*notches*/) { return false; } // VST 3
     // VST 2: some 50 times a second, open or not.
     virtual void idle() {}
 };

@@ -17,6 +17,7 @@ bool matches(const std::vector<bus>& buses, std::span<const int> counts)
 
 effect::effect(const description& about)
     : about_(about)
+    , values_(std::make_unique<std::atomic<double>[]>(about.parameters.size()))
 {
     for (std::size_t i = 0; i < about.parameters.size(); ++i)
         values_[i].store(about.parameters[i].def, std::memory_order_relaxed);

@@ -21,7 +21,6 @@
 namespace bare {
 
 inline constexpr std::size_t max_channels = 32; // of all buses of one direction
-inline constexpr std::size_t max_parameters = 8;
 
 struct bus {
     const char* name;
@@ -135,7 +134,7 @@ protected:
 
 private:
     const description& about_;
-    std::array<std::atomic<double>, max_parameters> values_;
+    std::unique_ptr<std::atomic<double>[]> values_;
     host* host_ = nullptr;
 };
 

@@ -56,6 +56,7 @@ enum effect_opcode : int32_t {
     op_can_do = 51,
     op_tail = 52,
     op_vst_version = 58,
+    op_editor_key_down = 59,
     op_get_speaker_arrangement = 69,
     op_next_in_shell = 70,
 };

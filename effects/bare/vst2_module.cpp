@@ -317,6 +317,8 @@ intptr_t instance::control(int32_t opcode, int32_t index, intptr_t value, void* 
     case op_editor_close:
     case op_editor_idle:
         return control_editor(opcode, ptr);
+    case op_editor_key_down:
+        return editor_is_open_ && editor_->key_down(index, static_cast<int>(value)) ? 1 : 0;
     case op_get_chunk:
         if (!ptr || !about().keeps_chunk)
             return 0;

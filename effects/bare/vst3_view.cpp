@@ -46,9 +46,13 @@ struct view::calls {
         bound::to(t.view.attached,
                   [](owner& v, void* parent, const char* platform) { return v.attach(parent, platform); });
         bound::to(t.view.removed, [](owner& v) { return v.remove(); });
-        // Keys and the wheel come to the editor's window as messages.
-        bound::to(t.view.on_wheel, [](owner&, float) { return no; });
-        bound::to(t.view.on_key_down, [](owner&, int16_t, int16_t, int16_t) { return no; });
+        // Most keys come to the editor's window as messages.
+        bound::to(t.view.on_wheel, [](owner& v, float notches) {
+            return v.editor_->wheel(static_cast<double>(notches)) ? ok : no;
+        });
+        bound::to(t.view.on_key_down, [](owner& v, int16_t character, int16_t code, int16_t) {
+            return v.editor_->key_down(character, code) ? ok : no;
+        });
         bound::to(t.view.on_key_up, [](owner&, int16_t, int16_t, int16_t) { return no; });
         bound::to(t.view.get_size, [](owner& v, v3_view_rect* rect) {
             if (!rect)

@@ -124,11 +124,18 @@ worker::worker(const launch& how)
     if (!pipe_)
         throw driver_error("no pipe server");
     const std::string program = worker_path(how.arch);
-    start(program,
-          {program, "process", "--vst", how.vst, "--vst-version", std::to_string(how.vst_version),
-           "--formattag", "3", "--bits", "64", "--protocol", "chunked", "--float64", how.float64 ? "1" : "0",
-           "--process", how.realtime ? "realtime" : "offline", "--pipe", name},
-          false, how.environment);
+    const bool edits = !how.editor_mode.empty();
+    std::vector<std::string> arguments{program,         edits ? how.editor_mode : "process", "--vst", how.vst,
+                                       "--vst-version", std::to_string(how.vst_version)};
+    const std::vector<std::string> stream{"--protocol", "chunked", "--float64", how.float64 ? "1" : "0"};
+    const std::vector<std::string>& own = edits ? how.editor_options : stream;
+    arguments.insert(arguments.end(), own.begin(), own.end());
+    for (const std::string& each :
+         {std::string("--formattag"), std::string("3"), std::string("--bits"), std::string("64"),
+          std::string("--process"), std::string(how.realtime || edits ? "realtime" : "offline"),
+          std::string("--pipe"), name})
+        arguments.push_back(each);
+    start(program, arguments, false, how.environment);
     if (how.reads_errors)
         read_errors();
 

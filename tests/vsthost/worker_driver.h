@@ -37,6 +37,9 @@ struct launch {
     bool realtime = false;
     std::map<std::string, std::string> environment; // additions
     bool reads_errors = true;                       // false: nobody reads standard error until the end
+    // One of the editor modes instead of "process", with these option pairs.
+    std::string editor_mode;
+    std::vector<std::string> editor_options;
 };
 
 struct processed {

@@ -23,6 +23,8 @@ constexpr int usual_height = 420;
 constexpr int least_width = 320;
 constexpr int least_height = 160;
 constexpr int value_width = 120;
+constexpr int label_width = 56;
+constexpr int row_height = 22;
 
 bool is_down(int key)
 {
@@ -117,8 +119,8 @@ void vsthost::parameter_view::create_controls(HWND parent)
     if (model_.total() == 0) {
         hint_ = make(L"STATIC", 0, SS_LEFT, 0, L"This effect has neither an editor nor parameters.");
     } else {
+        label_ = make(L"STATIC", 0, SS_LEFT | SS_CENTERIMAGE, 0, L"Search:");
         search_ = make(L"EDIT", WS_EX_CLIENTEDGE, WS_TABSTOP | ES_AUTOHSCROLL, search_id, L"");
-        SendMessageW(search_, EM_SETCUEBANNER, TRUE, reinterpret_cast<LPARAM>(L"Search"));
         SetWindowSubclass(search_, on_field_message, subclass_id, reinterpret_cast<DWORD_PTR>(this));
         list_ = make(WC_LISTVIEWW, WS_EX_CLIENTEDGE,
                      WS_TABSTOP | LVS_REPORT | LVS_OWNERDATA | LVS_SINGLESEL | LVS_SHOWSELALWAYS |
@@ -155,12 +157,18 @@ void vsthost::parameter_view::make_font()
     SystemParametersInfoW(SPI_GETNONCLIENTMETRICS, sizeof metrics, &metrics, 0);
     metrics.lfMessageFont.lfHeight = -scaled(12);
     const HFONT font = CreateFontIndirectW(&metrics.lfMessageFont);
-    for (const HWND control : {search_, list_, hint_, field_})
+    for (const HWND control : {label_, search_, list_, hint_, field_})
         if (control != nullptr)
             SendMessageW(control, WM_SETFONT, reinterpret_cast<WPARAM>(font), TRUE);
     if (font_ != nullptr)
         DeleteObject(font_);
     font_ = font;
+    if (list_ == nullptr)
+        return;
+    // Rows are as high as their icons, and these have nothing else to be.
+    const HIMAGELIST icons = ImageList_Create(1, scaled(row_height), ILC_COLOR, 1, 0);
+    if (const HIMAGELIST old = ListView_SetImageList(list_, icons, LVSIL_SMALL))
+        ImageList_Destroy(old);
 }
 
 void vsthost::parameter_view::lay_out(int width, int height)
@@ -174,7 +182,9 @@ void vsthost::parameter_view::lay_out(int width, int height)
         MoveWindow(hint_, edge, edge, inside, line, TRUE);
         return;
     }
-    MoveWindow(search_, edge, edge, inside, line, TRUE);
+    const int label = scaled(label_width);
+    MoveWindow(label_, edge, edge, label, line, TRUE);
+    MoveWindow(search_, edge + label, edge, inside - label, line, TRUE);
     const int top = edge + line + edge;
     const int bottom = height - line;
     MoveWindow(list_, edge, top, inside, std::max(bottom - top - edge / 2, 0), TRUE);
@@ -189,7 +199,7 @@ void vsthost::parameter_view::close()
 {
     if (window_ != nullptr)
         DestroyWindow(window_);
-    window_ = search_ = list_ = hint_ = field_ = nullptr;
+    window_ = label_ = search_ = list_ = hint_ = field_ = nullptr;
     if (font_ != nullptr)
         DeleteObject(font_);
     font_ = nullptr;
@@ -251,7 +261,7 @@ void vsthost::parameter_view::draw_bar(HDC on, size_t row) const
 {
     const parameter_info& about = model_.at(row).about;
     RECT place = cell(row, bar_column);
-    InflateRect(&place, -scaled(4), -std::max(scaled(3), static_cast<int>(place.bottom - place.top) / 5));
+    InflateRect(&place, -scaled(4), -static_cast<int>(place.bottom - place.top) / 4);
     if (place.right <= place.left)
         return;
     FillRect(on, &place, GetSysColorBrush(COLOR_WINDOW));

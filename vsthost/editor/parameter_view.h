@@ -62,6 +62,7 @@ private:
     double scale_ = 1.0;
     HFONT font_ = nullptr;
     HWND window_ = nullptr; // owns all the others
+    HWND label_ = nullptr;
     HWND search_ = nullptr;
     HWND list_ = nullptr;
     HWND hint_ = nullptr;

@@ -1,10 +1,13 @@
 #include "programs/modules/behaviours.h"
 
+#include "programs/modules/driven_editor.h"
+
 #include <windows.h>
 
 #include <algorithm>
 #include <deque>
 #include <limits>
+#include <string>
 #include <thread>
 
 void misbehave_in(std::string_view module_name, std::string_view call)
@@ -257,6 +260,26 @@ protected:
     double sample(std::size_t, double) override { return 0.25; }
 };
 
+// Its editor shows the loudest sample that it heard.
+class driven final : public passing {
+public:
+    using passing::passing;
+    std::unique_ptr<bare::editor> make_editor() override
+    {
+        return make_driven_editor(*this, [this] { return peak_.load(); });
+    }
+
+protected:
+    double sample(std::size_t, double input) override
+    {
+        peak_ = std::max<double>(peak_, input);
+        return input;
+    }
+
+private:
+    std::atomic<double> peak_ = 0.0;
+};
+
 class misbehaving final : public passing {
 public:
     explicit misbehaving(const bare::description& about)
@@ -274,6 +297,10 @@ public:
     {
         at("layout");
         return passing::set_layout(in, out);
+    }
+    std::unique_ptr<bare::editor> make_editor() override
+    {
+        return make_driven_editor(*this, [] { return 0.0; });
     }
     void prepare(double, int) override { at("prepare"); }
     void start() override { at("start"); }
@@ -311,6 +338,11 @@ private:
 };
 
 using about_t = bare::description;
+
+void edits_if_named_so(about_t& about)
+{
+    about.has_editor = std::string_view(about.name).ends_with("_edit");
+}
 
 constexpr behaviour behaviours[] = {
     {"module_that_passes_through", make<passing>},
@@ -351,6 +383,18 @@ constexpr behaviour behaviours[] = {
      }},
     {"module_with_names_in_unicode_only", make<passing>, [](about_t& a) { a.names_in_unicode_only = true; }},
     {"module_that_calls_back_from_its_own_thread", make<own_thread>},
+    {"module_with_an_editor", make<driven>, [](about_t& a) { a.has_editor = true; }},
+    {"module_with_a_resizable_editor", make<driven>, [](about_t& a) { a.has_editor = true; }},
+    {"module_whose_editor_resizes_at_once", make<driven>, [](about_t& a) { a.has_editor = true; }},
+    {"module_whose_editor_does_not_open", make<driven>, [](about_t& a) { a.has_editor = true; }},
+    {"module_with_600_parameters", make<passing>,
+     [](about_t& a) {
+         static std::deque<std::string> names;
+         a.parameters.clear();
+         for (int i = 1; i <= 600; ++i)
+             a.parameters.push_back(
+                 {names.emplace_back("Band " + std::to_string(i)).c_str(), "%", 0.0, 100.0, 50.0});
+     }},
     {"module_that_is_an_instrument", make<instrument>,
      [](about_t& a) {
          a.inputs.clear();
@@ -363,8 +407,8 @@ constexpr behaviour behaviours[] = {
          a.outputs.clear();
      }},
     {"module_without_an_effect", make<passing>, [](about_t& a) { a.category = "Test Class"; }},
-    {"module_that_crashes_in_", make<misbehaving>},
-    {"module_that_hangs_in_", make<misbehaving>},
+    {"module_that_crashes_in_", make<misbehaving>, edits_if_named_so},
+    {"module_that_hangs_in_", make<misbehaving>, edits_if_named_so},
 };
 
 } // namespace

@@ -21,9 +21,14 @@ set(module_names
     module_that_calls_back_from_its_own_thread
     module_that_is_an_instrument
     module_without_audio
+    module_with_an_editor
+    module_with_a_resizable_editor
+    module_whose_editor_resizes_at_once
+    module_whose_editor_does_not_open
+    module_with_600_parameters
     module_without_an_effect
     module_without_classes)
-foreach(call IN ITEMS entry create open layout prepare start process stop save restore latency tail close)
+foreach(call IN ITEMS entry create open layout prepare start process stop save restore latency tail edit close)
     list(APPEND module_names module_that_crashes_in_${call} module_that_hangs_in_${call})
 endforeach()
 set(vst3_module_names

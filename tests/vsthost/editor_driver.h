@@ -1,0 +1,87 @@
+#pragma once
+// Editors from the player's side: an owner window, the worker's window found by its process, and messages to
+// it. Every wait is bounded.
+
+#include "support/temp_folder.h"
+#include "vsthost/module_cases.h"
+
+#include <windows.h>
+
+#include <atomic>
+#include <functional>
+#include <optional>
+#include <string>
+#include <thread>
+
+namespace editor_driver {
+
+using namespace module_cases;
+
+bool wait_until(const std::function<bool()>& holds, unsigned milliseconds = 10000);
+
+// A player's window on a thread of its own that takes messages, as long as it is told to.
+class owner_window {
+public:
+    owner_window();
+    ~owner_window();
+    owner_window(const owner_window&) = delete;
+    owner_window& operator=(const owner_window&) = delete;
+
+    HWND handle() const { return window_; }
+    // From now on the thread waits for `process` and takes sent messages only.
+    void join_process(HANDLE process) { joined_ = process; }
+    // The last eight digits, as the command line has them.
+    std::string digits() const;
+
+private:
+    void run();
+
+    std::atomic<HWND> window_{nullptr};
+    std::atomic<HANDLE> joined_{nullptr};
+    std::atomic<bool> stop_{false};
+    std::thread thread_;
+};
+
+struct editing {
+    kind which;
+    std::string name; // of the module
+    bool live = false;
+    bool with_data = true;
+    double level = 0.5; // in the state file at the start; below 0: the file is empty
+    HWND owner = nullptr;
+    std::vector<std::string> options = {};
+};
+
+// A worker in an editor mode with its state file.
+class editor {
+public:
+    explicit editor(const editing& how);
+
+    worker& process() { return *worker_; }
+    // The worker's visible window, once it is there; null when none comes.
+    HWND frame(unsigned milliseconds = 10000);
+    // The window of the module's editor.
+    HWND inside();
+    void tell(unsigned what, uintptr_t wide = 0, intptr_t large = 0); // posted
+    std::string said();                                               // the editor window's text
+    bool says(const std::string& word, unsigned milliseconds = 5000);
+
+    std::string data() const { return folder_.path("state"); }
+    // What it holds; tried again while it is being replaced.
+    std::vector<uint8_t> file() const;
+    // True when the state file holds this "Level" within the time.
+    bool holds(double level, unsigned milliseconds);
+    // What the folder holds beside the state file.
+    std::vector<std::string> leftovers() const;
+
+private:
+    editing how_;
+    temp_folder folder_;
+    std::optional<worker> worker_;
+};
+
+SIZE client_size(HWND window);
+// What the window shows on the screen, as colours row by row.
+std::vector<uint32_t> picture(HWND window);
+
+} // namespace editor_driver

@@ -1,0 +1,97 @@
+// How editors end, in order and otherwise.
+
+#include "programs/modules/driven_messages.h"
+#include "vsthost/editor_driver.h"
+
+#include <chrono>
+
+using namespace editor_driver;
+
+namespace {
+
+constexpr uint32_t access_violation = 0xC0000005;
+
+} // namespace
+
+TEST_CASE("the end of the pipe keeps the last edit, also while the owner's thread only waits for the process")
+{
+    for_some_kinds([](const kind& which) {
+        owner_window owner;
+        editor shown({.which = which,
+                      .name = "module_with_an_editor",
+                      .options = {"--parent-window", owner.digits()}});
+        REQUIRE(shown.frame() != nullptr);
+        shown.tell(driven_edit, 875);
+        owner.join_process(shown.process().process_handle());
+        const auto begin = std::chrono::steady_clock::now();
+        shown.process().break_pipe();
+        CHECK(shown.process().wait(3000) == 0);
+        CHECK(std::chrono::steady_clock::now() - begin < std::chrono::milliseconds(800));
+        CHECK(shown.holds(0.875, 0));
+        CHECK(shown.leftovers().empty());
+    });
+}
+
+TEST_CASE("editors that hang, crash or do not open cost their worker at most")
+{
+    for_some_kinds([](const kind& which) {
+        const auto start = [&](const std::string& name) { return editing{.which = which, .name = name}; };
+        editor hangs(start("module_with_an_editor"));
+        editor hangs_in_open(start("module_that_hangs_in_edit"));
+        REQUIRE(hangs.frame() != nullptr);
+        hangs.tell(driven_edit, 375);
+        CHECK(hangs.holds(0.375, 1000));
+        hangs.tell(driven_hang);
+        Sleep(100);
+        hangs.process().break_pipe();
+        hangs_in_open.process().break_pipe();
+        for (editor* const each : {&hangs, &hangs_in_open}) {
+            CHECK(each->process().wait(5000) == 0);
+            CHECK(each->leftovers().empty());
+        }
+
+        editor crashes(start("module_with_an_editor"));
+        editor crashes_in_open(start("module_that_crashes_in_edit"));
+        REQUIRE(crashes.frame() != nullptr);
+        crashes.tell(driven_crash);
+        for (editor* const each : {&crashes, &crashes_in_open}) {
+            CHECK(each->process().wait(10000) == access_violation);
+            CHECK(each->process().errors().find("the effect crashed: access violation") == 0);
+        }
+
+        editor refuses(start("module_whose_editor_does_not_open"));
+        REQUIRE(refuses.frame() != nullptr);
+        CHECK(FindWindowExW(FindWindowExW(refuses.frame(), nullptr, L"qvxParameterList", nullptr), nullptr,
+                            L"SysListView32", nullptr) != nullptr);
+        PostMessageW(refuses.frame(), WM_CLOSE, 0, 0);
+        CHECK(refuses.process().wait() == 0);
+        CHECK(refuses.process().errors().find("does not open") != std::string::npos);
+    });
+}
+
+TEST_CASE("openings and closings leave nothing behind")
+{
+    owner_window owner;
+    const std::vector<kind> kinds{{"x64", 3}, {"x86", 2}, {"x64", 2}, {"x86", 3}};
+    const int rounds = test_options::long_run() ? 500 : 20;
+    for (int i = 0; i < rounds; ++i) {
+        kind which = kinds[static_cast<size_t>(i) % kinds.size()];
+        if (arches().size() < 2)
+            which.arch = arches().front();
+        CAPTURE(i);
+        editor shown({.which = which,
+                      .name = "module_with_an_editor",
+                      .options = {"--parent-window", owner.digits()}});
+        const HWND frame = shown.frame();
+        REQUIRE(frame != nullptr);
+        shown.tell(driven_edit, static_cast<unsigned>(i));
+        if (i % 2 == 0)
+            PostMessageW(frame, WM_CLOSE, 0, 0);
+        else
+            shown.process().break_pipe();
+        CHECK(shown.process().wait() == 0);
+        CHECK(!IsWindow(frame));
+        CHECK(shown.holds(i / 1000.0, 0));
+        CHECK(shown.leftovers().empty());
+    }
+}
