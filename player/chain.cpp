@@ -67,33 +67,6 @@ std::string effect_name(const std::string& path)
     return dot == std::string::npos || dot == 0 ? name : name.substr(0, dot);
 }
 
-service_ptr_t<dsp_entry> entry_of(const guid_t& owner)
-{
-    service_ptr_t<dsp_entry> found;
-    service_enumerate<dsp_entry>([&](dsp_entry& entry) {
-        if (!(entry.get_guid() == owner))
-            return true;
-        found = &entry;
-        return false;
-    });
-    return found;
-}
-
-service_ptr_t<dsp> instantiate(const chain_entry& entry, uint32_t flags)
-{
-    const auto maker = entry_of(entry.preset.get_owner());
-    if (!maker)
-        throw player_error(entry.file +
-                           ": the component has no DSP for it; name another component with --component");
-    service_ptr_t<dsp> made;
-    const auto maker_v4 = service_query_as<dsp_entry_v4>(*maker);
-    const bool ok = maker_v4 ? maker_v4->instantiate_v4(made, entry.preset, flags)
-                             : maker->instantiate(made, entry.preset);
-    if (!ok || !made)
-        throw player_error(entry.file + ": the component refused it; make the preset again");
-    return made;
-}
-
 } // namespace
 
 chain_entry make_effect_entry(const effect_options& effect)
@@ -134,15 +107,42 @@ std::vector<chain_entry> make_chain(const std::vector<chain_item>& items)
     return entries;
 }
 
+service_ptr_t<dsp_entry> find_dsp_entry(const guid_t& owner)
+{
+    service_ptr_t<dsp_entry> found;
+    service_enumerate<dsp_entry>([&](dsp_entry& entry) {
+        if (!(entry.get_guid() == owner))
+            return true;
+        found = &entry;
+        return false;
+    });
+    return found;
+}
+
+service_ptr_t<dsp_v2> make_processor(const dsp_preset& preset, uint32_t instantiate_flags)
+{
+    const auto maker = find_dsp_entry(preset.get_owner());
+    if (!maker)
+        throw player_error("the component has no DSP for it; name another component with --component");
+    service_ptr_t<dsp> made;
+    const auto maker_v4 = service_query_as<dsp_entry_v4>(*maker);
+    const bool ok = maker_v4 ? maker_v4->instantiate_v4(made, preset, instantiate_flags)
+                             : maker->instantiate(made, preset);
+    if (!ok || !made)
+        throw player_error("the component refused it; make the preset again");
+    auto processor = service_query_as<dsp_v2>(*made);
+    if (!processor)
+        throw player_error("the component's DSP is too old for this player");
+    return processor;
+}
+
 dsp_chain::dsp_chain(const std::vector<chain_entry>& entries, uint32_t instantiate_flags)
 {
     for (const chain_entry& entry : entries) {
         try {
-            const auto made = instantiate(entry, instantiate_flags);
-            auto processor = service_query_as<dsp_v2>(*made);
-            if (!processor)
-                throw player_error(entry.file + ": the component's DSP is too old for this player");
-            instances_.push_back({entry.file, std::move(processor)});
+            instances_.push_back({entry.file, make_processor(entry.preset, instantiate_flags)});
+        } catch (const player_error& error) {
+            throw player_error(entry.file + ": " + error.what());
         } catch (const exception_io_data& error) {
             throw player_error(entry.file + ": " + error.what() +
                                "; make the preset again with the preset command");

@@ -24,6 +24,12 @@ chain_entry make_effect_entry(const effect_options& effect);
 chain_entry load_preset_entry(const std::string& file);
 std::vector<chain_entry> make_chain(const std::vector<chain_item>& items);
 
+// A DSP made of a preset by the component's entry that owns it. Any thread. Throws player_error without a
+// name in front, or what the entry throws.
+service_ptr_t<dsp_v2> make_processor(const dsp_preset& preset, uint32_t instantiate_flags);
+// The entry that owns presets of this owner; empty when there is none.
+service_ptr_t<dsp_entry> find_dsp_entry(const guid_t& owner);
+
 // The instances of a chain, made by the DSP entries of the component and destroyed with this object. One
 // thread.
 class dsp_chain {

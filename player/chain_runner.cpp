@@ -62,6 +62,7 @@ void chain_runner::take_over()
 
 void chain_runner::run_one(instance& each, dsp_chunk_list& chunks, uint32_t flags, abort_callback& abort)
 {
+    had_fresh_ = had_fresh_ || each.fresh;
     starting_ = each.fresh ? each.slot->id : 0;
     struct reset {
         std::atomic<uint64_t>& value;
@@ -73,6 +74,7 @@ void chain_runner::run_one(instance& each, dsp_chunk_list& chunks, uint32_t flag
 
 void chain_runner::run(dsp_chunk_list& chunks, uint32_t flags, abort_callback& abort)
 {
+    had_fresh_ = false;
     take_over();
     for (auto each = instances_.begin(); each != instances_.end(); ++each) {
         try {

@@ -35,6 +35,8 @@ public:
     double latency() const;  // seconds, of all together
     void release() noexcept; // all DSPs; the next run makes new ones
 
+    // Whether the last run was the first one of a DSP.
+    bool had_fresh() const noexcept { return had_fresh_; }
     // The slot whose DSP is in its first run, which may take a while; 0: none. Any thread.
     uint64_t starting() const noexcept { return starting_; }
 
@@ -52,6 +54,7 @@ private:
     const maker_t make_;
     std::shared_ptr<const chain_slots> taken_; // as `instances_` shows it; null: not at all
     std::vector<instance> instances_;
+    bool had_fresh_ = false;
     std::atomic<uint64_t> starting_{0};
 };
 

@@ -113,6 +113,12 @@ public:
                          "dpi-aware, feed-live, process-tail (on, off), folders, "
                          "disabled-folders (paths with ; between them)")
             ->option_text("NAME[=VALUE]...");
+
+        gui_ = app_.add_subcommand("gui", "open the window; so does no command at all");
+        gui_->fallthrough();
+        gui_->add_option("file", line_.gui.file, "the file to open (default: the last one)")
+            ->option_text("FILE.wav");
+        gui_->add_option("--capture", line_.gui.capture, "also write what is heard into this WAV file");
     }
 
     command_line parse(const std::vector<std::string>& arguments)
@@ -140,7 +146,7 @@ public:
         else if (settings_->parsed())
             line_.what = command::settings;
         else
-            throw usage_error("name a command: render, scan, preset, services or settings; --help says more");
+            line_.what = command::gui;
         return line_;
     }
 
@@ -279,7 +285,7 @@ private:
     bool version_ = false;
     std::vector<std::string> files_, modules_, preset_files_;
     CLI::App *render_ = nullptr, *scan_ = nullptr, *preset_ = nullptr, *services_ = nullptr,
-             *settings_ = nullptr;
+             *settings_ = nullptr, *gui_ = nullptr;
     CLI::Option *effect_ = nullptr, *preset_file_ = nullptr;
     effect_option_set render_effect_, preset_effect_;
 };

@@ -37,7 +37,12 @@ struct preset_options {
     std::string show; // the file to print
 };
 
-enum class command { help, version, render, scan, preset, services, settings };
+struct gui_arguments {
+    std::string file;    // empty: none was named
+    std::string capture; // empty: nowhere
+};
+
+enum class command { help, version, render, scan, preset, services, settings, gui };
 
 struct command_line {
     command what = command::help;
@@ -50,6 +55,7 @@ struct command_line {
     std::vector<std::string> scan_folders; // as given; empty: those of the settings
     preset_options preset;
     std::vector<std::string> settings; // NAME or NAME=VALUE
+    gui_arguments gui;                 // also without any command
 };
 
 // `arguments` in UTF-8, without the program's name. Throws usage_error: one line that says what is wrong and

@@ -1,5 +1,5 @@
-// qvxplayer: the player on the command line. Exit codes: 0 done, 1 failed (one line on standard error says
-// what), 2 the command line is wrong.
+// qvxplayer: the player, on the command line and as a window. Exit codes: 0 done, 1 failed (one line on
+// standard error says what), 2 the command line is wrong.
 
 #include "player/commands.h"
 #include "player/component_settings.h"
@@ -8,6 +8,7 @@
 #include "player/player_error.h"
 #include "player/scan_progress.h"
 #include "player/terminal.h"
+#include "player/window/gui.h"
 #include "sdk/abort_callback_impl.h"
 #include "win/utf.h"
 
@@ -95,6 +96,11 @@ service_ptr_t<config_store> open_store(const command_line& line)
                                                               : absolute_path(line.config));
 }
 
+std::string component_path(const command_line& line)
+{
+    return line.component.empty() ? program_folder() + "\\qvx_dsp_vst3.dll" : line.component;
+}
+
 // Commands that need services: the component is loaded for those that use it, and gone again when this
 // returns. `clean` is false when threads stayed inside their work.
 command_result run_with_services(const command_line& line, bool& clean)
@@ -117,8 +123,7 @@ command_result run_with_services(const command_line& line, bool& clean)
             std::make_unique<player_host>(line.quiet ? console_log::sink_t() : sink, std::move(store));
         command_result result = guarded([&] {
             if (line.what != command::scan)
-                host->load_component(line.component.empty() ? program_folder() + "\\qvx_dsp_vst3.dll"
-                                                            : line.component);
+                host->load_component(component_path(line));
             host->start();
             return run_in_host(line, *host, status);
         });
@@ -131,6 +136,40 @@ command_result run_with_services(const command_line& line, bool& clean)
             static_cast<void>(host.release()); // those threads still use its services
         return result;
     });
+}
+
+// A console that is only there because this program was started is of no use beside the window.
+bool leave_lonely_console()
+{
+    DWORD processes[2];
+    return GetConsoleProcessList(processes, 2) == 1 && FreeConsole();
+}
+
+command_result run_window(const command_line& line, bool& clean)
+{
+    const bool alone = leave_lonely_console();
+    const auto lines = std::make_shared<console_lines>();
+    command_result result = guarded([&]() -> command_result {
+        const auto sink = [lines, print = line.quiet ? console_log::sink_t()
+                                                     : stderr_sink()](std::string_view text) {
+            lines->add(text);
+            if (print)
+                print(text);
+        };
+        auto host = std::make_unique<player_host>(sink, open_store(line));
+        host->load_component(component_path(line));
+        host->start();
+        clean = run_gui(*host, *lines,
+                        {line.gui.file, line.gui.capture.empty() ? "" : absolute_path(line.gui.capture)},
+                        stop_token());
+        host->console().close();
+        if (!clean)
+            static_cast<void>(host.release()); // what did not end still uses it
+        return {};
+    });
+    if (alone && !result.failure.empty())
+        MessageBoxW(nullptr, win::to_utf16(result.failure).c_str(), L"qvxplayer", MB_OK | MB_ICONERROR);
+    return result;
 }
 
 command_result run(const std::vector<std::string>& arguments, bool& clean)
@@ -146,6 +185,8 @@ command_result run(const std::vector<std::string>& arguments, bool& clean)
             return run_preset(line);
         case command::settings:
             return run_settings(line, *open_store(line));
+        case command::gui:
+            return run_window(line, clean);
         case command::render:
         case command::scan:
         case command::services:

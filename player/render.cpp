@@ -1,11 +1,10 @@
 #include "player/render.h"
 
 #include "player/chain.h"
-#include "player/os_path.h"
+#include "player/output_files.h"
 #include "player/player_error.h"
 #include "player/wav_file.h"
 #include "sdk/dsp_chunk_list_impl.h"
-#include "win/utf.h"
 
 #include <algorithm>
 #include <chrono>
@@ -17,75 +16,6 @@ namespace player {
 namespace {
 
 using reader_list = std::vector<std::unique_ptr<wav_reader>>;
-
-bool is_one_of(const std::string& path, const std::vector<std::string>& files)
-{
-    for (const std::string& file : files) {
-        if (is_same_file(path, file))
-            return true;
-    }
-    return false;
-}
-
-// The output files of one run: all get their names at the end, or none.
-class output_files {
-public:
-    // `used` are the files that the run reads: none of them may become an output.
-    output_files(const std::string& path, std::vector<std::string> used, sample_type type)
-        : used_(std::move(used))
-        , type_(type)
-    {
-        open(path);
-    }
-
-    void write(const audio_chunk& chunk)
-    {
-        const wav_format format{type_, chunk.get_sample_rate(), chunk.get_channel_count(),
-                                chunk.get_channel_config()};
-        if (format.rate < min_sample_rate || format.rate > max_sample_rate || format.channels > max_channels)
-            throw player_error(files_.back()->path() + ": the chain made " + std::to_string(format.channels) +
-                               " channels at " + std::to_string(format.rate) +
-                               " Hz, which a WAV cannot take here");
-        if (files_.back()->has_format() && !(files_.back()->format() == format))
-            open(numbered(files_.size() + 1));
-        if (!files_.back()->has_format())
-            files_.back()->begin(format);
-        files_.back()->write(chunk.get_data(), chunk.get_sample_count());
-    }
-
-    // `fallback` is the format of a file that got no audio.
-    std::vector<rendered_file> finish(const wav_format& fallback)
-    {
-        std::vector<rendered_file> done;
-        for (const auto& file : files_) {
-            if (!file->has_format())
-                file->begin(fallback);
-            file->finish();
-            done.push_back({file->path(), file->format(), file->frames()});
-        }
-        return done;
-    }
-
-private:
-    void open(const std::string& path)
-    {
-        if (is_one_of(path, used_))
-            throw player_error(path + ": is also read by this run; choose another output");
-        files_.push_back(std::make_unique<wav_writer>(path));
-    }
-    std::string numbered(size_t number) const
-    {
-        const std::string& first = files_.front()->path();
-        const size_t name_at = first.size() - file_name(first).size();
-        const size_t dot = first.rfind('.');
-        const size_t cut = dot == std::string::npos || dot <= name_at ? first.size() : dot;
-        return first.substr(0, cut) + "-" + std::to_string(number) + first.substr(cut);
-    }
-
-    std::vector<std::string> used_;
-    sample_type type_;
-    std::vector<std::unique_ptr<wav_writer>> files_;
-};
 
 uint64_t seek_target(const render_options& options, const wav_reader& first)
 {

@@ -2,18 +2,12 @@
 // Runs WAV files through a DSP chain into WAV files.
 
 #include "player/command_line.h"
-#include "player/wav_format.h"
+#include "player/output_files.h"
 #include "sdk/abort_callback.h"
 
 #include <functional>
 
 namespace player {
-
-struct rendered_file {
-    std::string path;
-    wav_format format;
-    uint64_t frames = 0;
-};
 
 struct render_report {
     wav_format input;          // of the first file

@@ -90,6 +90,16 @@ TEST_CASE("command line: every layout has its mask")
     CHECK(layout_mask("Stereo") == 0);
 }
 
+TEST_CASE("command line: the window, with and without its name")
+{
+    CHECK(parse_command_line({}).what == command::gui);
+    const command_line line = parse_command_line({"gui", "a.wav", "--capture", "out.wav", "--quiet"});
+    CHECK(line.what == command::gui);
+    CHECK(line.gui.file == "a.wav");
+    CHECK(line.gui.capture == "out.wav");
+    CHECK(line.quiet);
+}
+
 TEST_CASE("command line: mistakes are named, with the nearest thing that would be right")
 {
     struct row {
@@ -97,7 +107,7 @@ TEST_CASE("command line: mistakes are named, with the nearest thing that would b
         const char* text;
     };
     const row rows[] = {
-        {{}, "name a command"},
+        {{"gui", "a.wav", "b.wav"}, "unexpected argument \"b.wav\""},
         {{"rendr"}, "unknown command rendr; did you mean render?"},
         {{"zzzzzzzzz"}, "unknown command zzzzzzzzz; --help"},
         {{"render", "a", "b", "--efect", "x"}, "unknown option --efect; did you mean --effect?"},

@@ -129,7 +129,7 @@ TEST_CASE("program: bad input ends with one line that names the file, code 1, an
         {{"rendr"}, 2, "unknown command rendr; did you mean render?"},
         {{"settings", "process-tail=on", "nonsense=1"}, 2, "unknown setting \"nonsense\""},
         {{"settings", "process-tail=on", "feed-live=maybe"}, 2, "\"maybe\" is no value for feed-live"},
-        {{}, 2, "name a command"},
+        {{"gui", "a.wav", "b.wav"}, 2, "unexpected argument"},
     };
     for (const row& each : rows) {
         CAPTURE(each.line);

@@ -1,0 +1,58 @@
+#include "player/window/failure_bar.h"
+
+#include "player/window/ids.h"
+
+namespace player {
+
+std::string failure_sentence(const std::string& name, const std::string& reason)
+{
+    std::string text = name.empty() ? "The music stopped: " : "\"" + name + "\" stopped the music: ";
+    for (const char c : reason)
+        text += c == '\n' || c == '\r' ? ' ' : c;
+    while (!text.empty() && (text.back() == '.' || text.back() == ' ' || text.back() == ':'))
+        text.pop_back();
+    return text + ".";
+}
+
+failure_bar::failure_bar(HWND parent)
+    : text_(make_control(parent, L"STATIC", "", SS_NOPREFIX | SS_ENDELLIPSIS | SS_CENTERIMAGE,
+                         ids::failure_text))
+    , start_again_(make_control(parent, L"BUTTON", "Start it &again", WS_TABSTOP, ids::failure_start_again))
+    , leave_out_(make_control(parent, L"BUTTON", "Leave it ou&t", WS_TABSTOP, ids::failure_leave_out))
+    , configure_(make_control(parent, L"BUTTON", "Confi&gure it", WS_TABSTOP, ids::failure_configure))
+{
+    for (const HWND control : {text_, start_again_, leave_out_, configure_})
+        ShowWindow(control, SW_HIDE);
+}
+
+bool failure_bar::show(const play_status& now, const std::string& name)
+{
+    const bool wanted = now.state == play_state::failed;
+    if (wanted) {
+        slot_ = now.failure.slot;
+        set_window_text(text_, failure_sentence(name, now.failure.reason));
+    }
+    if (wanted == shown_)
+        return false;
+    shown_ = wanted;
+    const auto set = [](HWND control, bool visible) { ShowWindow(control, visible ? SW_SHOW : SW_HIDE); };
+    set(text_, wanted);
+    set(start_again_, wanted);
+    set(leave_out_, wanted && slot_ != 0);
+    set(configure_, wanted && slot_ != 0);
+    return true;
+}
+
+void failure_bar::arrange(const appearance& look, int left, int top, int width) const
+{
+    const int line = look.scaled(26), button = look.scaled(100), gap = look.scaled(6);
+    int x = left + width;
+    for (const HWND control : {configure_, leave_out_, start_again_}) {
+        x -= button;
+        place(control, x, top, button, line);
+        x -= gap;
+    }
+    place(text_, left, top, x - left, line);
+}
+
+} // namespace player

@@ -1,0 +1,84 @@
+#include "player/window/gui.h"
+
+#include "player/chain.h"
+#include "player/os_path.h"
+#include "player/queue_window.h"
+#include "player/window/main_window.h"
+#include "player/window/session.h"
+
+namespace player {
+
+namespace {
+
+constexpr std::chrono::milliseconds engine_patience{3000};
+
+// Until WM_QUIT or `stop`.
+void run_messages(main_window& window, abort_callback& stop)
+{
+    const HANDLE stopped = stop.get_abort_event();
+    for (;;) {
+        if (MsgWaitForMultipleObjectsEx(1, &stopped, INFINITE, QS_ALLINPUT, MWMO_INPUTAVAILABLE) ==
+            WAIT_OBJECT_0)
+            return;
+        MSG message;
+        while (PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) {
+            if (message.message == WM_QUIT)
+                return;
+            if (window.take_key(message))
+                continue;
+            TranslateMessage(&message);
+            DispatchMessageW(&message);
+        }
+    }
+}
+
+std::string stored_text(player_host& host, const char* key)
+{
+    string_out_impl text;
+    host.store().get_string(key, "", text);
+    return text.text;
+}
+
+void open_first_file(main_window& window, player_host& host, const gui_options& options)
+{
+    if (!options.file.empty())
+        return window.open_file(options.file);
+    // A file that is gone since the last time is no reason for a message.
+    const std::string last = stored_text(host, file_store_key);
+    if (!last.empty() && path_exists(last))
+        window.open_file(last);
+}
+
+} // namespace
+
+bool run_gui(player_host& host, console_lines& lines, const gui_options& options, abort_callback& stop)
+{
+    if (!chain_from_text(stored_text(host, chain_store_key), host.chain()))
+        console::print("The stored DSP chain is damaged; the chain is empty.");
+    const queue_window callbacks(host.main_queue());
+    auto window = std::make_unique<main_window>(host, lines);
+    auto engine = std::make_unique<playback_engine>(
+        host.chain(), host.capture(),
+        [](const dsp_preset& preset) { return make_processor(preset, dsp_flag_realtime); },
+        [target = window->window()] { PostMessageW(target, main_window::engine_changed, 0, 0); },
+        playback_engine::options{options.capture, options.no_device});
+    window->start(*engine);
+    window->show();
+    open_first_file(*window, host, options);
+    run_messages(*window, stop);
+
+    ShowWindow(window->window(), SW_HIDE); // it is over for the user
+    bool ended = true;
+    const bool clean = host.shut_down(
+        [&] {
+            window->close_dialogs();
+            ended = engine->shut_down(engine_patience);
+        },
+        [&] { window->save_chain(); });
+    window.reset();
+    if (!ended)
+        static_cast<void>(engine.release()); // its thread is still in there
+    return clean && ended;
+}
+
+} // namespace player

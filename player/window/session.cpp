@@ -1,0 +1,143 @@
+#include "player/window/session.h"
+
+#include "player/window/shortcuts.h"
+
+#include <nlohmann/json.hpp>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+
+namespace player {
+
+namespace {
+
+using json = nlohmann::json;
+
+std::string to_hexadecimal(const void* data, size_t size)
+{
+    static const char digits[] = "0123456789abcdef";
+    std::string text;
+    text.reserve(size * 2);
+    for (const auto* byte = static_cast<const uint8_t*>(data); size != 0; --size, ++byte) {
+        text += digits[*byte >> 4];
+        text += digits[*byte & 15];
+    }
+    return text;
+}
+
+std::optional<std::vector<uint8_t>> from_hexadecimal(const std::string& text)
+{
+    const auto value = [](char c) {
+        return c >= '0' && c <= '9' ? c - '0' : c >= 'a' && c <= 'f' ? c - 'a' + 10 : -1;
+    };
+    std::vector<uint8_t> bytes;
+    bytes.reserve(text.size() / 2);
+    for (size_t i = 0; i + 1 < text.size(); i += 2) {
+        const int high = value(text[i]), low = value(text[i + 1]);
+        if (high < 0 || low < 0)
+            return std::nullopt;
+        bytes.push_back(static_cast<uint8_t>(high * 16 + low));
+    }
+    if (text.size() % 2 != 0)
+        return std::nullopt;
+    return bytes;
+}
+
+std::optional<chain_slot> slot_from(const json& item)
+{
+    if (!item.is_object() || !item.contains("owner") || !item["owner"].is_string() ||
+        !item.contains("data") || !item["data"].is_string() || !item.contains("on") ||
+        !item["on"].is_boolean())
+        return std::nullopt;
+    const auto owner = parse_guid(item["owner"].get<std::string>());
+    const auto data = from_hexadecimal(item["data"].get<std::string>());
+    if (!owner || !data)
+        return std::nullopt;
+    chain_slot slot;
+    slot.preset.set_owner(*owner);
+    slot.preset.set_data(data->data(), data->size());
+    slot.enabled = item["on"].get<bool>();
+    return slot;
+}
+
+} // namespace
+
+std::string chain_to_text(const chain_slots& slots)
+{
+    json list = json::array();
+    for (const auto& slot : slots)
+        list.push_back({{"owner", guid_text(slot->preset.get_owner())},
+                        {"on", slot->enabled},
+                        {"data", to_hexadecimal(slot->preset.get_data(), slot->preset.get_data_size())}});
+    return list.dump();
+}
+
+bool chain_from_text(const std::string& text, live_chain& chain)
+{
+    if (text.empty())
+        return true;
+    const json list = json::parse(text, nullptr, false);
+    if (!list.is_array())
+        return false;
+    std::vector<chain_slot> slots;
+    for (const json& item : list) {
+        auto slot = slot_from(item);
+        if (!slot)
+            return false;
+        slots.push_back(std::move(*slot));
+    }
+    for (const chain_slot& slot : slots)
+        chain.add(slot.preset, slot.enabled);
+    return true;
+}
+
+std::string place_to_text(const window_place& place)
+{
+    char text[80];
+    std::snprintf(text, sizeof(text), "%d,%d,%d,%d,%d", place.left, place.top, place.width, place.height,
+                  place.maximised ? 1 : 0);
+    return text;
+}
+
+std::optional<window_place> place_from_text(const std::string& text)
+{
+    window_place place;
+    int maximised = 0;
+    if (text.size() > 79 || std::sscanf(text.c_str(), "%9d,%9d,%9d,%9d,%9d", &place.left, &place.top,
+                                        &place.width, &place.height, &maximised) != 5)
+        return std::nullopt;
+    place.maximised = maximised != 0;
+    return place;
+}
+
+window_place on_screen(window_place place, int left, int top, int right, int bottom)
+{
+    place.width = std::clamp(place.width, 200, std::max(200, right - left));
+    place.height = std::clamp(place.height, 150, std::max(150, bottom - top));
+    place.left = std::max(left, std::min(place.left, right - place.width));
+    place.top = std::max(top, std::min(place.top, bottom - place.height));
+    return place;
+}
+
+std::string time_text(double seconds)
+{
+    constexpr double longest = 1e7;
+    const auto whole = static_cast<long>(seconds > 0 ? std::min(seconds, longest) : 0);
+    char text[40];
+    if (whole >= 3600)
+        std::snprintf(text, sizeof(text), "%ld:%02ld:%02ld", whole / 3600, whole / 60 % 60, whole % 60);
+    else
+        std::snprintf(text, sizeof(text), "%ld:%02ld", whole / 60, whole % 60);
+    return text;
+}
+
+double meter_share(double peak)
+{
+    constexpr double lowest = -60;
+    if (!(peak > 0))
+        return 0;
+    return std::clamp(1 - 20 * std::log10(peak) / lowest, 0.0, 1.0);
+}
+
+} // namespace player
