@@ -199,9 +199,10 @@ void dsp_vst::processChunk(audio_chunk& chunk)
 void dsp_vst::exchangeChunk(const audio_chunk& chunk, uint64_t inBytes, uint64_t outBytes)
 {
     uint32_t latency = 0;
-    send(Nv::cmdProcess, chunk.get_data(), inBytes);
+    const std::span<const uint8_t> command = pack(Nv::cmdProcess, chunk.get_data(), inBytes);
+    conversationBegun_ = true;
     // Audio and latency come in one read.
-    pipe_.readExact(ioBuffer_.data(), outBytes + sizeof(latency));
+    pipe_.exchange(command.data(), command.size(), ioBuffer_.data(), outBytes + sizeof(latency));
     std::memcpy(&latency, ioBuffer_.data() + outBytes, sizeof(latency));
     latencySeconds_ = static_cast<double>(latency) / input_.rate;
 }
@@ -262,15 +263,8 @@ void dsp_vst::readTail(uint64_t tailBytes)
     }
 }
 
-// Before the first byte of an exchange an abort does no harm to the conversation; after it, it does.
-void dsp_vst::beginExchange()
-{
-    if (!conversationBegun_)
-        Nv::throwIfAborted();
-    conversationBegun_ = true;
-}
-
-void dsp_vst::send(Nv::command code, const void* payload, uint64_t byteCount)
+// The command as it travels; valid until the next one.
+std::span<const uint8_t> dsp_vst::pack(Nv::command code, const void* payload, uint64_t byteCount)
 {
     if (byteCount > UINT32_MAX)
         throw Nv::invalid_input();
@@ -283,8 +277,17 @@ void dsp_vst::send(Nv::command code, const void* payload, uint64_t byteCount)
     std::memcpy(sendBuffer_.data(), &header, sizeof(header));
     if (byteCount)
         std::memcpy(sendBuffer_.data() + sizeof(header), payload, static_cast<size_t>(byteCount));
-    beginExchange();
-    pipe_.write(sendBuffer_.data(), total);
+    return {sendBuffer_.data(), static_cast<size_t>(total)};
+}
+
+void dsp_vst::send(Nv::command code, const void* payload, uint64_t byteCount)
+{
+    const std::span<const uint8_t> command = pack(code, payload, byteCount);
+    // Before the first byte of a conversation an abort does no harm to it; after it, it does.
+    if (!conversationBegun_)
+        Nv::throwIfAborted();
+    conversationBegun_ = true;
+    pipe_.write(command.data(), command.size());
 }
 
 void dsp_vst::growIoBuffer(uint64_t byteCount)

@@ -14,6 +14,8 @@
 #include "worker/winPipeServerLite.h"
 #include "worker/workerProcess.h"
 
+#include <span>
+
 class dsp_vst : public dsp_impl_base_t<dsp_v3> {
 public:
     using service_interface = dsp_v3;
@@ -59,7 +61,7 @@ private:
     void readTail(uint64_t tailBytes);
     void endWorker() noexcept;
 
-    void beginExchange();
+    std::span<const uint8_t> pack(Nv::command code, const void* payload, uint64_t byteCount);
     void send(Nv::command code, const void* payload, uint64_t byteCount);
     void growIoBuffer(uint64_t byteCount);
 

@@ -58,8 +58,7 @@ void vsthost::pipe_client::reserve(size_t count)
 void vsthost::pipe_client::start_read()
 {
     read_ = {};
-    read_.hEvent = read_event_.get();
-    ResetEvent(read_.hEvent);
+    read_.hEvent = read_event_.get(); // reset by the read itself
     const auto room = static_cast<DWORD>(std::min(capacity_ - end_, largest_transfer));
     if (!ReadFile(pipe_.get(), buffer_.get() + end_, room, nullptr, &read_) &&
         GetLastError() != ERROR_IO_PENDING)
@@ -106,8 +105,7 @@ void vsthost::pipe_client::write(std::span<const std::byte> bytes)
 {
     while (!bytes.empty()) {
         OVERLAPPED operation{};
-        operation.hEvent = write_event_.get();
-        ResetEvent(operation.hEvent);
+        operation.hEvent = write_event_.get(); // reset by the write itself
         const auto piece = static_cast<DWORD>(std::min(bytes.size(), largest_transfer));
         if (!WriteFile(pipe_.get(), bytes.data(), piece, nullptr, &operation) &&
             GetLastError() != ERROR_IO_PENDING)

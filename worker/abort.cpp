@@ -14,16 +14,29 @@ HANDLE newManualResetEvent()
     return event;
 }
 
-// The host's event as a handle of our own.
-HANDLE duplicateHostEvent(abort_callback& host)
+HANDLE hostEvent(abort_callback& host, hostAbortBinding::use how)
 {
     if (host.is_aborting())
         throw exception_aborted();
-    HANDLE copy = nullptr;
-    if (!DuplicateHandle(GetCurrentProcess(), host.get_abort_event(), GetCurrentProcess(), &copy, 0, FALSE,
+    HANDLE event = host.get_abort_event();
+    if (how == hostAbortBinding::use::duplicate &&
+        !DuplicateHandle(GetCurrentProcess(), host.get_abort_event(), GetCurrentProcess(), &event, 0, FALSE,
                          DUPLICATE_SAME_ACCESS))
         throw bug_check();
-    return copy;
+    return event;
+}
+
+// One call finds out both whether it is an event and whether it is signalled.
+aborter& foundQuiet(aborter& bound)
+{
+    switch (WaitForSingleObject(bound.event(), 0)) {
+    case WAIT_TIMEOUT:
+        return bound;
+    case WAIT_OBJECT_0:
+        throw user_abort();
+    default:
+        throw bug_check();
+    }
 }
 
 } // namespace
@@ -53,9 +66,9 @@ abortScope::abortScope(aborter& installed)
     currentAborter = &installed;
 }
 
-hostAbortBinding::hostAbortBinding(abort_callback& host)
-    : aborter_(duplicateHostEvent(host))
-    , scope_(aborter_)
+hostAbortBinding::hostAbortBinding(abort_callback& host, use how)
+    : aborter_(hostEvent(host, how), how == use::borrow)
+    , scope_(foundQuiet(aborter_), abortScope::looked())
 {
 }
 

@@ -69,6 +69,12 @@ void throwIfAborted();
 class abortScope {
 public:
     explicit abortScope(aborter& installed);
+    // For whoever has just found the aborter not signalled: does not look again.
+    struct looked {};
+    abortScope(aborter& installed, looked) noexcept
+        : previous_(std::exchange(currentAborter, &installed))
+    {
+    }
     ~abortScope() { currentAborter = previous_; }
     abortScope(const abortScope&) = delete;
     abortScope& operator=(const abortScope&) = delete;
@@ -93,24 +99,27 @@ private:
     aborter* previous_;
 };
 
-// Binds the player's token to the current thread, as an abortScope does; the token itself is only used by the
-// constructor. That throws exception_aborted when the token reports abort, bug_check when its event cannot be
-// duplicated, user_abort when the event alone is signalled.
+// Binds the player's token to the current thread, as an abortScope does. The constructor throws
+// exception_aborted when the token reports abort, bug_check when its event is none, user_abort when the event
+// alone is signalled.
 class hostAbortBinding {
 public:
-    explicit hostAbortBinding(abort_callback& host);
+    // `borrow`: the token outlives the binding, so its event is used as it is. `duplicate`: the token is only
+    // used by the constructor.
+    enum class use { duplicate, borrow };
+    explicit hostAbortBinding(abort_callback& host, use how = use::duplicate);
 
 private:
-    aborter aborter_; // owns a duplicate of the token's event
+    aborter aborter_;
     abortScope scope_;
 };
 
-// Runs `work` bound to the player's token; a user_abort that leaves it becomes exception_aborted. What the
-// binding itself throws is not converted.
+// Runs `work` bound to the player's token, which the caller keeps; a user_abort that leaves it becomes
+// exception_aborted. What the binding itself throws is not converted.
 template <class Work>
 auto runWithHostAbort(abort_callback& host, Work&& work)
 {
-    const hostAbortBinding binding(host);
+    const hostAbortBinding binding(host, hostAbortBinding::use::borrow);
     try {
         return work();
     } catch (const user_abort&) {

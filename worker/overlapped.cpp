@@ -46,7 +46,7 @@ public:
         overlapped.hEvent = stream.event_ ? stream.event_.get() : ownEvent_.get();
         if (!overlapped.hEvent)
             throw file_access_error();
-        ResetEvent(overlapped.hEvent);
+        // ReadFile and WriteFile reset the event themselves when they begin.
         SetLastError(0);
     }
 
@@ -92,9 +92,10 @@ _streamOverlappedBase::_streamOverlappedBase() noexcept
 {
 }
 
-size_t _streamOverlappedBase::readTransfer(void* buffer, uint64_t size)
+size_t _streamOverlappedBase::readTransfer(void* buffer, uint64_t size, abortLook look)
 {
-    throwIfAborted();
+    if (look == abortLook::beforeEach)
+        throwIfAborted();
     if (size == 0)
         return 0;
 
@@ -119,12 +120,12 @@ size_t _streamOverlappedBase::readTransfer(void* buffer, uint64_t size)
     return transferred;
 }
 
-uint64_t _streamOverlappedBase::readUntilFull(void* buffer, uint64_t size)
+uint64_t _streamOverlappedBase::readUntilFull(void* buffer, uint64_t size, abortLook look)
 {
     auto* const bytes = static_cast<uint8_t*>(buffer);
     uint64_t done = 0;
     do { // also for 0 bytes, so that an abort is seen
-        const size_t got = readTransfer(bytes + done, size - done);
+        const size_t got = readTransfer(bytes + done, size - done, look);
         if (got == 0)
             break;
         done += got;
@@ -132,12 +133,13 @@ uint64_t _streamOverlappedBase::readUntilFull(void* buffer, uint64_t size)
     return done;
 }
 
-void _streamOverlappedBase::writeAllTransfers(const void* buffer, uint64_t size)
+void _streamOverlappedBase::writeAllTransfers(const void* buffer, uint64_t size, abortLook look)
 {
     const auto* const bytes = static_cast<const uint8_t*>(buffer);
     uint64_t done = 0;
     do {
-        throwIfAborted();
+        if (look == abortLook::beforeEach)
+            throwIfAborted();
         const DWORD piece = static_cast<DWORD>(std::min(size - done, transferLimit));
         if (piece == 0)
             return;

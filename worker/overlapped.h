@@ -21,10 +21,13 @@ protected:
     _streamOverlappedBase() noexcept;
     ~_streamOverlappedBase() { handle.reset(); } // before its event
 
+    // Whether an abort is looked for before each transfer, or only where one waits.
+    enum class abortLook { beforeEach, whileWaiting };
+
     // One ReadFile of at most 16 MiB. 0: size was 0, or the stream has ended.
-    size_t readTransfer(void* buffer, uint64_t size);
-    uint64_t readUntilFull(void* buffer, uint64_t size);
-    void writeAllTransfers(const void* buffer, uint64_t size);
+    size_t readTransfer(void* buffer, uint64_t size, abortLook look = abortLook::beforeEach);
+    uint64_t readUntilFull(void* buffer, uint64_t size, abortLook look = abortLook::beforeEach);
+    void writeAllTransfers(const void* buffer, uint64_t size, abortLook look = abortLook::beforeEach);
 
 private:
     class operation;

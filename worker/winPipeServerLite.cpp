@@ -89,4 +89,11 @@ void winPipeServerLite::connectWorker(double limitSeconds)
         throw std::runtime_error("could not connect pipe");
 }
 
+void winPipeServerLite::exchange(const void* out, uint64_t outSize, void* in, uint64_t inSize)
+{
+    writeAllTransfers(out, outSize, abortLook::whileWaiting);
+    if (readUntilFull(in, inSize, abortLook::whileWaiting) != inSize)
+        throw invalid_input();
+}
+
 } // namespace Nv

@@ -41,6 +41,10 @@ public:
 
     uint64_t read(void* buffer, uint64_t size) override { return readUntilFull(buffer, size); }
     void write(const void* buffer, uint64_t size) override { writeAllTransfers(buffer, size); }
+    // A write and the read of its answer, as write and readExact, for the thread that has just looked for an
+    // abort and is to pay for as few calls as possible: another one is seen where the exchange waits, or by
+    // the next look.
+    void exchange(const void* out, uint64_t outSize, void* in, uint64_t inSize);
 };
 
 } // namespace Nv

@@ -1,0 +1,160 @@
+// What a chunk costs through the component, held against the bare pipe.
+
+#include "bench/bare_pipe.h"
+#include "bench/chunk_player.h"
+#include "bench/figures.h"
+#include "effects/plugin_driver.h"
+
+#include <memory>
+
+namespace bench {
+
+namespace {
+
+std::string shape(size_t frames, uint32_t channels)
+{
+    return std::to_string(frames) + " x " + std::to_string(channels);
+}
+
+vstConfig_t answered_effect()
+{
+    return sample_effect("qvxGain.dll", true); // its module is never looked at
+}
+
+void answered_chunks(const options& how, loaded_component& component)
+{
+    use_workers_of(component, answering_folder());
+    chunk_player player(component, answered_effect());
+    bare_pipe bare;
+    const auto one = [&](size_t frames, uint32_t channels, double goal) {
+        const std::string name = "chunk, answered, " + shape(frames, channels);
+        if (wanted(how, name))
+            print(compare(
+                how, name, goal, [&] { player.run(channels, frames); },
+                [&] { bare.exchange(frames * channels * 8); }));
+    };
+    for (const uint32_t channels : {2u, 6u})
+        for (const size_t frames : {64u, 441u, 1024u})
+            one(frames, channels, 1.10);
+    for (const uint32_t channels : {2u, 6u})
+        for (const size_t frames : {4096u, 16384u})
+            one(frames, channels, 1.02);
+}
+
+// An effect called in this process, on channels that lie apart already, as it likes them.
+class direct_call {
+public:
+    direct_call(const char* file, size_t frames)
+        : plugin_(open_plugin(effect_path(std::wstring(file, file + std::char_traits<char>::length(file)))))
+        , frames_(frames)
+        , samples_(4 * frames)
+        , in_{&samples_[0], &samples_[frames]}
+        , out_{&samples_[2 * frames], &samples_[3 * frames]}
+    {
+        plugin_->start(44100, static_cast<int>(frames), true);
+    }
+    void operator()() { plugin_->process(in_, out_, static_cast<int>(frames_)); }
+
+private:
+    std::unique_ptr<plugin_driver> plugin_;
+    size_t frames_;
+    std::vector<double> samples_;
+    std::vector<const double*> in_;
+    std::vector<double*> out_;
+};
+
+void effect_chunks(const options& how, loaded_component& component)
+{
+    for (const char* const file : {"qvxGain.dll", "qvxGain.vst3"})
+        for (const size_t frames : {441u, 4096u}) {
+            const std::string name = std::string("chunk, ") + file + ", " + shape(frames, 2);
+            if (!wanted(how, name))
+                continue;
+            use_workers_of(component, shipped_folder());
+            chunk_player real(component, sample_effect(file, true));
+            real.run(2, frames);
+            use_workers_of(component, answering_folder());
+            chunk_player answered(component, answered_effect());
+            direct_call direct(file, frames);
+            print(compare(
+                how, name, 1.10, [&] { real.run(2, frames); },
+                [&] {
+                    answered.run(2, frames);
+                    direct();
+                }));
+        }
+}
+
+// The clock of processor times is coarse, so this takes its figures over whole rounds.
+void busy_time(const options& how, loaded_component& component)
+{
+    const std::string name = "worker's busy time, 4096 x 2";
+    if (!wanted(how, name))
+        return;
+    constexpr size_t frames = 4096;
+    constexpr int chunks = 3000;
+    use_workers_of(component, shipped_folder());
+    chunk_player player(component, sample_effect("qvxGain.dll", true));
+    player.run(2, frames);
+    const win::kernel_handle worker = chunk_player::only_worker(); // the bare pipe's peer looks like one
+    bare_pipe bare;
+    print(compare_measured(
+        how, name, "us", 0.15,
+        [&] {
+            const double before = processor_seconds(worker.get());
+            for (int i = 0; i < chunks; ++i)
+                player.run(2, frames);
+            const double worker_spent = processor_seconds(worker.get()) - before;
+            const double peer = bare.peer_seconds();
+            for (int i = 0; i < chunks; ++i)
+                bare.exchange(frames * 16);
+            return (worker_spent - (bare.peer_seconds() - peer)) / chunks * 1e6;
+        },
+        [&] {
+            return time_of([&] {
+                       for (int i = 0; i < chunks; ++i)
+                           bare.exchange(frames * 16);
+                   }) /
+                   chunks * 1e6;
+        }));
+}
+
+void instances_in_turn(const options& how, loaded_component& component)
+{
+    constexpr size_t frames = 1024;
+    use_workers_of(component, answering_folder());
+    for (const size_t count : {1u, 2u, 4u, 8u, 16u}) {
+        const std::string name = "instances in turn, " + std::to_string(count);
+        if (!wanted(how, name))
+            continue;
+        std::vector<std::unique_ptr<chunk_player>> players;
+        std::vector<std::unique_ptr<bare_pipe>> pipes;
+        for (size_t i = 0; i < count; ++i) {
+            players.push_back(std::make_unique<chunk_player>(component, answered_effect()));
+            pipes.push_back(std::make_unique<bare_pipe>());
+        }
+        print(compare(
+            how, name, 1.10,
+            [&] {
+                for (const auto& player : players)
+                    player->run(2, frames);
+            },
+            [&] {
+                for (const auto& pipe : pipes)
+                    pipe->exchange(frames * 16);
+            }));
+    }
+}
+
+} // namespace
+
+void chunk_figures(const options& how)
+{
+    loaded_component component;
+    answered_chunks(how, component);
+    effect_chunks(how, component);
+    busy_time(how, component);
+    instances_in_turn(how, component);
+}
+
+} // namespace bench

@@ -1,0 +1,36 @@
+// bench.exe [--rounds N] [--seconds S] [--only TEXT]: measures and prints one JSON object a figure and line.
+
+#define DOCTEST_CONFIG_IMPLEMENT
+#include "bench/figures.h"
+
+#include <doctest/doctest.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <exception>
+
+int main(int count, char** arguments)
+{
+    // The driver of the effects checks what it calls.
+    doctest::Context context;
+    context.setAsDefaultForAssertsOutOfTestCases();
+
+    bench::options how;
+    for (int i = 1; i + 1 < count; i += 2) {
+        if (std::strcmp(arguments[i], "--rounds") == 0)
+            how.rounds = std::atoi(arguments[i + 1]);
+        else if (std::strcmp(arguments[i], "--seconds") == 0)
+            how.seconds = std::atof(arguments[i + 1]);
+        else if (std::strcmp(arguments[i], "--only") == 0)
+            how.only = arguments[i + 1];
+    }
+    try {
+        bench::chunk_figures(how);
+        bench::sample_figures(how);
+    } catch (const std::exception& failure) {
+        std::fprintf(stderr, "bench: %s\n", failure.what());
+        return 3;
+    }
+    return 0;
+}
