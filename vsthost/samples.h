@@ -113,19 +113,21 @@ template <class Sample>
 size_t put_pair(const Sample* first, const Sample* second, size_t frames, double* out, size_t stride)
 {
     __m128d sum = _mm_setzero_pd();
+    __m128d other = _mm_setzero_pd();
     size_t i = 0;
     double* to = out;
     for (; i + 2 <= frames; i += 2, to += 2 * stride) {
         const __m128d one = load_two(first + i);
         const __m128d two = load_two(second + i);
-        sum = spoil(spoil(sum, one), two);
+        sum = spoil(sum, one);
+        other = spoil(other, two);
         _mm_storeu_pd(to, _mm_unpacklo_pd(one, two));
         _mm_storeu_pd(to + stride, _mm_unpackhi_pd(one, two));
     }
     size_t bad = 0;
     if (i < frames)
         bad = put_one(first + i, 1, to, 1) + put_one(second + i, 1, to + 1, 1);
-    if (is_spoilt(sum))
+    if (is_spoilt(_mm_add_pd(sum, other)))
         bad = put_one(first, frames, out, stride) + put_one(second, frames, out + 1, stride);
     return bad;
 }

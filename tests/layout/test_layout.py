@@ -32,7 +32,7 @@ ARROWS = {
     "effects": set(),
 }
 # Test and bench code may look into every room, but no room into it.
-OUTSIDE = {"tests", "bench"}
+OUTSIDE = {"tests", "benches"}
 HEADERS = {".h", ".hpp", ".inl"}
 SOURCES = {".c", ".cpp", ".rc"} | HEADERS
 INCLUDE = re.compile(r'^\s*#\s*include\s*(["<])([^">]+)[">]', re.MULTILINE)

@@ -1,6 +1,6 @@
 // Interleaving and conversion in the worker, held against memcpy of the pipe's bytes.
 
-#include "bench/figures.h"
+#include "benches/figures.h"
 #include "vsthost/audio_io.h"
 
 #include <cstring>

@@ -1,4 +1,4 @@
-#include "bench/bare_pipe.h"
+#include "benches/bare_pipe.h"
 
 #include "worker/protocol.h"
 
@@ -11,20 +11,6 @@ namespace bench {
 namespace {
 
 const wchar_t* const worker_name = sizeof(void*) == 8 ? L"qvxVSTHost64.exe" : L"qvxVSTHost32.exe";
-
-win::kernel_handle start_peer(const std::wstring& pipe)
-{
-    std::wstring command = L"\"" + answering_folder() + worker_name + L"\" bare --pipe " + pipe;
-    STARTUPINFOW start = {};
-    start.cb = sizeof start;
-    PROCESS_INFORMATION started = {};
-    if (!CreateProcessW(nullptr, command.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &start,
-                        &started))
-        fail("the answering program does not start");
-    CloseHandle(started.hThread);
-    return win::kernel_handle(started.hProcess);
-}
-
 } // namespace
 
 std::wstring own_folder()
@@ -56,40 +42,52 @@ double processor_seconds(HANDLE process)
     return seconds(kernel) + seconds(user);
 }
 
-bare_pipe::bare_pipe()
+started_peer::started_peer(const std::wstring& program, const std::wstring& arguments)
     : event_(CreateEventW(nullptr, TRUE, FALSE, nullptr))
 {
     static int number = 0;
     const std::wstring name = L"\\\\.\\pipe\\qvx-bench-" + std::to_wstring(GetCurrentProcessId()) + L"-" +
                               std::to_wstring(++number);
-    // As the component makes its pipes.
     pipe_.reset(CreateNamedPipeW(
         name.c_str(), PIPE_ACCESS_DUPLEX | FILE_FLAG_OVERLAPPED | FILE_FLAG_FIRST_PIPE_INSTANCE,
         PIPE_TYPE_BYTE | PIPE_READMODE_BYTE | PIPE_WAIT, 1, 65536, 65536, 0, nullptr));
     if (!pipe_ || !event_)
         fail("no pipe");
-    peer_ = start_peer(name);
+    std::wstring command = L"\"" + program + L"\" " + arguments + (arguments.empty() ? L"" : L" ") + name;
+    STARTUPINFOW start = {};
+    start.cb = sizeof start;
+    PROCESS_INFORMATION started = {};
+    if (!CreateProcessW(nullptr, command.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &start,
+                        &started))
+        fail("a program of this one's does not start");
+    CloseHandle(started.hThread);
+    process_.reset(started.hProcess);
     OVERLAPPED connect = {};
     connect.hEvent = event_.get();
     if (!ConnectNamedPipe(pipe_.get(), &connect) && GetLastError() == ERROR_IO_PENDING) {
         DWORD ignored = 0;
         if (!GetOverlappedResult(pipe_.get(), &connect, &ignored, TRUE))
-            fail("the answering program does not connect");
+            fail("a program of this one's does not connect");
     }
 }
 
-bare_pipe::~bare_pipe()
+started_peer::~started_peer()
 {
     pipe_.reset();
-    WaitForSingleObject(peer_.get(), 5000);
+    WaitForSingleObject(process_.get(), 5000);
+}
+
+bare_pipe::bare_pipe()
+    : peer_(answering_folder() + worker_name, L"bare --pipe")
+{
 }
 
 double bare_pipe::peer_seconds() const
 {
-    return processor_seconds(peer_.get());
+    return processor_seconds(peer_.process());
 }
 
-void bare_pipe::write(const void* bytes, size_t count)
+void started_peer::write(const void* bytes, size_t count) const
 {
     OVERLAPPED operation = {};
     operation.hEvent = event_.get();
@@ -101,7 +99,7 @@ void bare_pipe::write(const void* bytes, size_t count)
         fail("the pipe is broken");
 }
 
-void bare_pipe::read(void* bytes, size_t count)
+void started_peer::read(void* bytes, size_t count) const
 {
     for (size_t have = 0; have < count;) {
         OVERLAPPED operation = {};
@@ -126,10 +124,10 @@ void bare_pipe::exchange(size_t audio_bytes)
         in_.resize(total);
     }
     std::memcpy(out_.data(), &header, sizeof header);
-    write(out_.data(), total);
-    read(in_.data(), audio_bytes);
+    peer_.write(out_.data(), total);
+    peer_.read(in_.data(), audio_bytes);
     uint32_t latency = 0;
-    read(&latency, sizeof latency);
+    peer_.read(&latency, sizeof latency);
 }
 
 } // namespace bench

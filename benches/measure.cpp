@@ -1,4 +1,4 @@
-#include "bench/measure.h"
+#include "benches/measure.h"
 
 #include <windows.h>
 

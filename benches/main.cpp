@@ -1,7 +1,8 @@
-// bench.exe [--rounds N] [--seconds S] [--only TEXT]: measures and prints one JSON object a figure and line.
+// bench.exe [--rounds N] [--seconds S] [--candidates N] [--only TEXT]: measures and prints one JSON object a
+// figure and line.
 
 #define DOCTEST_CONFIG_IMPLEMENT
-#include "bench/figures.h"
+#include "benches/figures.h"
 
 #include <doctest/doctest.h>
 
@@ -22,12 +23,17 @@ int main(int count, char** arguments)
             how.rounds = std::atoi(arguments[i + 1]);
         else if (std::strcmp(arguments[i], "--seconds") == 0)
             how.seconds = std::atof(arguments[i + 1]);
+        else if (std::strcmp(arguments[i], "--candidates") == 0)
+            how.candidates = std::strtoul(arguments[i + 1], nullptr, 10);
         else if (std::strcmp(arguments[i], "--only") == 0)
             how.only = arguments[i + 1];
     }
     try {
         bench::chunk_figures(how);
         bench::sample_figures(how);
+        bench::feed_figures(how);
+        bench::start_figures(how);
+        bench::scan_figures(how);
     } catch (const std::exception& failure) {
         std::fprintf(stderr, "bench: %s\n", failure.what());
         return 3;

@@ -1,8 +1,8 @@
 // What a chunk costs through the component, held against the bare pipe.
 
-#include "bench/bare_pipe.h"
-#include "bench/chunk_player.h"
-#include "bench/figures.h"
+#include "benches/bare_pipe.h"
+#include "benches/chunk_player.h"
+#include "benches/figures.h"
 #include "effects/plugin_driver.h"
 
 #include <memory>

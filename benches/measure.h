@@ -11,9 +11,10 @@
 namespace bench {
 
 struct options {
-    int rounds = 7;        // at least 5; the first one warms up and does not count
-    double seconds = 0.12; // of value and of baseline in one round
-    std::string only;      // part of a figure's name; empty: all of them
+    int rounds = 7;            // at least 5 for a verdict; one more goes before them to warm up
+    double seconds = 0.12;     // of value and of baseline in one round
+    size_t candidates = 10000; // of a scan
+    std::string only;          // part of a figure's name; empty: all of them
 };
 
 struct figure {

@@ -1,5 +1,5 @@
 #pragma once
-#include "bench/measure.h"
+#include "benches/measure.h"
 
 namespace bench {
 
@@ -9,6 +9,7 @@ void chunk_figures(const options& how);
 void start_figures(const options& how);
 void sample_figures(const options& how);
 void scan_figures(const options& how);
+void feed_figures(const options& how);
 
 inline bool wanted(const options& how, const std::string& name)
 {

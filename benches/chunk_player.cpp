@@ -1,6 +1,6 @@
-#include "bench/chunk_player.h"
+#include "benches/chunk_player.h"
 
-#include "bench/bare_pipe.h"
+#include "benches/bare_pipe.h"
 #include "win/utf.h"
 
 #include <tlhelp32.h>

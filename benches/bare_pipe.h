@@ -19,25 +19,35 @@ std::wstring answering_folder();
 
 [[noreturn]] void fail(const char* what);
 
+// A program of ours at the other end of a pipe that is made as the component makes its own.
+class started_peer {
+public:
+    // `program PIPE`, or `program ARGUMENTS PIPE` where the arguments are not empty.
+    started_peer(const std::wstring& program, const std::wstring& arguments);
+    ~started_peer(); // the peer ends with the pipe; it is waited for
+    started_peer(const started_peer&) = delete;
+    started_peer& operator=(const started_peer&) = delete;
+
+    void write(const void* bytes, size_t count) const;
+    void read(void* bytes, size_t count) const;
+    HANDLE process() const noexcept { return process_.get(); }
+
+private:
+    win::file_handle pipe_;
+    win::kernel_handle event_;
+    win::kernel_handle process_;
+};
+
 class bare_pipe {
 public:
     bare_pipe();
-    ~bare_pipe(); // the peer ends with the pipe; it is waited for
-    bare_pipe(const bare_pipe&) = delete;
-    bare_pipe& operator=(const bare_pipe&) = delete;
-
     // Sends that many bytes of audio and reads the same number and four more.
     void exchange(size_t audio_bytes);
     // Processor seconds of the peer so far.
     double peer_seconds() const;
 
 private:
-    void write(const void* bytes, size_t count);
-    void read(void* bytes, size_t count);
-
-    win::file_handle pipe_;
-    win::kernel_handle event_;
-    win::kernel_handle peer_;
+    started_peer peer_;
     std::vector<char> out_;
     std::vector<char> in_;
 };

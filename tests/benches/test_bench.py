@@ -1,0 +1,37 @@
+#!/usr/bin/python3
+"""The benchmark's short form: its bounds are loose, so that only what has gone badly wrong fails."""
+import json
+import subprocess
+import sys
+import tempfile
+import unittest
+from pathlib import Path
+
+TOP = Path(__file__).resolve().parent.parent.parent
+sys.path.insert(0, str(TOP / "tests"))
+from support import python_tests  # noqa: E402
+
+PROGRAM = TOP / "build" / "x64" / "benches" / "bin" / "bench.exe"
+LOOSE = 10
+
+
+class Bench(unittest.TestCase):
+    def test_no_figure_is_tenfold(self):
+        """no figure of the benchmark is ten times its goal"""
+        # A file: background processes would keep a pipe open.
+        with tempfile.TemporaryFile() as output:
+            code = subprocess.run([TOP / "tools" / "wine", PROGRAM, "--rounds", "1", "--seconds", "0.02", "--candidates",
+                                   "200"], stdout=output, stderr=subprocess.STDOUT, timeout=120).returncode
+            output.seek(0)
+            text = output.read().decode()
+        self.assertEqual(code, 0, text)
+        figures = [json.loads(line) for line in text.splitlines()]
+        names = " ".join(figure["name"] for figure in figures)
+        for word in ("answered", "qvxGain", "busy", "turn", "apart", "together", "first chunk", "hand-over", "scan"):
+            self.assertIn(word, names)
+        for figure in figures:
+            self.assertLess(figure["ratio"], LOOSE * figure["goal"], figure)
+
+
+if __name__ == "__main__":
+    sys.exit(python_tests.main())
