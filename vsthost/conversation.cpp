@@ -15,6 +15,7 @@ constexpr uint32_t largest_payload = 256u * 1024 * 1024;
 constexpr uint32_t lowest_rate = 1000; // Hz
 constexpr uint32_t highest_rate = 20000000;
 constexpr uint32_t most_channels = 256;
+constexpr uint32_t most_inputs = 32; // that a player takes in a reply
 
 [[noreturn]] void violation(const std::string& what)
 {
@@ -168,7 +169,8 @@ void vsthost::conversation::tell_format(const Nv::streamFormat& wanted, const Nv
     if (!streaming_) {
         std::string line = "the effect does not take " + std::to_string(wanted.inChannels) + " channels";
         if (reply.inChannels != 0)
-            line += "; it takes " + channels(reply.inChannels, reply.outChannels);
+            line += "; it takes " + channels(reply.inChannels, reply.outChannels) +
+                    (reply.inChannels > most_inputs ? ", and no player has more than 32 inputs" : "");
         else if (reply.outChannels != 0)
             line += ": it has no audio input (an instrument?)";
         else

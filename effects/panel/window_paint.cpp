@@ -137,7 +137,8 @@ void window::draw_meter(HDC dc, const row& place, const wchar_t* label, const sh
     write(dc, place.label, label, faint, DT_LEFT);
     write(dc, place.text, shown.text, shown.text.front() == L'-' ? ink : red, DT_RIGHT);
     const int gap = std::max(2, static_cast<int>(std::lround(4 * scale_)));
-    const box bar = middle(place.bar, std::max(4, place.bar.height - gap));
+    const int thickest = static_cast<int>(std::lround(32 * scale_));
+    const box bar = middle(place.bar, std::clamp(place.bar.height - gap, 4, std::max(4, thickest)));
     fill(dc, bar, groove);
     const auto part = [&](double from_db, double to_db, COLORREF colour) {
         const int from = static_cast<int>(std::lround(meter::fraction(from_db) * bar.width));

@@ -77,6 +77,8 @@ TEST_CASE("layouts that an effect cannot serve are answered with its own counts 
         {"module_that_is_mono_only", 0, 1, 1, "it takes 1 in, 1 out"},
         {"module_with_mono_buses", 3, 1, 1, "it takes 1 in, 1 out"},
         {"module_with_a_side_chain", 2, 4, 2, "it takes 4 in, 2 out"},
+        {"module_with_40_channels", 0, 40, 40,
+         "it takes 40 in, 40 out, and no player has more than 32 inputs"},
         {"module_that_is_an_instrument", 0, 0, 2, "it has no audio input (an instrument?)"},
         {"module_without_audio", 0, 0, 0, "it has no audio input and output"},
     };

@@ -395,6 +395,11 @@ constexpr behaviour behaviours[] = {
              a.parameters.push_back(
                  {names.emplace_back("Band " + std::to_string(i)).c_str(), "%", 0.0, 100.0, 50.0});
      }},
+    {"module_with_40_channels", make<passing>,
+     [](about_t& a) {
+         a.inputs = {{"Input", 40}};
+         a.outputs = {{"Output", 40}};
+     }},
     {"module_that_is_an_instrument", make<instrument>,
      [](about_t& a) {
          a.inputs.clear();

@@ -5,6 +5,7 @@ set(module_names
     module_with_mono_buses
     module_with_a_side_chain
     module_with_two_inputs_and_six_outputs
+    module_with_40_channels
     module_with_48000_samples_of_latency
     module_that_changes_its_latency
     module_with_a_tail
