@@ -8,6 +8,7 @@
 #include "sdk/advconfig_impl.h"
 #include "sdk/dsp_entry_impl.h"
 #include "sdk/service_factory.h"
+#include "vis/commands.h"
 #include "vis/mainmenu_commands_vst.h"
 
 namespace {
@@ -21,5 +22,6 @@ service_factory_single_t<quit_actions> quit_factory;
 service_factory_singleton_t<dsp_entry_v4_impl_t<dsp_vst>> dsp_factory;
 service_factory_single_t<version_record> version_factory;
 service_factory_singleton_t<mainmenu_commands_vst> menu_factory;
+service_factory_singleton_t<commands> vis_factory;
 
 } // namespace

@@ -145,7 +145,9 @@ void CDialogConfigureVST::Start(const vstConfig_t& effect, void* parentWindow)
     writeState();
     try {
         run_ = std::make_shared<run_t>(*this, dataFile_, parentWindow);
-        thread_.start([run = run_, effect = *effect_] { runEditor(run, effect); },
+        // Goes with the thread's function: one that is stopped before it has begun never calls that.
+        std::shared_ptr<void> end(nullptr, [run = run_](void*) { SetEvent(run->threadEnded.get()); });
+        thread_.start([run = run_, effect = *effect_, end = std::move(end)] { runEditor(run, effect); },
                       GetThreadPriority(GetCurrentThread()));
     } catch (...) {
         run_.reset();
@@ -183,11 +185,6 @@ void CDialogConfigureVST::endRun() noexcept
 // On the run's thread. Nothing here waits for the main thread, which may be joining this one.
 void CDialogConfigureVST::runEditor(const std::shared_ptr<run_t>& run, const vstConfig_t& effect)
 {
-    struct signalAtEnd {
-        HANDLE event;
-        ~signalAtEnd() { SetEvent(event); }
-    } const threadEnds{run->threadEnded.get()};
-
     const auto hold = holdInstances();
     bool closed = false;
     Nv::winPipeServerLite pipe;

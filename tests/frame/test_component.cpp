@@ -111,6 +111,9 @@ TEST_CASE("the services in the order of their registration, each with its kind a
         {componentversion::class_guid, kind::single, std::string(adapter) + " 0.15"},
         {mainmenu_commands::class_guid, kind::singleton,
          "VST AE185F7F-68DD-49D6-AD27-C02BBD00AD78 in 8AF6EE1A-18D5-4B1C-AA2D-E50EAE3DC117"},
+        {mainmenu_commands::class_guid, kind::singleton,
+         "Visualize with VST ... 5CC1C77D-4473-4802-ACB5-6EB97F5C61E4 in "
+         "29272FEC-21C7-4B00-A9A7-01A8CE675EBF"},
     };
     const auto factories = component.factories();
     REQUIRE(factories.size() == std::size(rows));

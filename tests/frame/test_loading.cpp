@@ -48,5 +48,5 @@ TEST_CASE("the module can be loaded and unloaded again and again, also after it 
     const system_counts after = system_counts::settled(before);
     CHECK(after.handles < before.handles + rounds / 4); // the runtime makes a few of its own, late
     CHECK(after.threads <= before.threads);
-    CHECK(after.children == 0);
+    CHECK(after.children <= before.children); // a first window may start the system's desktop
 }

@@ -7,6 +7,7 @@
 #include <psapi.h>
 #include <tlhelp32.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <stdexcept>
 #include <vector>
@@ -49,6 +50,32 @@ size_t handles_of(unsigned long process_id)
     for (size_t i = 0; i < total; ++i)
         count += entries[i].process_id == process_id;
     return count;
+}
+
+gui_counts gui_counts::now()
+{
+    gui_counts counts = {GetGuiResources(GetCurrentProcess(), GR_GDIOBJECTS),
+                         GetGuiResources(GetCurrentProcess(), GR_USEROBJECTS)};
+    if (counts.gdi != 0 && counts.user != 0)
+        return counts;
+    // Free places in the tables are filled first, so many handles at once reach behind what is held.
+    constexpr size_t many = 256;
+    HGDIOBJ brushes[many];
+    HWND windows[many];
+    for (size_t i = 0; i < many; ++i) {
+        brushes[i] = CreateSolidBrush(RGB(1, 2, i));
+        counts.gdi = std::max<size_t>(counts.gdi, LOWORD(reinterpret_cast<uintptr_t>(brushes[i])));
+        windows[i] =
+            CreateWindowExW(0, L"STATIC", L"", 0, 0, 0, 0, 0, HWND_MESSAGE, nullptr, nullptr, nullptr);
+        counts.user = std::max<size_t>(counts.user, LOWORD(reinterpret_cast<uintptr_t>(windows[i])) / 2);
+    }
+    for (size_t i = 0; i < many; ++i) {
+        DeleteObject(brushes[i]);
+        DestroyWindow(windows[i]);
+    }
+    if (counts.gdi < many || counts.user < many)
+        throw std::runtime_error("cannot count windows");
+    return counts;
 }
 
 system_counts system_counts::now()

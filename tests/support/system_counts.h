@@ -6,6 +6,15 @@
 // Open in any process, a child for instance.
 size_t handles_of(unsigned long process_id);
 
+// What this process holds of GDI and of windows, menus, hooks and the like. Two such counts may be compared,
+// one does not say much: where the system does not count, these are how far fresh handles have climbed, and
+// windows of other processes count as well.
+struct gui_counts {
+    size_t gdi, user;
+
+    static gui_counts now();
+};
+
 // Of this process.
 struct system_counts {
     size_t handles;       // open in this process

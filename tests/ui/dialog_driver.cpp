@@ -1,0 +1,144 @@
+#include "dialog_driver.h"
+
+#include "player/task_runner.h"
+#include "win/utf.h"
+
+#include <windows.h>
+
+#include <commctrl.h>
+
+#include <chrono>
+
+dialog_player::dialog_player(bool picks_several)
+{
+    test_host& host = base.host;
+    host.add_service(background_tasks::class_guid,
+                     service_new<player::task_runner>(service_new<player::thread_pool>()));
+    host.add_service(modeless_dialogs::class_guid, modeless);
+    host.add_service(user_interface::class_guid, look);
+    if (picks_several)
+        host.add_service(file_dialog_service::class_guid, picker);
+}
+
+void dialog_player::pump()
+{
+    MSG message;
+    while (PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) {
+        bool taken = false;
+        for (const HWND dialog : std::vector<HWND>(modeless->windows))
+            taken = taken || IsDialogMessageW(dialog, &message);
+        if (!taken) {
+            TranslateMessage(&message);
+            DispatchMessageW(&message);
+        }
+    }
+}
+
+bool dialog_player::pump_until(const std::function<bool()>& done, double limit_seconds)
+{
+    using clock = std::chrono::steady_clock;
+    const auto end = clock::now() + std::chrono::duration_cast<clock::duration>(
+                                        std::chrono::duration<double>(limit_seconds));
+    for (;;) {
+        pump();
+        if (done())
+            return true;
+        if (clock::now() >= end)
+            return false;
+        MsgWaitForMultipleObjects(0, nullptr, FALSE, 10, QS_ALLINPUT);
+    }
+}
+
+std::string text_of(HWND window)
+{
+    std::wstring text(static_cast<size_t>(GetWindowTextLengthW(window)) + 1, L'\0');
+    text.resize(static_cast<size_t>(GetWindowTextW(window, text.data(), static_cast<int>(text.size()))));
+    return win::to_utf8(text);
+}
+
+std::string text_of(HWND dialog, int id)
+{
+    return text_of(GetDlgItem(dialog, id));
+}
+
+bool is_enabled(HWND dialog, int id)
+{
+    return IsWindowEnabled(GetDlgItem(dialog, id));
+}
+
+bool is_visible(HWND dialog, int id)
+{
+    return GetWindowLongW(GetDlgItem(dialog, id), GWL_STYLE) & WS_VISIBLE;
+}
+
+void click(HWND dialog, int id)
+{
+    if (is_enabled(dialog, id))
+        SendDlgItemMessageW(dialog, id, BM_CLICK, 0, 0);
+}
+
+void press(HWND dialog, WPARAM key)
+{
+    const HWND focus = GetFocus();
+    PostMessageW(focus && IsChild(dialog, focus) ? focus : dialog, WM_KEYDOWN, key, 1);
+}
+
+std::vector<std::string> choices(HWND dialog, int id)
+{
+    std::vector<std::string> found;
+    const auto count = SendDlgItemMessageW(dialog, id, CB_GETCOUNT, 0, 0);
+    for (LRESULT i = 0; i < count; ++i) {
+        wchar_t text[1024] = {};
+        SendDlgItemMessageW(dialog, id, CB_GETLBTEXT, static_cast<WPARAM>(i), reinterpret_cast<LPARAM>(text));
+        found.push_back(win::to_utf8(text));
+    }
+    return found;
+}
+
+int chosen(HWND dialog, int id)
+{
+    return static_cast<int>(SendDlgItemMessageW(dialog, id, CB_GETCURSEL, 0, 0));
+}
+
+void choose(HWND dialog, int id, int index)
+{
+    const HWND control = GetDlgItem(dialog, id);
+    SendMessageW(control, CB_SETCURSEL, static_cast<WPARAM>(index), 0);
+    SendMessageW(dialog, WM_COMMAND, MAKEWPARAM(id, CBN_SELCHANGE), reinterpret_cast<LPARAM>(control));
+}
+
+std::vector<std::string> rows(HWND dialog, int id)
+{
+    const HWND list = GetDlgItem(dialog, id);
+    const bool boxes = ListView_GetExtendedListViewStyle(list) & LVS_EX_CHECKBOXES;
+    std::vector<std::string> found;
+    for (int row = 0; row < ListView_GetItemCount(list); ++row) {
+        wchar_t text[1024] = {};
+        ListView_GetItemText(list, row, 0, text, 1024);
+        const char* box = !boxes ? "" : ListView_GetCheckState(list, row) ? "[x] " : "[ ] ";
+        found.push_back(box + win::to_utf8(text));
+    }
+    return found;
+}
+
+void select_row(HWND dialog, int id, int row)
+{
+    const UINT both = LVIS_SELECTED | LVIS_FOCUSED;
+    ListView_SetItemState(GetDlgItem(dialog, id), row, row < 0 ? 0 : both, both);
+}
+
+void double_click_row(HWND dialog, int id, int row)
+{
+    const HWND list = GetDlgItem(dialog, id);
+    RECT area = {};
+    ListView_GetItemRect(list, row, &area, LVIR_LABEL);
+    const LPARAM at = MAKELPARAM(area.left + 4, (area.top + area.bottom) / 2);
+    for (const UINT message :
+         {UINT{WM_LBUTTONDOWN}, UINT{WM_LBUTTONUP}, UINT{WM_LBUTTONDBLCLK}, UINT{WM_LBUTTONUP}})
+        PostMessageW(list, message, message == WM_LBUTTONUP ? 0 : MK_LBUTTON, at);
+}
+
+void set_tick(HWND dialog, int id, int row, bool ticked)
+{
+    ListView_SetCheckState(GetDlgItem(dialog, id), row, ticked);
+}

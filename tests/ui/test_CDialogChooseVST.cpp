@@ -1,0 +1,412 @@
+// The real chooser, driven by messages, with scripted workers as editors.
+
+#include "catalogue/scanFolders.h"
+#include "catalogue/settings.h"
+#include "dialog_driver.h"
+#include "resources/dialog_ids.h"
+#include "sdk/dsp_preset_impl.h"
+#include "support/fake_worker.h"
+#include "support/system_counts.h"
+#include "support/temp_folder.h"
+#include "support/test_options.h"
+#include "ui/CDialogChooseVST.h"
+#include "ui/CDialogFolders.h"
+#include "ui/dsp_dialog.h"
+#include "win/utf.h"
+
+#include <doctest/doctest.h>
+
+#include <fstream>
+#include <thread>
+
+namespace {
+
+const std::string editor_text = "A configuration window for your VST effect should appear on screen.";
+const std::string searching_text = "Searching for VST effects, please wait...";
+// A worker whose editor stays until the run ends, and one that saves a state and is closed by the user.
+const char* const stays = "connect\nsignal-event {event:up}\nread 1";
+const char* const edits =
+    "connect\nsignal-event {event:up}\nwrite-file $--data moved\nwait-event {event:close}";
+
+std::string text_of(const std::vector<uint8_t>& bytes)
+{
+    return {bytes.begin(), bytes.end()};
+}
+
+// What the player remembers of a chooser: the states it was handed, and whether it was told of the end.
+struct edited {
+    explicit edited(const vstConfig_t& start)
+    {
+        if (start.path.empty())
+            clearPreset(preset);
+        else
+            vstConfigToPreset(start, preset);
+    }
+    void take(const dsp_preset& changed)
+    {
+        preset.copy_from(changed);
+        ++pushes;
+        if (while_told)
+            while_told();
+    }
+    vstConfig_t config() const { return vstConfigFromPreset(preset); }
+    std::string state() const { return text_of(config().state); }
+
+    dsp_preset_impl preset;
+    int pushes = 0;
+    std::vector<bool> done;
+    std::function<void()> while_told;
+};
+
+class edit_callback_v2 : public dsp_preset_edit_callback_v2 {
+public:
+    using service_interface = dsp_preset_edit_callback_v2;
+    explicit edit_callback_v2(edited& target)
+        : target_(target)
+    {
+    }
+    void get_preset(dsp_preset& out) override
+    {
+        out.set_owner(target_.preset.get_owner());
+        out.set_data(target_.preset.get_data(), target_.preset.get_data_size());
+    }
+    void set_preset(const dsp_preset& preset) override { target_.take(preset); }
+    void dsp_dialog_done(bool accepted) override
+    {
+        target_.done.push_back(accepted);
+        if (target_.while_told)
+            target_.while_told();
+    }
+
+private:
+    edited& target_;
+};
+
+class edit_callback : public dsp_preset_edit_callback {
+public:
+    explicit edit_callback(edited& target)
+        : target_(target)
+    {
+    }
+    void on_preset_changed(const dsp_preset& preset) override { target_.take(preset); }
+
+private:
+    edited& target_;
+};
+
+HWND chooser_window()
+{
+    return FindWindowW(nullptr, L"VST Effect Configuration");
+}
+
+// A player whose settings name one folder, which holds two modules.
+struct chooser_player : dialog_player {
+    chooser_player()
+    {
+        fake_worker::use_for_launches();
+        modules.make("found");
+        wchar_t dist[1024] = {};
+        GetEnvironmentVariableW(L"QVX_DIST", dist, 1024);
+        for (const wchar_t* name : {L"\\qvxGain.dll", L"\\qvxGain.vst3"})
+            REQUIRE(CopyFileW((std::wstring(dist) + L"\\effects\\x64" + name).c_str(),
+                              (win::to_utf16(modules.path("found")) + name).c_str(), TRUE));
+        cfg_vst_folders.set(modules.path("found"));
+        std::string defaults;
+        for (const vstFolder_t& folder : getDefaultFolders())
+            defaults += folder.path + "\n";
+        cfg_vst_folders_disabled.set(defaults);
+        set_rescan_callback(&CDialogChooseVST::rescan_all);
+    }
+    ~chooser_player()
+    {
+        CDialogChooseVST::close_all();
+        CDialogFolders::close();
+        set_rescan_callback(nullptr);
+    }
+    service_ptr_t<service_base> open(edited& target, bool wait = true)
+    {
+        service_ptr_t<service_base> dialog;
+        const auto callback = service_new<edit_callback_v2>(target);
+        dsp_dialog_v3(dialog, nullptr, *callback);
+        window = modeless->windows.back();
+        if (wait)
+            REQUIRE(pump_until([&] { return is_enabled(window, IDC_EFFECT) || status() != searching_text; }));
+        return dialog;
+    }
+    std::string status() const { return is_visible(window, IDC_STATUS) ? ::text_of(window, IDC_STATUS) : ""; }
+
+    temp_folder modules;
+    HWND window = nullptr; // of the chooser opened last
+};
+
+} // namespace
+
+TEST_CASE("chooser dialog: controls, keys and an editor's state")
+{
+    chooser_player player;
+    fake_worker fake(edits);
+    edited target(fake.effect());
+    auto dialog = player.open(target, false);
+    const HWND window = player.window;
+    CHECK(IsWindowVisible(window));
+    CHECK(player.status() == searching_text);
+    CHECK(choices(window, IDC_EFFECT).empty());
+    CHECK(!is_enabled(window, IDC_EFFECT));
+    CHECK(choices(window, IDC_CHANNELS) == chooser_model::channel_choices());
+    REQUIRE(player.pump_until([&] { return is_enabled(window, IDC_EFFECT); }));
+    CHECK(choices(window, IDC_EFFECT) == std::vector<std::string>{"qvxGain (VST v2, 64-bit)",
+                                                                  "qvxGain (VST v3, 64-bit)",
+                                                                  "Fake (VST v3, 64-bit)"});
+    CHECK(chosen(window, IDC_EFFECT) == 2); // not found any more
+    CHECK(player.status() == editor_text);
+    CHECK(is_enabled(window, IDC_LOAD));
+    CHECK(target.pushes <= 1);
+
+    REQUIRE(fake.wait_for("up"));
+    CHECK(player.pump_until([&] { return target.state() == "moved"; }));
+    fake.signal("close");
+    CHECK(player.pump_until([&] { return player.status().empty(); }));
+    CHECK(target.pushes == 1);
+
+    choose(window, IDC_CHANNELS, 10);
+    choose(window, IDC_FORMAT, 1);
+    choose(window, IDC_FORMAT, 1);
+    CHECK(target.pushes == 4);
+    CHECK(target.config().outputChannelMask == 0x63F);
+    CHECK(target.config().flags == vstFlagFloat64);
+
+    choose(window, IDC_EFFECT, 0); // its worker cannot do anything with it
+    CHECK(target.config().vstVersion == 2);
+    CHECK(!is_enabled(window, IDC_SAVE));
+    CHECK(chosen(window, IDC_CHANNELS) == 0);
+    CHECK(chosen(window, IDC_FORMAT) == 0);
+
+    SetFocus(GetDlgItem(window, IDC_EFFECT));
+    std::vector<int> order;
+    for (int i = 0; i < 5; ++i) {
+        order.push_back(GetDlgCtrlID(GetFocus()));
+        press(window, VK_TAB);
+        player.pump();
+    }
+    CHECK(order == std::vector{IDC_EFFECT, IDC_FOLDERS, IDC_CHANNELS, IDC_FORMAT, IDC_EFFECT});
+    SetFocus(GetDlgItem(window, IDC_CHANNELS));
+    press(window, VK_RETURN);
+    player.pump();
+    CHECK(IsWindow(window));
+    press(window, VK_ESCAPE);
+    player.pump();
+    CHECK(!IsWindow(window));
+    CHECK(target.done == std::vector{true});
+    dialog.release();
+    CHECK(target.done.size() == 1);
+}
+
+TEST_CASE("chooser dialog: loading and saving presets")
+{
+    chooser_player player;
+    fake_worker fake(stays);
+    vstConfig_t effect = fake.effect();
+    edited target(effect);
+    const auto dialog = player.open(target);
+    auto& shown = player.shell->shown;
+    const std::string file = player.modules.path("a.vstpreset");
+
+    click(player.window, IDC_SAVE);
+    CHECK(shown == std::vector<std::string>{"popup Preset saving failure: Configuration is empty"});
+    REQUIRE(fake.wait_for("up"));
+
+    // A file that cannot be read leaves the editor alone; giving up does nothing.
+    shown.clear();
+    player.shell->answer = file;
+    click(player.window, IDC_LOAD);
+    player.shell->answer.reset();
+    click(player.window, IDC_LOAD);
+    CHECK(shown == std::vector<std::string>{"open Load VST preset|VST presets|*.vstpreset|vstpreset",
+                                            "popup Preset loading failure: Object not found",
+                                            "open Load VST preset|VST presets|*.vstpreset|vstpreset"});
+    CHECK(fake.process_ids().size() == 1);
+    CHECK(target.pushes == 0);
+
+    player.modules.write("a.vstpreset", {'n', 'e', 'w'});
+    player.shell->answer = file;
+    click(player.window, IDC_LOAD);
+    CHECK(target.state() == "new");
+    CHECK(player.pump_until([&] { return fake.process_ids().size() == 2; }));
+    CHECK(player.status() == editor_text);
+    player.shell->answer = player.modules.path("b.vstpreset");
+    click(player.window, IDC_SAVE);
+    std::ifstream saved(player.modules.path("b.vstpreset"), std::ios::binary);
+    CHECK(std::string(std::istreambuf_iterator<char>(saved), {}) == "new");
+
+    // A new list, and the end of the dialog, while the picker is open.
+    player.shell->answer = file;
+    player.modules.write("a.vstpreset", {'o'});
+    player.shell->meanwhile = [&] {
+        CDialogChooseVST::rescan_all();
+        player.pump_until([&] { return is_enabled(player.window, IDC_EFFECT); });
+    };
+    click(player.window, IDC_LOAD);
+    CHECK(target.state() == "o");
+    player.modules.write("a.vstpreset", {'p'});
+    player.shell->meanwhile = [&] { DestroyWindow(player.window); };
+    click(player.window, IDC_LOAD);
+    player.shell->meanwhile = nullptr;
+    CHECK(target.state() == "o");
+    CHECK(!chooser_window());
+}
+
+TEST_CASE("chooser dialog: modal")
+{
+    chooser_player player;
+    fake_worker fake(edits);
+    fake.signal("close");
+    edited target(fake.effect());
+    edit_callback callback(target);
+    const auto when = [&](std::function<bool()> ready, std::function<void(HWND)> act) {
+        struct once {
+            static void again(std::function<bool()> ready, std::function<void(HWND)> act, int left)
+            {
+                if (ready() || left == 0)
+                    return act(chooser_window());
+                Sleep(5); // the loop of the dialog comes round
+                post_to_main_thread([=] { again(ready, act, left - 1); });
+            }
+        };
+        post_to_main_thread([=] { once::again(ready, act, 1000); });
+    };
+
+    // The folders dialog keeps its keys beside a modal one.
+    HWND folders = nullptr;
+    int after_tab = 0;
+    when([&] { return target.pushes == 1; },
+         [&](HWND window) {
+             click(window, IDC_FOLDERS);
+             folders = CDialogFolders::instance()->window();
+             SetFocus(GetDlgItem(folders, IDC_DEFAULT_LIST));
+             when([&] { return GetForegroundWindow() == folders; },
+                  [&](HWND) {
+                      PostMessageW(GetDlgItem(folders, IDC_DEFAULT_LIST), WM_KEYDOWN, VK_TAB, 1);
+                      when([&] { return (after_tab = GetDlgCtrlID(GetFocus())) == IDC_ADD; },
+                           [&](HWND chooser) {
+                               press(folders, VK_ESCAPE);
+                               PostMessageW(chooser, WM_CLOSE, 0, 0);
+                           });
+                  });
+         });
+    dsp_preset_impl preset = target.preset;
+    dsp_dialog_v2(preset, nullptr, callback);
+    CHECK(after_tab == IDC_ADD);
+    CHECK(!IsWindowVisible(folders));
+    CHECK(target.state() == "moved");
+    CHECK(!chooser_window());
+
+    // In place: true when something changed.
+    for (const int picks : {1, 0}) {
+        fake_worker idle(stays);
+        preset = edited(idle.effect()).preset;
+        const dsp_preset_impl before = preset;
+        when([&] { return chooser_window() != nullptr; },
+             [&](HWND window) {
+                 choose(window, IDC_FORMAT, picks);
+                 PostMessageW(window, WM_CLOSE, 0, 0);
+             });
+        CHECK(dsp_dialog(preset, nullptr) == (picks == 1));
+        CHECK((preset == before) == (picks == 0));
+    }
+
+    // Elsewhere than on the main thread the player's fault is told.
+    std::thread([&] {
+        service_ptr_t<service_base> dialog;
+        const auto callback_v2 = service_new<edit_callback_v2>(target);
+        CHECK_THROWS_WITH_AS(dsp_dialog(preset, nullptr), "core_api::ensure_main_thread",
+                             exception_host_bug_check);
+        CHECK_THROWS_AS(dsp_dialog_v2(preset, nullptr, callback), exception_host_bug_check);
+        CHECK_THROWS_AS(dsp_dialog_v3(dialog, nullptr, *callback_v2), exception_host_bug_check);
+    }).join();
+}
+
+TEST_CASE("chooser dialog: the player lets go of it whenever it likes")
+{
+    chooser_player player;
+    enum class moment { push, done, at_once, scanning, elsewhere };
+    for (const moment now :
+         {moment::push, moment::done, moment::at_once, moment::scanning, moment::elsewhere}) {
+        CAPTURE(static_cast<int>(now));
+        fake_worker fake(stays);
+        edited target(fake.effect());
+        auto dialog = player.open(target, now != moment::scanning);
+        const HWND window = player.window;
+        const auto let_go = [&] {
+            dialog.release();
+            CHECK(!IsWindow(window));
+        };
+        if (now == moment::push || now == moment::done)
+            target.while_told = let_go;
+        if (now == moment::push)
+            choose(window, IDC_FORMAT, 1);
+        else if (now == moment::done)
+            SendMessageW(window, WM_COMMAND, IDCANCEL, 0);
+        else if (now == moment::elsewhere)
+            std::thread([&] { dialog.release(); }).join();
+        else
+            let_go();
+        CHECK(player.pump_until([&] { return !IsWindow(window); }));
+        CHECK(target.done.size() == (now == moment::done ? 1u : 0u));
+        CHECK(player.modeless->windows.empty());
+    }
+}
+
+TEST_CASE("chooser dialog: a changed folder scans every open one anew")
+{
+    chooser_player player;
+    edited none({}), two({});
+    const auto first = player.open(none);
+    const HWND first_window = player.window;
+    const auto second = player.open(two);
+    CHECK(choices(first_window, IDC_EFFECT).size() == 2);
+    CHECK(!is_enabled(first_window, IDC_CHANNELS));
+    choose(player.window, IDC_EFFECT, 1);
+    CHECK(two.config().vstVersion == 3);
+
+    click(first_window, IDC_FOLDERS);
+    const HWND folders = CDialogFolders::instance()->window();
+    select_row(folders, IDC_LIST, 0);
+    click(folders, IDC_REMOVE);
+    CHECK(text_of(first_window, IDC_STATUS) == searching_text);
+    CHECK(text_of(player.window, IDC_STATUS) == searching_text);
+    CHECK(player.pump_until([&] { return text_of(first_window, IDC_STATUS) == "No VST effects found."; }));
+    CHECK(player.pump_until([&] { return is_enabled(player.window, IDC_EFFECT); }));
+    CHECK(choices(player.window, IDC_EFFECT) == std::vector<std::string>{"qvxGain (VST v3, 64-bit)"});
+    CHECK(chosen(player.window, IDC_EFFECT) == 0);
+    CHECK(none.pushes == 0);
+    CHECK(two.pushes == 1);
+}
+
+TEST_CASE("dialogs: opened again and again they leave nothing behind")
+{
+    chooser_player player;
+    // Without an effect: what runs leave behind is another test's.
+    const auto once = [&] {
+        edited target({});
+        auto dialog = player.open(target);
+        click(player.window, IDC_FOLDERS);
+        player.pump();
+        CDialogFolders::close();
+        dialog.release();
+        player.pump();
+    };
+    for (int i = 0; i < 3; ++i)
+        once();
+    const system_counts before = system_counts::settled({});
+    const gui_counts windows_before = gui_counts::now();
+    const size_t rounds = test_options::long_run() ? 200 : 10;
+    for (size_t i = 0; i < rounds; ++i)
+        once();
+    const system_counts after = system_counts::settled(before);
+    CHECK(after.handles <= before.handles + 3);
+    CHECK(after.threads <= before.threads);
+    CHECK(after.children <= before.children);
+    const gui_counts windows_after = gui_counts::now();
+    CHECK(windows_after.gdi < windows_before.gdi + rounds / 2);
+    CHECK(windows_after.user < windows_before.user + rounds / 2);
+}

@@ -1,0 +1,169 @@
+// The real folders dialog, driven by messages.
+
+#include "catalogue/scanFolders.h"
+#include "catalogue/settings.h"
+#include "dialog_driver.h"
+#include "resources/dialog_ids.h"
+#include "ui/CDialogFolders.h"
+
+#include <doctest/doctest.h>
+
+namespace {
+
+int rescans = 0;
+
+struct open_dialog {
+    explicit open_dialog(bool picks_several = true)
+        : player(picks_several)
+    {
+        rescans = 0;
+        set_rescan_callback([] { ++rescans; });
+        cfg_vst_folders.set("C:\\mine\nC:\\yours");
+        cfg_vst_folders_disabled.set(getDefaultFolders().at(1).path);
+        CDialogFolders::open();
+        window = CDialogFolders::instance()->window();
+        player.pump();
+    }
+    ~open_dialog()
+    {
+        CDialogFolders::close();
+        set_rescan_callback(nullptr);
+    }
+
+    dialog_player player;
+    HWND window;
+};
+
+// What the store holds: the user's folders, then "|", then the defaults that are switched off, by number.
+std::string stored()
+{
+    std::string text = cfg_vst_folders.get() + "|";
+    std::ranges::replace(text, '\n', ';');
+    const auto defaults = getDefaultFolders();
+    for (const std::string& path : getDisabledDefaultFolders()) {
+        for (size_t i = 0; i < defaults.size(); ++i)
+            text += defaults[i].path == path ? std::to_string(i) : "";
+    }
+    return text;
+}
+
+} // namespace
+
+TEST_CASE("folders dialog: what each action stores, scans anew and shows")
+{
+    open_dialog open;
+    const HWND dialog = open.window;
+    auto& [base, shell, picker, modeless, look] = open.player;
+    const auto row_texts = [&] { return rows(dialog, IDC_LIST); };
+    const auto picks = [&](std::vector<std::string> answer) {
+        picker->answer = std::move(answer);
+        click(dialog, IDC_ADD);
+    };
+
+    CHECK(text_of(dialog) == "VST Folders");
+    CHECK(modeless->windows == std::vector{dialog});
+    CHECK(look->look->frames == std::vector{dialog});
+    std::vector<std::string> defaults;
+    for (const vstFolder_t& folder : getDefaultFolders())
+        defaults.push_back((defaults.size() == 1 ? "[ ] " : "[x] ") + folder.path);
+    CHECK(rows(dialog, IDC_DEFAULT_LIST) == defaults);
+    CHECK(row_texts() == std::vector<std::string>{"C:\\mine", "C:\\yours"});
+    CHECK(ListView_GetColumnWidth(GetDlgItem(dialog, IDC_LIST), 0) ==
+          ListView_GetColumnWidth(GetDlgItem(dialog, IDC_DEFAULT_LIST), 0));
+
+    struct step {
+        const char* what;
+        std::function<void()> act;
+        const char* stored;
+        int rescans;
+        bool can_remove;
+    };
+    const std::string shown_before = "folders Choose VST Effect Folder";
+    const std::vector<step> steps = {
+        {"open", [] {}, "C:\\mine;C:\\yours|1", 0, false},
+        {"select a default", [&] { select_row(dialog, IDC_DEFAULT_LIST, 0); }, "C:\\mine;C:\\yours|1", 0,
+         false},
+        {"untick", [&] { set_tick(dialog, IDC_DEFAULT_LIST, 0, false); }, "C:\\mine;C:\\yours|10", 1, false},
+        {"tick", [&] { set_tick(dialog, IDC_DEFAULT_LIST, 0, true); }, "C:\\mine;C:\\yours|1", 1, false},
+        {"tick once more", [&] { set_tick(dialog, IDC_DEFAULT_LIST, 0, true); }, "C:\\mine;C:\\yours|1", 0,
+         false},
+        {"remove nothing", [&] { SendMessageW(dialog, WM_COMMAND, IDC_REMOVE, 0); }, "C:\\mine;C:\\yours|1",
+         0, false},
+        {"select", [&] { select_row(dialog, IDC_LIST, 0); }, "C:\\mine;C:\\yours|1", 0, true},
+        {"remove", [&] { click(dialog, IDC_REMOVE); }, "C:\\yours|1", 1, false},
+        {"give up adding", [&] { picks({}); }, "C:\\yours|1", 0, false},
+        {"add several, one again",
+         [&] {
+             picks({"C:\\a\\", "file://C:/yours"});
+         },
+         "C:\\yours;C:\\a;C:\\yours|1", 1, false},
+        {"select the last", [&] { select_row(dialog, IDC_LIST, 2); }, "C:\\yours;C:\\a;C:\\yours|1", 0, true},
+        {"select none", [&] { select_row(dialog, IDC_LIST, -1); }, "C:\\yours;C:\\a;C:\\yours|1", 0, false},
+    };
+    for (const step& one : steps) {
+        CAPTURE(one.what);
+        rescans = 0;
+        one.act();
+        open.player.pump();
+        CHECK(stored() == one.stored);
+        CHECK(rescans == one.rescans);
+        CHECK(is_enabled(dialog, IDC_REMOVE) == one.can_remove);
+    }
+    CHECK(row_texts() == std::vector<std::string>{"C:\\yours", "C:\\a", "C:\\yours"});
+    CHECK(shell->shown == std::vector{shown_before, shown_before});
+
+    shell->shown.clear();
+    double_click_row(dialog, IDC_LIST, 1);
+    double_click_row(dialog, IDC_DEFAULT_LIST, 0);
+    open.player.pump();
+    CHECK(shell->shown ==
+          std::vector<std::string>{"execute C:\\a", "execute " + getDefaultFolders()[0].path});
+    CHECK(rescans == 0);
+}
+
+TEST_CASE("folders dialog: keys, hiding, its end and the picker of one folder")
+{
+    open_dialog open(false);
+    auto& player = open.player;
+    HWND dialog = open.window;
+    CHECK(IsWindowVisible(dialog));
+    std::vector<int> order;
+    SetFocus(GetDlgItem(dialog, IDC_DEFAULT_LIST));
+    for (int i = 0; i < 4; ++i) {
+        order.push_back(GetDlgCtrlID(GetFocus()));
+        press(dialog, VK_TAB);
+        player.pump();
+    }
+    CHECK(order == std::vector{IDC_DEFAULT_LIST, IDC_ADD, IDC_LIST, IDC_DEFAULT_LIST});
+    press(dialog, VK_SPACE); // on the row that has the focus, once there is one
+    SetFocus(GetDlgItem(dialog, IDC_LIST));
+    select_row(dialog, IDC_LIST, 1);
+    press(dialog, VK_RETURN);
+    player.pump();
+    CHECK(player.shell->shown == std::vector<std::string>{"execute C:\\yours"});
+
+    player.shell->answer = "C:\\one";
+    click(dialog, IDC_ADD);
+    CHECK(player.shell->shown.back() == "folder Choose VST Effect Folder");
+    CHECK(stored() == "C:\\mine;C:\\yours;C:\\one|1");
+
+    press(dialog, VK_ESCAPE);
+    player.pump();
+    CHECK(IsWindow(dialog));
+    CHECK(!IsWindowVisible(dialog));
+    cfg_vst_folders.set(""); // rows are read once
+    CDialogFolders::open();
+    CHECK(CDialogFolders::instance()->window() == dialog);
+    CHECK(IsWindowVisible(dialog));
+    CHECK(rows(dialog, IDC_LIST).size() == 3);
+
+    // Gone while its picker is open; then a new one.
+    player.shell->meanwhile = [&] { DestroyWindow(dialog); };
+    click(dialog, IDC_ADD);
+    player.shell->meanwhile = nullptr;
+    CHECK(!CDialogFolders::instance());
+    CHECK(player.modeless->windows.empty());
+    CHECK(stored() == "|1");
+    CDialogFolders::open();
+    CHECK(rows(CDialogFolders::instance()->window(), IDC_LIST).empty());
+}
