@@ -100,8 +100,8 @@ intptr_t vst2_effect::answer(int32_t opcode, int32_t index, intptr_t value, void
         note_edit(); // the value is read again when it is needed; some modules pass a wrong one here
         return 1;
     case host_idle: // from a loop of the effect's own, which keeps ours from running
-        if (on_gui_thread())
-            idle_calls();
+        if (editor_ != nullptr && on_gui_thread())
+            editor_->idle_wanted();
         return 0;
     case host_need_idle:
         idle_wanted_ = true;

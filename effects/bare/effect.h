@@ -78,6 +78,8 @@ public:
     virtual void latency_changed() = 0;
     // The effect changed a parameter itself, and has set the value.
     virtual void edited(std::size_t parameter, double normalised) = 0;
+    // VST 3: asks for a fresh instance with the same state.
+    virtual void reload_wanted() {}
 
 protected:
     ~host() = default;

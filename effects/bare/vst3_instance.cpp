@@ -338,6 +338,13 @@ void instance::latency_changed()
     });
 }
 
+void instance::reload_wanted()
+{
+    call_handler([](v3_component_handler** handler) {
+        v3_cpp_obj(handler)->restart_component(handler, V3_RESTART_RELOAD_COMPONENT);
+    });
+}
+
 void instance::edited(std::size_t parameter, double normalised)
 {
     begin_edit(parameter);

@@ -23,6 +23,7 @@ public:
 
     void latency_changed() override;
     void edited(std::size_t parameter, double normalised) override;
+    void reload_wanted() override;
 
     // By hand, in the view.
     void begin_edit(std::size_t parameter);

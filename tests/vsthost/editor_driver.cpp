@@ -2,7 +2,9 @@
 
 #include "programs/modules/driven_messages.h"
 
+#include <algorithm>
 #include <chrono>
+#include <utility>
 
 namespace editor_driver {
 
@@ -82,7 +84,8 @@ editor::editor(const editing& how)
 {
     launch start = module(how.which, how.name);
     start.editor_mode = how.live ? "configure-live" : "configure";
-    start.editor_options = {"--dpi-aware", "no"};
+    start.editor_options = {"--dpi-aware", how.dpi_aware ? "yes" : "no"};
+    start.environment = {{"QVX_VSTHOST_MINIDUMP_MS", "0"}}; // or crashes leave files
     if (how.with_data) {
         folder_.write("state",
                       how.level < 0 ? std::vector<uint8_t>() : level_state(how.which, how.name, how.level));
@@ -92,9 +95,9 @@ editor::editor(const editing& how)
     worker_.emplace(start);
 }
 
-HWND editor::frame(unsigned milliseconds)
+HWND frame_of(const worker& of, unsigned milliseconds)
 {
-    search wanted{GetProcessId(worker_->process_handle()), nullptr};
+    search wanted{GetProcessId(of.process_handle()), nullptr};
     wait_until(
         [&] {
             EnumWindows(look, reinterpret_cast<LPARAM>(&wanted));
@@ -192,6 +195,23 @@ std::vector<uint32_t> picture(HWND window)
     DeleteDC(memory);
     ReleaseDC(nullptr, screen);
     return pixels;
+}
+
+std::vector<uint32_t> painted(HWND window)
+{
+    std::vector<uint32_t> last;
+    CHECK(wait_until([&] {
+        last = picture(window);
+        return std::ranges::count(last, last[0]) < std::ssize(last);
+    }));
+    wait_until(
+        [&] {
+            Sleep(400);
+            const std::vector<uint32_t> before = std::exchange(last, picture(window));
+            return last == before;
+        },
+        2000);
+    return last;
 }
 
 } // namespace editor_driver

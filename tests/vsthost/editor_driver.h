@@ -42,11 +42,15 @@ private:
     std::thread thread_;
 };
 
+// The visible window around a worker's editor, once it is there; null when none comes.
+HWND frame_of(const worker& of, unsigned milliseconds);
+
 struct editing {
     kind which;
     std::string name; // of the module
     bool live = false;
     bool with_data = true;
+    bool dpi_aware = false;
     double level = 0.5; // in the state file at the start; below 0: the file is empty
     HWND owner = nullptr;
     std::vector<std::string> options = {};
@@ -58,8 +62,7 @@ public:
     explicit editor(const editing& how);
 
     worker& process() { return *worker_; }
-    // The worker's visible window, once it is there; null when none comes.
-    HWND frame(unsigned milliseconds = 10000);
+    HWND frame() { return frame_of(*worker_, 10000); }
     // The window of the module's editor.
     HWND inside();
     void tell(unsigned what, uintptr_t wide = 0, intptr_t large = 0); // posted
@@ -83,5 +86,7 @@ private:
 SIZE client_size(HWND window);
 // What the window shows on the screen, as colours row by row.
 std::vector<uint32_t> picture(HWND window);
+// The same once there is something to be seen that has stood for a moment, or is older than two seconds.
+std::vector<uint32_t> painted(HWND window);
 
 } // namespace editor_driver

@@ -32,6 +32,31 @@ TEST_CASE("the end of the pipe keeps the last edit, also while the owner's threa
     });
 }
 
+TEST_CASE("an editor ends with its player's window and pipe when the player is killed")
+{
+    for_some_kinds([](const kind& which) {
+        // Another worker's window stands in for the player's.
+        editor player({.which = which, .name = "module_with_an_editor"});
+        REQUIRE(player.frame() != nullptr);
+        char digits[20];
+        std::snprintf(digits, sizeof digits, "%x",
+                      static_cast<unsigned>(reinterpret_cast<uintptr_t>(player.frame())));
+        editor shown({.which = which,
+                      .name = "module_with_an_editor",
+                      .live = true,
+                      .options = {"--parent-window", digits}});
+        REQUIRE(shown.frame() != nullptr);
+        CHECK(GetWindow(shown.frame(), GW_OWNER) == player.frame());
+        shown.tell(driven_edit, 250);
+        CHECK(shown.holds(0.25, 500));
+        TerminateProcess(player.process().process_handle(), 1);
+        shown.process().break_pipe();
+        CHECK(shown.process().wait(3000) == 0);
+        CHECK(shown.holds(0.25, 0));
+        CHECK(shown.leftovers().empty());
+    });
+}
+
 TEST_CASE("editors that hang, crash or do not open cost their worker at most")
 {
     for_some_kinds([](const kind& which) {

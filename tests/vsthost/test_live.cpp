@@ -98,3 +98,29 @@ TEST_CASE("a hanging editor does not hold up the player; without a file no state
         CHECK(stateless.process().wait() == 0);
     });
 }
+
+TEST_CASE("meters move with the sound and only with it")
+{
+    for_some_kinds([](const kind& which) {
+        launch how;
+        how.arch = which.arch;
+        how.vst_version = which.version;
+        how.vst = effect_path(which.arch, which.version == 2 ? "qvxGain.dll" : "qvxGain.vst3");
+        how.editor_mode = "configure-live";
+        how.editor_options = {"--dpi-aware", "yes", "--window-title", "VST Visualization"};
+        worker player(how);
+        const HWND frame = frame_of(player, 10000);
+        REQUIRE(frame != nullptr);
+        const std::vector<uint32_t> silent = painted(frame);
+        Sleep(500);
+        CHECK(picture(frame) == silent);
+        format(player, 44100, 2);
+        CHECK(wait_until([&] {
+            play(player, tone(4410, 2, 0.9));
+            Sleep(20);
+            return picture(frame) != silent;
+        }));
+        player.break_pipe();
+        CHECK(player.wait(3000) == 0);
+    });
+}

@@ -4,7 +4,6 @@
 #include "vsthost/vst2_state.h"
 #include "vsthost/vstpreset.h"
 
-#include <algorithm>
 #include <cmath>
 
 #include <commctrl.h>
@@ -92,7 +91,7 @@ TEST_CASE("several hundred parameters: searched, dragged, nudged, typed in and p
         SendMessageW(list.list, WM_LBUTTONDOWN, MK_LBUTTON, list.bar(0.2));
         SendMessageW(list.list, WM_MOUSEMOVE, MK_LBUTTON, list.bar(0.75));
         SendMessageW(list.list, WM_LBUTTONUP, 0, list.bar(0.75));
-        CHECK(wait_until([&] { return std::abs(value_in(shown, which, position) - 75.0) < 2.0; }, 500));
+        CHECK(wait_until([&] { return std::abs(value_in(shown, which, position) - 75.0) < 2.0; }, 1000));
         SendMessageW(list.list, WM_LBUTTONDBLCLK, MK_LBUTTON, list.bar(0.75));
         CHECK(is(50.0));
         list.look_for(L"");
@@ -108,19 +107,14 @@ TEST_CASE("several hundred parameters: searched, dragged, nudged, typed in and p
 
 TEST_CASE("the list follows what the effect changes itself")
 {
-    for_some_kinds([](const kind& which) {
-        for (const bool moves : {true, false}) {
-            CAPTURE(moves);
-            editor shown({.which = which,
-                          .name = moves ? "module_that_calls_back_from_its_own_thread"
-                                        : "module_that_passes_through"});
-            const shown_list list(shown);
-            REQUIRE(list.list != nullptr);
-            Sleep(500); // painted
-            const std::vector<uint32_t> before = picture(list.list);
-            CHECK(std::ranges::count(before, before[0]) < std::ssize(before)); // something is there
-            const bool changed = wait_until([&] { return picture(list.list) != before; }, 1000);
-            CHECK(changed == moves);
-        }
-    });
+    const auto moves = [](const kind& which, const std::string& name) {
+        editor shown({.which = which, .name = name});
+        const shown_list list(shown);
+        REQUIRE(list.list != nullptr);
+        const std::vector<uint32_t> before = painted(list.list);
+        return wait_until([&] { return picture(list.list) != before; }, 600);
+    };
+    for_some_kinds(
+        [&](const kind& which) { CHECK(moves(which, "module_that_calls_back_from_its_own_thread")); });
+    CHECK(!moves({arches().front(), 3}, "module_that_passes_through"));
 }

@@ -14,16 +14,20 @@ Function find(const char* name)
 
 void vsthost::set_dpi_awareness(bool aware)
 {
-    using set_context = BOOL(WINAPI*)(DPI_AWARENESS_CONTEXT);
-    if (const auto set = find<set_context>("SetProcessDpiAwarenessContext")) {
-        if (!aware) {
-            set(DPI_AWARENESS_CONTEXT_UNAWARE);
-            return;
-        }
-        if (set(DPI_AWARENESS_CONTEXT_PER_MONITOR_AWARE_V2) || set(DPI_AWARENESS_CONTEXT_PER_MONITOR_AWARE))
-            return;
-    }
-    if (aware)
+    using set_process = BOOL(WINAPI*)(DPI_AWARENESS_CONTEXT);
+    using set_thread = DPI_AWARENESS_CONTEXT(WINAPI*)(DPI_AWARENESS_CONTEXT);
+    const auto for_process = find<set_process>("SetProcessDpiAwarenessContext");
+    const auto for_thread = find<set_thread>("SetThreadDpiAwarenessContext");
+    // The process may have been given one already, by the user's compatibility settings or by a system that
+    // does so always; the thread that shows the windows still has a choice.
+    const auto set = [&](DPI_AWARENESS_CONTEXT context) {
+        return (for_process != nullptr && for_process(context)) ||
+               (for_thread != nullptr && for_thread(context) != nullptr);
+    };
+    if (!aware)
+        set(DPI_AWARENESS_CONTEXT_UNAWARE);
+    else if (!set(DPI_AWARENESS_CONTEXT_PER_MONITOR_AWARE_V2) &&
+             !set(DPI_AWARENESS_CONTEXT_PER_MONITOR_AWARE))
         SetProcessDPIAware();
 }
 

@@ -5,8 +5,8 @@
 
 namespace vsthost {
 
-// For the whole process, before its first window: aware of every screen's own resolution, or drawn at 96 dots
-// per inch and stretched by the system.
+// Before the first window, on the thread that will show them, for the whole process if the system lets it:
+// aware of every screen's own resolution, or drawn at 96 dots per inch and stretched by the system.
 void set_dpi_awareness(bool aware);
 
 unsigned dpi_of(HWND window); // 96 is plain

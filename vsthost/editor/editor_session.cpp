@@ -7,13 +7,15 @@
 #include "vsthost/exit_codes.h"
 #include "vsthost/process_shell.h"
 #include "vsthost/report.h"
+#include "vsthost/run_to_the_end.h"
 
 #include <chrono>
 #include <utility>
 
 namespace {
 
-constexpr uint64_t tick_period = 15;    // ms, at least
+constexpr uint64_t tick_period = 15; // ms, at least
+constexpr uint64_t tick_overdue = 50;
 constexpr unsigned closing_time = 7000; // ms, for the user's way out
 
 uint64_t now_ms()
@@ -47,15 +49,42 @@ bool is_touch(const MSG& message)
     }
 }
 
+// Whose hook it is.
+thread_local vsthost::editor_session* current = nullptr;
+
 } // namespace
 
 vsthost::editor_session::editor_session(const parts& with, HWND owner, const std::string& title)
     : with_(with)
-    , window_(owner, title, {[this] { tick(false); }, [this] { end(); }})
+    , window_(owner, title, {[this] { tick(); }, [this] { end(); }})
 {
     in_tick_ = true; // an editor that pumps messages while it opens
     open_editor();
     in_tick_ = false;
+    current = this;
+    hook_ = SetWindowsHookExW(WH_GETMESSAGE, on_retrieval, nullptr, GetCurrentThreadId());
+}
+
+vsthost::editor_session::~editor_session()
+{
+    if (hook_ != nullptr)
+        UnhookWindowsHookEx(hook_);
+    current = nullptr;
+}
+
+// Every message that any loop of this thread takes: editors run loops of their own while something is
+// dragged, some of them for mouse messages only, so that the window's timer waits until they are over.
+LRESULT CALLBACK vsthost::editor_session::on_retrieval(int code, WPARAM wide, LPARAM large)
+{
+    if (code == HC_ACTION && wide == PM_REMOVE && current != nullptr)
+        or_end_process([&] {
+            const uint64_t now = now_ms();
+            if (is_touch(*reinterpret_cast<const MSG*>(large)))
+                current->schedule_.touched(now);
+            if (now - current->last_tick_ >= tick_overdue)
+                current->tick();
+        });
+    return CallNextHookEx(nullptr, code, wide, large);
 }
 
 void vsthost::editor_session::open_editor()
@@ -84,31 +113,28 @@ void vsthost::editor_session::pump()
     MSG message;
     // A WM_QUIT that an effect posts is ignored.
     while (!ending_ && PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) {
-        if (is_touch(message))
-            schedule_.touched(now_ms());
         window_.prepare(message);
         TranslateMessage(&message);
         DispatchMessageW(&message);
         // The timer's messages come last, and a slow editor may never leave room for them during a drag.
-        tick(true);
+        tick();
+        rebuild();
     }
 }
 
-void vsthost::editor_session::tick(bool in_own_loop)
+void vsthost::editor_session::tick()
 {
     const uint64_t now = now_ms();
     if (in_tick_ || ending_ || now - last_tick_ < tick_period)
         return;
     last_tick_ = now;
+    if (with_.link != nullptr && with_.link->gone())
+        return end();
     in_tick_ = true;
-    if (with_.link != nullptr && with_.link->gone()) {
-        in_tick_ = false;
-        end();
-        return;
-    }
     with_.shown.idle();
     window_.idle();
-    attend(in_own_loop);
+    if (with_.shown.wants_attention() && !with_.shown.wants_rebuild())
+        attend();
     if (with_.live != nullptr && with_.live->wants_set_up())
         with_.live->set_up(with_.shown);
     if (with_.shown.take_edited())
@@ -118,22 +144,25 @@ void vsthost::editor_session::tick(bool in_own_loop)
     in_tick_ = false;
 }
 
-void vsthost::editor_session::attend(bool in_own_loop)
+void vsthost::editor_session::attend()
 {
-    // Inside a loop of the effect's own its editor stays as it is.
-    const bool rebuild = with_.shown.wants_rebuild();
-    if (!with_.shown.wants_attention() || (rebuild && !in_own_loop))
+    const processing_gate::pause pause(with_.gate);
+    with_.shown.attend();
+    if (with_.live != nullptr)
+        with_.live->set_up_again(with_.shown);
+}
+
+// In our own loop only: inside one of the effect's its editor stays as it is.
+void vsthost::editor_session::rebuild()
+{
+    if (ending_ || !with_.shown.wants_rebuild())
         return;
-    if (rebuild)
-        window_.close_editor();
-    {
-        const processing_gate::pause pause(with_.gate);
-        with_.shown.attend();
-        if (with_.live != nullptr)
-            with_.live->set_up_again(with_.shown);
-    }
-    if (rebuild)
-        open_editor();
+    in_tick_ = true;
+    window_.close_editor();
+    attend();
+    open_editor();
+    in_tick_ = false;
+    schedule_.edited();
 }
 
 void vsthost::editor_session::save()

@@ -31,18 +31,23 @@ public:
         state_writer* writer;
     };
 
-    // Opens the effect's editor or, without one, the list of its parameters.
+    // Opens the effect's editor or, without one, the list of its parameters. One session a thread.
     editor_session(const parts& with, HWND owner, const std::string& title);
+    ~editor_session();
+    editor_session(const editor_session&) = delete;
+    editor_session& operator=(const editor_session&) = delete;
 
     // Until the user closes the window or the player goes. The state is in the writer's hands then, the
     // editor closed and the window gone.
     void run();
 
 private:
+    static LRESULT CALLBACK on_retrieval(int code, WPARAM wide, LPARAM large);
     void open_editor();
     void pump();
-    void tick(bool in_own_loop);
-    void attend(bool in_own_loop);
+    void tick();
+    void attend();
+    void rebuild();
     void save();
     void end();
 
@@ -51,6 +56,7 @@ private:
     uint64_t last_tick_ = 0;
     bool in_tick_ = false;
     bool ending_ = false;
+    HHOOK hook_ = nullptr;
     editor_window window_; // last: its messages lead here
 };
 

@@ -237,9 +237,13 @@ LRESULT vsthost::editor_window::handle(UINT message, WPARAM wide, LPARAM large)
     case WM_CLOSE:
         events_.close_wanted();
         return 0;
+    case WM_ENDSESSION: // the user logs off
+        if (wide != FALSE)
+            events_.close_wanted();
+        return 0;
     case WM_SIZE:
         if (editor_ && !sizing_ && wide != SIZE_MINIMIZED)
-            editor_->resized({LOWORD(large), HIWORD(large)});
+            editor_->resized(editor_->constrained({LOWORD(large), HIWORD(large)}));
         return 0;
     case WM_SIZING:
         if (!editor_)

@@ -35,6 +35,7 @@ public:
     void idle();
 
     void resize(editor_size wanted) override;
+    void idle_inside() override { events_.tick(); }
 
 private:
     static LRESULT CALLBACK on_message(HWND window, UINT message, WPARAM wide, LPARAM large);

@@ -15,6 +15,8 @@ public:
     // The editor wants a client area of this size (physical pixels). Calls effect_editor::resized() before it
     // returns.
     virtual void resize(editor_size wanted) = 0;
+    // The editor runs a loop of its own, in which nothing but this call leads back here.
+    virtual void idle_inside() = 0;
 
 protected:
     ~editor_host() = default;

@@ -19,7 +19,6 @@ constexpr UINT_PTR subclass_id = 1;
 constexpr int margin = 8;
 constexpr int line_height = 24;
 constexpr int usual_width = 560;
-constexpr int usual_height = 420;
 constexpr int least_width = 320;
 constexpr int least_height = 160;
 constexpr int value_width = 120;
@@ -67,7 +66,8 @@ std::optional<vsthost::editor_size> vsthost::parameter_view::size()
         GetClientRect(window_, &now);
         return editor_size{now.right, now.bottom};
     }
-    return editor_size{scaled(usual_width), scaled(usual_height)};
+    const auto rows = static_cast<int>(std::clamp<size_t>(model_.total() + 2, 4, 16)); // with the header
+    return editor_size{scaled(usual_width), scaled(2 * line_height + 3 * margin + rows * (row_height + 1))};
 }
 
 vsthost::editor_size vsthost::parameter_view::constrained(editor_size wanted)

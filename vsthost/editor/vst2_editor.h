@@ -21,8 +21,9 @@ public:
     bool key(const key_press& press) override;
     void idle() override;
 
-    // The effect's own wish, through the callback.
+    // The effect's own wishes, through the callback.
     void resize_wanted(editor_size wanted);
+    void idle_wanted() { host_.idle_inside(); }
 
 private:
     vst2_effect& effect_;

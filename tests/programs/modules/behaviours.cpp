@@ -266,7 +266,8 @@ public:
     using passing::passing;
     std::unique_ptr<bare::editor> make_editor() override
     {
-        return make_driven_editor(*this, [this] { return peak_.load(); });
+        return make_driven_editor(
+            *this, [this] { return peak_.load(); }, [this] { owner()->reload_wanted(); });
     }
 
 protected:
@@ -300,7 +301,8 @@ public:
     }
     std::unique_ptr<bare::editor> make_editor() override
     {
-        return make_driven_editor(*this, [] { return 0.0; });
+        return make_driven_editor(
+            *this, [] { return 0.0; }, [] {});
     }
     void prepare(double, int) override { at("prepare"); }
     void start() override { at("start"); }

@@ -16,9 +16,10 @@ constexpr UINT_PTR timer = 1;
 
 class driven_editor final : public bare::editor {
 public:
-    driven_editor(bare::effect& edited, std::function<double()> heard)
+    driven_editor(bare::effect& edited, std::function<double()> heard, std::function<void()> reload)
         : effect_(edited)
         , heard_(std::move(heard))
+        , reload_(std::move(reload))
         , name_(edited.about().name)
     {
     }
@@ -128,6 +129,18 @@ private:
             Sleep(5);
         }
     }
+    // As the mouse loops of old editors: the rest of the thread's messages wait.
+    void mouse_loop(DWORD duration)
+    {
+        const ULONGLONG end = GetTickCount64() + duration;
+        MSG message;
+        for (int i = 0; GetTickCount64() < end; ++i) {
+            effect_.set_value(0, i % 1000 / 1000.0);
+            while (PeekMessageW(&message, window_, WM_MOUSEFIRST, WM_MOUSELAST, PM_REMOVE))
+                continue;
+            Sleep(5);
+        }
+    }
     LRESULT handle(UINT message, WPARAM wide, LPARAM large)
     {
         switch (message) {
@@ -145,6 +158,12 @@ private:
             return 0;
         case WM_APP + driven_loop:
             loop(static_cast<DWORD>(wide));
+            return 0;
+        case WM_APP + driven_mouse_loop:
+            mouse_loop(static_cast<DWORD>(wide));
+            return 0;
+        case WM_APP + driven_reload:
+            reload_();
             return 0;
         case WM_APP + driven_slow:
             slow_ = static_cast<DWORD>(wide);
@@ -195,6 +214,7 @@ private:
 
     bare::effect& effect_;
     std::function<double()> heard_;
+    std::function<void()> reload_;
     std::string name_;
     bare::editor_host* host_ = nullptr;
     HWND window_ = nullptr;
@@ -211,7 +231,8 @@ private:
 
 } // namespace
 
-std::unique_ptr<bare::editor> make_driven_editor(bare::effect& edited, std::function<double()> heard)
+std::unique_ptr<bare::editor> make_driven_editor(bare::effect& edited, std::function<double()> heard,
+                                                 std::function<void()> reload)
 {
-    return std::make_unique<driven_editor>(edited, std::move(heard));
+    return std::make_unique<driven_editor>(edited, std::move(heard), std::move(reload));
 }

@@ -6,4 +6,6 @@
 #include <functional>
 #include <memory>
 
-std::unique_ptr<bare::editor> make_driven_editor(bare::effect& edited, std::function<double()> heard);
+// `heard` gives the loudest sample; `reload` asks the host for it.
+std::unique_ptr<bare::editor> make_driven_editor(bare::effect& edited, std::function<double()> heard,
+                                                 std::function<void()> reload);

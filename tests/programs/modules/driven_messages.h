@@ -13,6 +13,8 @@ enum driven_message : unsigned {
     driven_resize,      // wParam by lParam: asks the host for this size
     driven_drag,        // for wParam ms: edits on a thread of its own
     driven_loop,        // for wParam ms: edits in a message loop of its own
+    driven_mouse_loop,  // the same, but the loop takes only mouse messages, and nobody is told of the edits
+    driven_reload,      // VST 3: asks to be made anew
     driven_slow,        // from now on every repaint takes wParam ms, and one always waits
     driven_hang,
     driven_crash,
