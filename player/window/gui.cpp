@@ -71,7 +71,7 @@ bool run_gui(player_host& host, console_lines& lines, const gui_options& options
     bool ended = true;
     const bool clean = host.shut_down(
         [&] {
-            window->close_dialogs();
+            window->leave_component();
             ended = engine->shut_down(engine_patience);
         },
         [&] { window->save_chain(); });

@@ -198,9 +198,11 @@ void main_window::save_chain()
     chain_saved_ = true;
 }
 
-void main_window::close_dialogs()
+void main_window::leave_component()
 {
     chain_->close_dialogs();
+    menu_.reset();
+    preferences_.reset();
 }
 
 std::string main_window::slot_name(uint64_t slot) const
@@ -272,7 +274,9 @@ void main_window::command(int id, int code)
     case ids::open:
         return choose_file();
     case ids::preferences:
-        return preferences_->open();
+        if (preferences_)
+            preferences_->open();
+        return;
     case ids::quit:
         PostMessageW(window_, WM_CLOSE, 0, 0);
         return;
@@ -287,7 +291,7 @@ void main_window::command(int id, int code)
             chain_->command(ids::chain_configure);
         return;
     default:
-        if (code == 0)
+        if (code == 0 && menu_)
             menu_->command(id);
     }
 }
@@ -393,10 +397,11 @@ LRESULT main_window::handle(UINT message, WPARAM first, LPARAM second)
             transport_->scrolled(LOWORD(first));
         return 0;
     case WM_INITMENUPOPUP:
-        menu_->about_to_show(reinterpret_cast<HMENU>(first));
+        if (menu_)
+            menu_->about_to_show(reinterpret_cast<HMENU>(first));
         return 0;
     case WM_MENUSELECT:
-        hint_ = menu_->description(LOWORD(first));
+        hint_ = menu_ ? menu_->description(LOWORD(first)) : std::string();
         tick();
         return 0;
     case WM_DROPFILES:

@@ -36,7 +36,8 @@ public:
     bool take_key(MSG& message);
 
     void save_chain(); // when it changed since the last time
-    void close_dialogs();
+    // Closes dialogs and lets go of everything of the component's, before it is unloaded.
+    void leave_component();
 
 private:
     static LRESULT CALLBACK procedure(HWND window, UINT message, WPARAM first, LPARAM second);

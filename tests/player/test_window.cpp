@@ -63,10 +63,19 @@ TEST_CASE("window: what is heard is what the chain makes, also after edits and s
     REQUIRE(heard.frames() == jump + rate);
     CHECK(heard.part(jump, rate).samples == behind.samples);
 
-    // What was there comes back.
+    // What was there comes back. Menus and preferences that were open hold nothing of the component's back.
     driven_player again(files, {});
     CHECK(SendMessageW(again.control(ids::chain_list), LVM_GETITEMCOUNT, 0, 0) == 2);
     CHECK(again.wait_until([&] { return again.text(ids::time) == "0:00 / 0:06"; }));
+    const auto shows_another = [&] { return again.other_window() != nullptr; };
+    PostMessageW(again.window(), WM_SYSCOMMAND, SC_KEYMENU, 'm');
+    CHECK(again.wait_until(shows_another));
+    CHECK(again.wait_until([&] {
+        PostMessageW(again.window(), WM_KEYDOWN, VK_ESCAPE, 1);
+        return !shows_another();
+    }));
+    again.click(ids::preferences);
+    CHECK(again.wait_until(shows_another));
     check(again.close());
 }
 
