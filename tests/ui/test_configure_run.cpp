@@ -106,6 +106,7 @@ TEST_CASE("an edit is reported while the editor is open, the last one when it cl
           lines{"--dpi-aware", "yes", "--data", test.run->dataFile(), "--parent-window", parent,
                 "--formattag", "3", "--bits", "64", "--process", "realtime"});
 
+    test.player.run_for(0.5); // looks several times
     fake.signal("edit");
     CHECK(test.player.run_until([&] { return !test.events.empty(); }, 1));
     CHECK(test.run->isRunning());
