@@ -42,6 +42,22 @@ std::string words(Words... each)
     return {reinterpret_cast<const char*>(all), sizeof(all)};
 }
 
+// Seconds to hand over a chunk as a DSP does, in the best of ten rounds: other programs take their time too.
+double best_cost(const audio_chunk_impl_t& chunk)
+{
+    const int count = test_options::long_run() ? 1000000 : 20000;
+    double best = 1;
+    for (int round = 0; round < 10; ++round) {
+        const auto began = std::chrono::steady_clock::now();
+        for (int i = 0; i < count; ++i)
+            feedAudioListener("x", chunk, 5);
+        const std::chrono::duration<double> took = std::chrono::steady_clock::now() - began;
+        best = std::min(best, took.count() / count);
+    }
+    MESSAGE("a chunk for a full queue costs ", best * 1e9, " ns");
+    return best;
+}
+
 bool signalled(chunkQueue& queue)
 {
     return WaitForSingleObject(queue.notEmpty().event(), 0) == WAIT_OBJECT_0;
@@ -81,13 +97,16 @@ TEST_CASE("a format goes before the audio whenever it changed, and only then")
     CHECK_THROWS_AS(feed.send(huge), exception_overflow);
 }
 
-TEST_CASE("ten chunks wait, oldest first, and the newest instance is the one that is heard")
+TEST_CASE("ten chunks wait, oldest first, more cost next to nothing, and the newest instance is the one that "
+          "is heard")
 {
     listenerImpl listener("x");
     chunkQueue& queue = listener.queue;
     CHECK_FALSE(signalled(queue));
     for (int i = 0; i < 12; ++i)
         listener.onAudio(chunk_of(i), 5);
+    CHECK(queue.size() == chunkQueue::limit);
+    CHECK(best_cost(chunk_of(12, 192000, 8, 0x63F, 8192)) < 2e-6);
     CHECK(queue.size() == chunkQueue::limit);
     listener.onAudio(chunk_of(20), 7); // dropped, but from here on 7 is the newest
     audio_chunk_impl_t out;
@@ -106,24 +125,4 @@ TEST_CASE("ten chunks wait, oldest first, and the newest instance is the one tha
     CHECK(out.get_channel_config() == 0x3F);
     CHECK_FALSE(queue.pop(out));
     CHECK_FALSE(signalled(queue));
-}
-
-TEST_CASE("handing a chunk to a full queue costs next to nothing")
-{
-    listenerImpl listener("x");
-    const audio_chunk_impl_t chunk = chunk_of(1, 192000, 8, 0x63F, 8192);
-    for (size_t i = 0; i < chunkQueue::limit; ++i)
-        listener.onAudio(chunk, 1);
-    const int count = test_options::long_run() ? 1000000 : 20000;
-    double best = 1; // seconds a call, of ten rounds: other programs take their time as well
-    for (int round = 0; round < 10; ++round) {
-        const auto began = std::chrono::steady_clock::now();
-        for (int i = 0; i < count; ++i)
-            feedAudioListener("x", chunk, 1);
-        const std::chrono::duration<double> took = std::chrono::steady_clock::now() - began;
-        best = std::min(best, took.count() / count);
-    }
-    MESSAGE("a call takes ", best * 1e9, " ns");
-    CHECK(best < 2e-6);
-    CHECK(listener.queue.size() == chunkQueue::limit);
 }
