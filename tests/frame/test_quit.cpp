@@ -2,17 +2,22 @@
 
 #include "loaded_component.h"
 
+#include "player/component_settings.h"
 #include "player/json_config_store.h"
 #include "player/player_host.h"
 #include "player/queue_window.h"
+#include "resources/dialog_ids.h"
 #include "sdk/mainmenu.h"
 #include "support/temp_folder.h"
 #include "worker/startWorker.h"
 
 #include <doctest/doctest.h>
 
+#include <commctrl.h>
+
 #include <algorithm>
 #include <filesystem>
+#include <functional>
 #include <optional>
 
 namespace {
@@ -22,12 +27,27 @@ struct running_player {
     {
         host.load_component(component_path());
         host.start();
+        window.emplace(host.main_queue());
+    }
+    void use_scripted_workers()
+    {
         // Of the module that is loaded already: only where it looks for its workers changes.
         fake_worker::use_for_launches();
         const auto get_interface = reinterpret_cast<quavix_get_interface_t*>(reinterpret_cast<void*>(
             GetProcAddress(GetModuleHandleW(L"qvx_dsp_vst3.dll"), "quavix_get_interface")));
         get_interface(&host)->set_library_path(Nv::componentPath().c_str(), "component.dll");
-        window.emplace(host.main_queue());
+    }
+    bool run_until(const std::function<bool()>& done)
+    {
+        for (const ULONGLONG began = GetTickCount64(); GetTickCount64() - began < 20000;) {
+            MSG message;
+            while (PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE))
+                DispatchMessageW(&message);
+            if (done())
+                return true;
+            MsgWaitForMultipleObjectsEx(0, nullptr, 10, QS_ALLINPUT, MWMO_INPUTAVAILABLE);
+        }
+        return false;
     }
     // The first effect of the chain through the main menu.
     void open_editor()
@@ -60,6 +80,7 @@ TEST_CASE("at quit an open editor is closed, its last state goes into the chain,
         CAPTURE(with_editor);
         fake_worker fake("connect\nsignal-event {event:up}\non-broken-pipe write-file $--data last\nread 1");
         running_player test;
+        test.use_scripted_workers();
         test.host.chain().add(preset_of(fake.effect()));
         std::string file;
         if (with_editor) {
@@ -81,4 +102,46 @@ TEST_CASE("at quit an open editor is closed, its last state goes into the chain,
         if (with_editor)
             CHECK(fake.record().back() == "exit 0");
     }
+}
+
+TEST_CASE("at quit visualisations, their dialogs and a scan under way end")
+{
+    running_player test;
+    const std::string component = component_path();
+    const std::string dist =
+        component.substr(0, component.find_last_of('\\', component.find_last_of('\\') - 1));
+    player::change_setting(test.host.store(), "folders=" + dist + "\\effects\\x64");
+    const auto show_dialog = [] {
+        service_enumerate<mainmenu_commands>([](mainmenu_commands& commands) {
+            string_out_impl name;
+            commands.get_name(0, name);
+            if (name.text == "Visualize with VST ...")
+                commands.execute(0);
+            return true;
+        });
+        return FindWindowW(nullptr, L"Visualize with VST"); // the one made last is in front
+    };
+    for (int i = 0; i < 3; ++i) {
+        const HWND dialog = show_dialog();
+        REQUIRE(dialog);
+        const HWND list = GetDlgItem(dialog, IDC_LIST);
+        REQUIRE(test.run_until([&] { return ListView_GetItemCount(list) > 0; }));
+        ListView_SetItemState(list, 0, LVIS_SELECTED | LVIS_FOCUSED, LVIS_SELECTED | LVIS_FOCUSED);
+        PostMessageW(dialog, WM_COMMAND, IDOK, reinterpret_cast<LPARAM>(GetDlgItem(dialog, IDOK)));
+        REQUIRE(test.run_until([&] { return !IsWindow(dialog); }));
+    }
+    size_t shown = 0;
+    CHECK(test.run_until([&] {
+        shown = 0;
+        for (HWND window = nullptr; (window = FindWindowExW(nullptr, window, nullptr, L"VST Visualization"));)
+            shown += IsWindowVisible(window) != FALSE;
+        return shown == 3;
+    }));
+    CHECK(show_dialog()); // its scan begins now
+    const ULONGLONG began = GetTickCount64();
+    CHECK(test.host.shut_down());
+    CHECK(GetTickCount64() - began < 2000);
+    CHECK(GetModuleHandleW(L"qvx_dsp_vst3.dll") == nullptr);
+    CHECK(FindWindowW(nullptr, L"VST Visualization") == nullptr);
+    CHECK(FindWindowW(nullptr, L"Visualize with VST") == nullptr);
 }

@@ -150,22 +150,20 @@ TEST_CASE("program: the services of the component, as text and as JSON")
     CAPTURE(result.err);
     REQUIRE(result.exit_code == 0);
     const auto list = nlohmann::json::parse(result.out);
-    // Menus may come to stand in front, settings behind: in the list the last one registered is the first.
-    std::vector<std::string> classes;
+    std::string classes; // the last one registered first
     for (const auto& service : list) {
-        classes.push_back(service["class"]);
+        classes += service["class"].get<std::string>() + " " + service["kind"].get<std::string>() + "\n";
         CHECK(service["guid"].get<std::string>().size() == 38);
         CHECK(service.size() == 4);
     }
-    const auto dsp = std::find(classes.begin(), classes.end(), "dsp_entry");
-    REQUIRE(dsp != classes.end());
-    REQUIRE(dsp != classes.begin());
-    CHECK(dsp[-1] == "componentversion");
-    CHECK(dsp[1] == "initquit");
-    const auto& entry = list[static_cast<size_t>(dsp - classes.begin())];
-    CHECK(entry["kind"] == "singleton");
-    CHECK(entry["guid"] == "{937F4CA5-6F0E-4D59-BA9C-6348DD1FA9E0}");
-    CHECK(entry["name"] == "VST 2.x/3.x Adapter");
+    CHECK(classes == "mainmenu_commands singleton\nmainmenu_commands singleton\ncomponentversion single\n"
+                     "dsp_entry singleton\ninitquit single\nadvconfig_entry single\n"
+                     "advconfig_entry single\nadvconfig_entry single\nadvconfig_branch single\n");
+    REQUIRE(list.size() == 9);
+    CHECK(list[0]["guid"] == "{5CC1C77D-4473-4802-ACB5-6EB97F5C61E4}");
+    CHECK(list[0]["name"] == "Visualize with VST ...");
+    CHECK(list[3]["guid"] == "{937F4CA5-6F0E-4D59-BA9C-6348DD1FA9E0}");
+    CHECK(list[3]["name"] == "VST 2.x/3.x Adapter");
 
     const program_result text = test.run({"services"});
     CHECK(text.out.find("dsp_entry") != std::string::npos);
