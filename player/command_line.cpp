@@ -106,6 +106,14 @@ public:
         preset_->add_option("--show", line_.preset.show, "print a file of preset bytes");
         add_effect_options(*preset_, preset_effect_);
 
+        configure_ =
+            add("configure", "open the component's dialog on an effect, on a file of preset bytes, or on an "
+                             "effect whose preset goes into the file");
+        configure_effect_ = configure_->add_option("--effect", modules_, "the effect to begin with");
+        configure_effect_->allow_extra_args(false);
+        configure_->add_option("--preset", line_.configure.preset_file, "the file to read and write back");
+        add_effect_options(*configure_, configure_options_);
+
         services_ = add("services", "list the services of the component");
         settings_ = add("settings", "show or change the component's settings");
         settings_
@@ -139,6 +147,8 @@ public:
             finish_render();
         else if (preset_->parsed())
             finish_preset();
+        else if (configure_->parsed())
+            finish_configure();
         else if (scan_->parsed())
             line_.what = command::scan;
         else if (services_->parsed())
@@ -246,6 +256,24 @@ private:
         }
     }
 
+    void finish_configure()
+    {
+        line_.what = command::configure;
+        if (modules_.empty() && line_.configure.preset_file.empty())
+            throw usage_error(
+                "configure needs an effect or a preset: --effect MODULE, --preset FILE, or both");
+        if (modules_.size() > 1)
+            throw usage_error("configure takes one effect; give --effect once");
+        taken_values taken;
+        for (const CLI::Option* option : configure_->parse_order()) {
+            if (option == configure_effect_)
+                line_.configure.effect.module = modules_.front();
+            else
+                apply(option, configure_options_, taken,
+                      line_.configure.effect.module.empty() ? nullptr : &line_.configure.effect);
+        }
+    }
+
     // What the parser could not place: unknown options, unknown commands, arguments too many.
     void check_extras()
     {
@@ -285,9 +313,9 @@ private:
     bool version_ = false;
     std::vector<std::string> files_, modules_, preset_files_;
     CLI::App *render_ = nullptr, *scan_ = nullptr, *preset_ = nullptr, *services_ = nullptr,
-             *settings_ = nullptr, *gui_ = nullptr;
-    CLI::Option *effect_ = nullptr, *preset_file_ = nullptr;
-    effect_option_set render_effect_, preset_effect_;
+             *settings_ = nullptr, *configure_ = nullptr, *gui_ = nullptr;
+    CLI::Option *configure_effect_ = nullptr, *effect_ = nullptr, *preset_file_ = nullptr;
+    effect_option_set render_effect_, preset_effect_, configure_options_;
 };
 
 } // namespace

@@ -37,12 +37,18 @@ struct preset_options {
     std::string show; // the file to print
 };
 
+struct configure_options {
+    effect_options effect; // without a module: the file's
+    std::string
+        preset_file; // where the preset is read, unless there is an effect, and written; empty: nowhere
+};
+
 struct gui_arguments {
     std::string file;    // empty: none was named
     std::string capture; // empty: nowhere
 };
 
-enum class command { help, version, render, scan, preset, services, settings, gui };
+enum class command { help, version, render, scan, preset, services, settings, configure, gui };
 
 struct command_line {
     command what = command::help;
@@ -55,7 +61,8 @@ struct command_line {
     std::vector<std::string> scan_folders; // as given; empty: those of the settings
     preset_options preset;
     std::vector<std::string> settings; // NAME or NAME=VALUE
-    gui_arguments gui;                 // also without any command
+    configure_options configure;
+    gui_arguments gui; // also without any command
 };
 
 // `arguments` in UTF-8, without the program's name. Throws usage_error: one line that says what is wrong and

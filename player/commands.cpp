@@ -233,7 +233,13 @@ command_result run_preset(const command_line& line)
         replace_whole_file(line.preset.output, {static_cast<const uint8_t*>(entry.preset.get_data()),
                                                 entry.preset.get_data_size()});
     }
-    return {line.json ? preset_json(config) : preset_text(config), {}};
+    return show_preset(entry, line.json);
+}
+
+command_result show_preset(const chain_entry& entry, bool as_json)
+{
+    const vstConfig_t config = parse_preset(entry);
+    return {as_json ? preset_json(config) : preset_text(config), {}};
 }
 
 command_result run_settings(const command_line& line, config_store& store)

@@ -1,6 +1,7 @@
 #pragma once
 // The commands of the command line: each returns what goes to standard output and throws what goes wrong.
 
+#include "player/chain.h"
 #include "player/command_line.h"
 #include "player/player_host.h"
 #include "player/render.h"
@@ -22,6 +23,8 @@ command_result run_scan(const command_line& line, player_host& host, abort_callb
                         const scan_show& show);
 command_result run_services(const command_line& line, const player_host& host);
 command_result run_preset(const command_line& line);
+// What a preset holds, for people or as JSON. Throws player_error when its bytes are no preset.
+command_result show_preset(const chain_entry& entry, bool as_json);
 command_result run_settings(const command_line& line, config_store& store);
 
 } // namespace player

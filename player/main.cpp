@@ -3,6 +3,7 @@
 
 #include "player/commands.h"
 #include "player/component_settings.h"
+#include "player/configure.h"
 #include "player/json_config_store.h"
 #include "player/os_path.h"
 #include "player/player_error.h"
@@ -64,6 +65,8 @@ command_result run_in_host(const command_line& line, player_host& host,
 {
     if (line.what == command::services)
         return run_services(line, host);
+    if (line.what == command::configure)
+        return run_configure(line, host, stop_token());
     if (line.what == command::scan) {
         const auto show = [status](uint64_t folders, uint64_t candidates, const std::string& path) {
             status->show(
@@ -187,6 +190,7 @@ command_result run(const std::vector<std::string>& arguments, bool& clean)
             return run_settings(line, *open_store(line));
         case command::gui:
             return run_window(line, clean);
+        case command::configure:
         case command::render:
         case command::scan:
         case command::services:

@@ -68,6 +68,12 @@ TEST_CASE("command line: the other commands")
     CHECK(made.preset.effect.float64);
     CHECK(made.preset.output == "out");
     CHECK(parse_command_line({"preset", "--show", "f", "--json"}).preset.show == "f");
+    const command_line dialog =
+        parse_command_line({"configure", "--effect", "m", "--float64", "--preset", "p"});
+    CHECK(dialog.what == command::configure);
+    CHECK(dialog.configure.effect.module == "m");
+    CHECK(dialog.configure.effect.float64);
+    CHECK(dialog.configure.preset_file == "p");
     CHECK(parse_command_line({"scan"}).what == command::scan);
     CHECK(parse_command_line({"scan", "/a", "--json", "C:\\b"}).scan_folders ==
           std::vector<std::string>{"/a", "C:\\b"});
@@ -116,6 +122,9 @@ TEST_CASE("command line: mistakes are named, with the nearest thing that would b
         {{"--jsn", "services"}, "unknown option --jsn"},
         {{"services", "--quite"}, "did you mean --quiet?"},
         {{"services", "x"}, "unexpected argument \"x\""},
+        {{"configure"}, "configure needs an effect or a preset"},
+        {{"configure", "--preset", "p", "--float64"}, "--float64 belongs to an effect"},
+        {{"configure", "--effect", "m", "--effect", "n"}, "give --effect once"},
         {{"render", "a.wav"}, "needs an input and an output"},
         {{"render", "a", "b", "--state", "s"}, "--state belongs to an effect"},
         {{"render", "a", "b", "--preset", "p", "--float64"}, "--float64 belongs to an effect"},

@@ -1,5 +1,7 @@
 #include "dialog_driver.h"
 
+#include "catalogue/scanFolders.h"
+#include "catalogue/settings.h"
 #include "player/task_runner.h"
 #include "win/utf.h"
 
@@ -8,6 +10,7 @@
 #include <commctrl.h>
 
 #include <chrono>
+#include <stdexcept>
 
 dialog_player::dialog_player(bool picks_several)
 {
@@ -18,6 +21,24 @@ dialog_player::dialog_player(bool picks_several)
     host.add_service(user_interface::class_guid, look);
     if (picks_several)
         host.add_service(file_dialog_service::class_guid, picker);
+}
+
+module_player::module_player()
+{
+    modules.make("found");
+    wchar_t dist[1024] = {};
+    GetEnvironmentVariableW(L"QVX_DIST", dist, 1024);
+    for (const std::string& to : {vst2, vst3}) {
+        const std::wstring wide = win::to_utf16(to);
+        const std::wstring from = std::wstring(dist) + L"\\effects\\x64" + wide.substr(wide.rfind(L'\\'));
+        if (!CopyFileW(from.c_str(), wide.c_str(), TRUE))
+            throw std::runtime_error("cannot copy " + win::to_utf8(from));
+    }
+    cfg_vst_folders.set(modules.path("found"));
+    std::vector<std::string> defaults;
+    for (const vstFolder_t& folder : getDefaultFolders())
+        defaults.push_back(folder.path);
+    cfg_vst_folders_disabled.set(joinPaths(defaults));
 }
 
 void dialog_player::pump()
@@ -77,7 +98,7 @@ void click(HWND dialog, int id)
         SendDlgItemMessageW(dialog, id, BM_CLICK, 0, 0);
 }
 
-void press(HWND dialog, WPARAM key)
+void type_key(HWND dialog, WPARAM key)
 {
     const HWND focus = GetFocus();
     PostMessageW(focus && IsChild(dialog, focus) ? focus : dialog, WM_KEYDOWN, key, 1);

@@ -1,18 +1,15 @@
 // The real chooser, driven by messages, with scripted workers as editors.
 
-#include "catalogue/scanFolders.h"
 #include "catalogue/settings.h"
 #include "dialog_driver.h"
 #include "resources/dialog_ids.h"
-#include "sdk/dsp_preset_impl.h"
 #include "support/fake_worker.h"
 #include "support/system_counts.h"
-#include "support/temp_folder.h"
 #include "support/test_options.h"
 #include "ui/CDialogChooseVST.h"
 #include "ui/CDialogFolders.h"
+#include "ui/CDialogVisSetup.h"
 #include "ui/dsp_dialog.h"
-#include "win/utf.h"
 
 #include <doctest/doctest.h>
 
@@ -27,60 +24,6 @@ const std::string searching_text = "Searching for VST effects, please wait...";
 const char* const stays = "connect\nsignal-event {event:up}\nread 1";
 const char* const edits =
     "connect\nsignal-event {event:up}\nwrite-file $--data moved\nwait-event {event:close}";
-
-std::string text_of(const std::vector<uint8_t>& bytes)
-{
-    return {bytes.begin(), bytes.end()};
-}
-
-// What the player remembers of a chooser: the states it was handed, and whether it was told of the end.
-struct edited {
-    explicit edited(const vstConfig_t& start)
-    {
-        if (start.path.empty())
-            clearPreset(preset);
-        else
-            vstConfigToPreset(start, preset);
-    }
-    void take(const dsp_preset& changed)
-    {
-        preset.copy_from(changed);
-        ++pushes;
-        if (while_told)
-            while_told();
-    }
-    vstConfig_t config() const { return vstConfigFromPreset(preset); }
-    std::string state() const { return text_of(config().state); }
-
-    dsp_preset_impl preset;
-    int pushes = 0;
-    std::vector<bool> done;
-    std::function<void()> while_told;
-};
-
-class edit_callback_v2 : public dsp_preset_edit_callback_v2 {
-public:
-    using service_interface = dsp_preset_edit_callback_v2;
-    explicit edit_callback_v2(edited& target)
-        : target_(target)
-    {
-    }
-    void get_preset(dsp_preset& out) override
-    {
-        out.set_owner(target_.preset.get_owner());
-        out.set_data(target_.preset.get_data(), target_.preset.get_data_size());
-    }
-    void set_preset(const dsp_preset& preset) override { target_.take(preset); }
-    void dsp_dialog_done(bool accepted) override
-    {
-        target_.done.push_back(accepted);
-        if (target_.while_told)
-            target_.while_told();
-    }
-
-private:
-    edited& target_;
-};
 
 class edit_callback : public dsp_preset_edit_callback {
 public:
@@ -99,22 +42,10 @@ HWND chooser_window()
     return FindWindowW(nullptr, L"VST Effect Configuration");
 }
 
-// A player whose settings name one folder, which holds two modules.
-struct chooser_player : dialog_player {
+struct chooser_player : module_player {
     chooser_player()
     {
         fake_worker::use_for_launches();
-        modules.make("found");
-        wchar_t dist[1024] = {};
-        GetEnvironmentVariableW(L"QVX_DIST", dist, 1024);
-        for (const wchar_t* name : {L"\\qvxGain.dll", L"\\qvxGain.vst3"})
-            REQUIRE(CopyFileW((std::wstring(dist) + L"\\effects\\x64" + name).c_str(),
-                              (win::to_utf16(modules.path("found")) + name).c_str(), TRUE));
-        cfg_vst_folders.set(modules.path("found"));
-        std::string defaults;
-        for (const vstFolder_t& folder : getDefaultFolders())
-            defaults += folder.path + "\n";
-        cfg_vst_folders_disabled.set(defaults);
         set_rescan_callback(&CDialogChooseVST::rescan_all);
     }
     ~chooser_player()
@@ -135,7 +66,6 @@ struct chooser_player : dialog_player {
     }
     std::string status() const { return is_visible(window, IDC_STATUS) ? ::text_of(window, IDC_STATUS) : ""; }
 
-    temp_folder modules;
     HWND window = nullptr; // of the chooser opened last
 };
 
@@ -185,15 +115,15 @@ TEST_CASE("chooser dialog: controls, keys and an editor's state")
     std::vector<int> order;
     for (int i = 0; i < 5; ++i) {
         order.push_back(GetDlgCtrlID(GetFocus()));
-        press(window, VK_TAB);
+        type_key(window, VK_TAB);
         player.pump();
     }
     CHECK(order == std::vector{IDC_EFFECT, IDC_FOLDERS, IDC_CHANNELS, IDC_FORMAT, IDC_EFFECT});
     SetFocus(GetDlgItem(window, IDC_CHANNELS));
-    press(window, VK_RETURN);
+    type_key(window, VK_RETURN);
     player.pump();
     CHECK(IsWindow(window));
-    press(window, VK_ESCAPE);
+    type_key(window, VK_ESCAPE);
     player.pump();
     CHECK(!IsWindow(window));
     CHECK(target.done == std::vector{true});
@@ -288,7 +218,7 @@ TEST_CASE("chooser dialog: modal")
                       PostMessageW(GetDlgItem(folders, IDC_DEFAULT_LIST), WM_KEYDOWN, VK_TAB, 1);
                       when([&] { return (after_tab = GetDlgCtrlID(GetFocus())) == IDC_ADD; },
                            [&](HWND chooser) {
-                               press(folders, VK_ESCAPE);
+                               type_key(folders, VK_ESCAPE);
                                PostMessageW(chooser, WM_CLOSE, 0, 0);
                            });
                   });
@@ -392,12 +322,15 @@ TEST_CASE("dialogs: opened again and again they leave nothing behind")
         click(player.window, IDC_FOLDERS);
         player.pump();
         CDialogFolders::close();
+        CDialogVisSetup::open([](const vstConfig_t&) {});
+        player.pump();
+        CDialogVisSetup::close_all();
         dialog.release();
         player.pump();
     };
     for (int i = 0; i < 3; ++i)
         once();
-    const system_counts before = system_counts::settled({});
+    const system_counts before = system_counts::now();
     const gui_counts windows_before = gui_counts::now();
     const size_t rounds = test_options::long_run() ? 200 : 10;
     for (size_t i = 0; i < rounds; ++i)

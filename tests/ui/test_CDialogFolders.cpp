@@ -131,14 +131,14 @@ TEST_CASE("folders dialog: keys, hiding, its end and the picker of one folder")
     SetFocus(GetDlgItem(dialog, IDC_DEFAULT_LIST));
     for (int i = 0; i < 4; ++i) {
         order.push_back(GetDlgCtrlID(GetFocus()));
-        press(dialog, VK_TAB);
+        type_key(dialog, VK_TAB);
         player.pump();
     }
     CHECK(order == std::vector{IDC_DEFAULT_LIST, IDC_ADD, IDC_LIST, IDC_DEFAULT_LIST});
-    press(dialog, VK_SPACE); // on the row that has the focus, once there is one
+    type_key(dialog, VK_SPACE); // on the row that has the focus, once there is one
     SetFocus(GetDlgItem(dialog, IDC_LIST));
     select_row(dialog, IDC_LIST, 1);
-    press(dialog, VK_RETURN);
+    type_key(dialog, VK_RETURN);
     player.pump();
     CHECK(player.shell->shown == std::vector<std::string>{"execute C:\\yours"});
 
@@ -147,7 +147,7 @@ TEST_CASE("folders dialog: keys, hiding, its end and the picker of one folder")
     CHECK(player.shell->shown.back() == "folder Choose VST Effect Folder");
     CHECK(stored() == "C:\\mine;C:\\yours;C:\\one|1");
 
-    press(dialog, VK_ESCAPE);
+    type_key(dialog, VK_ESCAPE);
     player.pump();
     CHECK(IsWindow(dialog));
     CHECK(!IsWindowVisible(dialog));

@@ -1,0 +1,91 @@
+#include "player/configure.h"
+
+#include "player/chain.h"
+#include "player/os_path.h"
+#include "player/player_error.h"
+#include "player/queue_window.h"
+#include "player/whole_file.h"
+
+namespace player {
+
+namespace {
+
+class preset_edit : public dsp_preset_edit_callback_v2 {
+public:
+    using service_interface = dsp_preset_edit_callback_v2;
+
+    explicit preset_edit(const dsp_preset& start)
+        : preset(start)
+    {
+    }
+    void get_preset(dsp_preset& out) override
+    {
+        out.set_owner(preset.get_owner());
+        out.set_data(preset.get_data(), preset.get_data_size());
+    }
+    void set_preset(const dsp_preset& changed) override { preset.copy_from(changed); }
+    void dsp_dialog_done(bool) override { done = true; }
+
+    dsp_preset_impl preset;
+    bool done = false;
+};
+
+// The player's loop, for as long as `edit` is not done.
+void run_messages(player_host& host, const preset_edit& edit, abort_callback& stop)
+{
+    const HANDLE stopped = stop.get_abort_event();
+    while (!edit.done && !stop.is_aborting()) {
+        MSG message;
+        while (!edit.done && PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) {
+            if (message.message == WM_QUIT)
+                return;
+            if (host.dialogs().take(message))
+                continue;
+            TranslateMessage(&message);
+            DispatchMessageW(&message);
+        }
+        if (!edit.done)
+            MsgWaitForMultipleObjectsEx(1, &stopped, INFINITE, QS_ALLINPUT, MWMO_INPUTAVAILABLE);
+    }
+}
+
+chain_entry first_preset(const configure_options& options)
+{
+    if (options.effect.module.empty())
+        return load_preset_entry(options.preset_file);
+    chain_entry entry = make_effect_entry(options.effect);
+    const std::string& file = options.preset_file;
+    if (!file.empty() && is_same_file(file, options.effect.module))
+        throw player_error(file + ": is the module itself; choose another file for the preset");
+    if (!file.empty() && !is_folder(folder_of(absolute_path(file))))
+        throw player_error(file + ": cannot be written: there is no such folder; check the path");
+    return entry;
+}
+
+} // namespace
+
+command_result run_configure(const command_line& line, player_host& host, abort_callback& stop)
+{
+    chain_entry entry = first_preset(line.configure);
+    const auto maker = find_dsp_entry(entry.preset.get_owner());
+    const auto third = maker ? service_query_as<dsp_entry_v3>(*maker) : nullptr;
+    if (!third)
+        throw player_error(entry.file + ": the component has no dialog for it");
+    const auto edit = service_new<preset_edit>(entry.preset);
+    {
+        const queue_window queue(host.main_queue());
+        service_ptr_t<service_base> dialog;
+        third->show_config_popup_v3(dialog, nullptr, *edit);
+        run_messages(host, *edit, stop);
+        dialog.release(); // brings the editor's last state
+    }
+    const std::string& file = line.configure.preset_file;
+    const bool is_new = !line.configure.effect.module.empty();
+    if (!file.empty() && (is_new || !(edit->preset == entry.preset)))
+        replace_whole_file(
+            file, {static_cast<const uint8_t*>(edit->preset.get_data()), edit->preset.get_data_size()});
+    entry.preset = edit->preset;
+    return show_preset(entry, line.json);
+}
+
+} // namespace player
