@@ -327,6 +327,7 @@ bool vst2_effect::process_block(size_t frames) noexcept
         effect_->process(effect_, io_.in32(), io_.out32(), count); // adds to the zeros
     in_process_ = false;
     position_ += frames;
+    read_latency(); // some learn theirs while they play and tell nobody
     return true;
 }
 

@@ -223,7 +223,8 @@ bool vst3_effect::apply(const vst_preset& preset)
     const watched_call watched("taking its state");
     memory_stream component_state(preset.component);
     const v3_result result = component_->set_state(component_.get(), component_state.get());
-    if (result != ok && result != not_implemented)
+    // Effects that keep nothing may refuse to take nothing.
+    if (result != ok && result != not_implemented && !preset.component.empty())
         return false;
     if (!controller_)
         return true;

@@ -103,6 +103,9 @@ bool vst3_editor::open(void* window)
         return false;
     open_ = true; // it may ask for another size inside
     open_ = view_->attached(view_.get(), window, V3_VIEW_PLATFORM_TYPE_HWND) == ok;
+    attached_ = open_;
+    if (attached_ && has_focus_)
+        focused(true);
     return open_;
 }
 
@@ -110,7 +113,7 @@ void vst3_editor::close()
 {
     if (!open_)
         return;
-    open_ = false;
+    open_ = attached_ = false;
     view_->removed(view_.get());
 }
 
@@ -147,7 +150,8 @@ void vst3_editor::resized(editor_size now)
 
 void vst3_editor::focused(bool has_focus)
 {
-    if (open_)
+    has_focus_ = has_focus;
+    if (attached_) // a view that is not yet there complains
         view_->on_focus(view_.get(), has_focus ? 1 : 0);
 }
 

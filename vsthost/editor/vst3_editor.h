@@ -30,8 +30,10 @@ public:
 private:
     ref<v3_plugin_view> view_;
     editor_host& host_;
-    plug_frame* frame_; // counted
-    bool open_ = false;
+    plug_frame* frame_;     // counted
+    bool open_ = false;     // or opening
+    bool attached_ = false; // opened
+    bool has_focus_ = false;
     bool in_on_size_ = false;
 };
 
