@@ -6,6 +6,9 @@
 #include "vsthost/modes.h"
 #include "vsthost/process_shell.h"
 #include "vsthost/report.h"
+#include "win/long_path.h"
+
+#include <windows.h>
 
 #include <cstdio>
 #include <optional>
@@ -120,6 +123,18 @@ std::string record(effect& probed, const options& wanted)
     return text + "\n}\n";
 }
 
+// A configure run's file may be absent; one that somebody typed may not.
+std::vector<uint8_t> given_state(const std::string& path)
+{
+    if (path.empty())
+        return {};
+    if (GetFileAttributesW(win::long_path(path).c_str()) == INVALID_FILE_ATTRIBUTES)
+        throw fatal_error(exit_code::state_file, "cannot read the state file \"" + path +
+                                                     "\" (Windows error " + std::to_string(GetLastError()) +
+                                                     ")");
+    return read_state_file(path);
+}
+
 } // namespace
 
 void vsthost::run_probe_mode(const options& wanted)
@@ -131,8 +146,7 @@ void vsthost::run_probe_mode(const options& wanted)
     std::unique_ptr<effect> probed =
         wanted.vst_version == 2 ? load_vst2(wanted.vst_path, how) : load_vst3(wanted.vst_path, how);
     // No bytes create the effect that a player without a state gets.
-    probed->set_state(wanted.state_path.empty() ? std::vector<uint8_t>()
-                                                : read_state_file(wanted.state_path));
+    probed->set_state(given_state(wanted.state_path));
     print_to_user(record(*probed, wanted));
     if (!wanted.save_state_path.empty())
         if (const auto error = replace_state_file(wanted.save_state_path, probed->state()))
