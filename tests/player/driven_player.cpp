@@ -4,8 +4,10 @@
 #include "player/json_config_store.h"
 #include "player/window/ids.h"
 #include "player/window/session.h"
+#include "support/system_counts.h"
 
 #include <commctrl.h>
+#include <psapi.h>
 #include <tlhelp32.h>
 
 #include <chrono>
@@ -117,6 +119,18 @@ size_t driven_player::worker_count() const
         count += entry.th32ParentProcessID == GetProcessId(process_.get()) &&
                  std::wstring(entry.szExeFile).starts_with(L"qvxVSTHost");
     return count;
+}
+
+size_t driven_player::handle_count() const
+{
+    return handles_of(GetProcessId(process_.get()));
+}
+
+size_t driven_player::private_bytes() const
+{
+    PROCESS_MEMORY_COUNTERS counters{};
+    GetProcessMemoryInfo(process_.get(), &counters, sizeof(counters));
+    return counters.PagefileUsage;
 }
 
 bool driven_player::wait_until(const std::function<bool()>& done, DWORD limit)

@@ -30,6 +30,8 @@ public:
     // A window of the process beside the main one that is seen; null: none.
     HWND other_window() const;
     size_t worker_count() const;
+    size_t handle_count() const;
+    size_t private_bytes() const;
 
     // False at the limit.
     static bool wait_until(const std::function<bool()>& done, DWORD limit = limit_ms);

@@ -1,6 +1,6 @@
 // The entry of every test program. Options beyond doctest's own:
 //   --long           run the full figures; without it long_run() is false and tests use their short forms
-//   --hang-limit S   seconds that one test case may take (default 60, with --long 3600); a case that takes
+//   --hang-limit S   seconds that one test case may take (default 60, with --long 7200); a case that takes
 //   longer is
 //                    named on standard error and the program ends with code 99
 // The last line is "N passed, N failed, N skipped"; the exit code is 0 only when nothing failed and something
@@ -126,7 +126,7 @@ int main(int argc, char** argv)
             limit = std::atoi(argv[i + 1]);
     }
     if (limit <= 0)
-        limit = long_run_wanted ? 3600 : 60;
+        limit = long_run_wanted ? 7200 : 60;
 
     hang_watch watching(limit);
     watch = &watching;
