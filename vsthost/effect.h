@@ -112,6 +112,7 @@ public:
     // What the processor tells its controller (meters): the audio thread signals this event (of Windows, not
     // owned) when there is something new, and idle() hands it over, beside process_block() if need be.
     void wake_by(void* event) noexcept { wake_ = event; }
+    // Also what an open editor wants to be called for all the time: then some 50 times a second.
     virtual void idle() {}
 
 protected:

@@ -43,14 +43,13 @@ public:
     uint32_t latency() const noexcept override { return latency_; }
     bool wants_attention() const noexcept override { return io_changed_; }
     void attend() override;
+    void idle() override;
 
     // For its editor; GUI thread.
     intptr_t call(effect_call opcode, int32_t index = 0, intptr_t value = 0, void* pointer = nullptr,
                   float option = 0.0f) const;
     std::optional<editor_size> editor_rectangle() const;
     void shown_in(vst2_editor* editor) noexcept { editor_ = editor; } // not owned; null: in none
-    // The calls that a host makes about every 20 ms, editor or not.
-    void idle_calls();
 
 private:
     struct sub_effect {

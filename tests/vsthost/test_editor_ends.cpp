@@ -2,6 +2,7 @@
 
 #include "programs/modules/driven_messages.h"
 #include "vsthost/editor_driver.h"
+#include "vsthost/exit_codes.h"
 
 #include <chrono>
 
@@ -92,6 +93,22 @@ TEST_CASE("editors that hang, crash or do not open cost their worker at most")
         CHECK(refuses.process().wait() == 0);
         CHECK(refuses.process().errors().find("does not open") != std::string::npos);
     });
+}
+
+TEST_CASE(
+    "what is not there to be shown or read ends with its code, and a file that cannot be read stays as it is")
+{
+    const temp_folder folder;
+    const auto code = [&](const std::string& module_path, const std::string& data) {
+        worker with(arches().front(),
+                    {"configure", "--vst", module_path, "--vst-version", "3", "--data", data});
+        const uint32_t result = with.wait();
+        CHECK(!with.errors().empty());
+        return static_cast<vsthost::exit_code>(result);
+    };
+    const std::string there = module({arches().front(), 3}, "module_with_an_editor").vst;
+    CHECK(code(there, folder.path()) == vsthost::exit_code::state_file);
+    CHECK(code(there + "x", folder.path("state")) == vsthost::exit_code::module_missing);
 }
 
 TEST_CASE("openings and closings leave nothing behind")

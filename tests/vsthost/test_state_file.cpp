@@ -44,6 +44,16 @@ TEST_CASE("a state file is absent, empty, read whole or refused")
     folder.write("full", filled(70000, 3));
     CHECK(read_state_file(folder.path("full")) == filled(70000, 3));
     CHECK_THROWS_AS(read_state_file(folder.path()), fatal_error); // a folder
+    win::file_handle alone(CreateFileW(win::to_utf16(folder.path("full")).c_str(), GENERIC_READ, 0, nullptr,
+                                       OPEN_EXISTING, 0, nullptr));
+    REQUIRE(alone);
+    CHECK_THROWS_AS(read_state_file(folder.path("full"), 50), fatal_error);
+    std::thread release([&] {
+        Sleep(100);
+        alone.reset();
+    });
+    CHECK(read_state_file(folder.path("full"), 5000) == filled(70000, 3));
+    release.join();
     CHECK(replace_state_file(folder.path("no\\folder"), filled(1, 1)) != 0);
 }
 

@@ -23,7 +23,8 @@ using namespace vsthost;
 // In ms, after the player's end. It gives the process a second; then it is killed.
 constexpr DWORD time_to_save = 850;
 constexpr unsigned time_to_write = 1600;
-constexpr unsigned last_write = 2000; // after the user closed the window
+constexpr unsigned time_to_read = 2000; // while somebody else has the file
+constexpr unsigned last_write = 2000;   // after the user closed the window
 
 // What the effect runs with before there is audio, and for edits when there is never any.
 constexpr uint32_t usual_rate = 44100;
@@ -74,11 +75,8 @@ void load_state(effect& into, shared& with, const std::string& path)
 {
     std::vector<uint8_t> bytes;
     if (!path.empty()) {
-        try {
-            bytes = read_state_file(path);
-        } catch (const fatal_error& error) {
-            report(std::string(error.what()) + "; the effect starts with its defaults");
-        }
+        // One that cannot be read ends the program: to go on with defaults would replace it by these.
+        bytes = read_state_file(path, time_to_read);
         with.writer.emplace(path, bytes);
         with.has_writer = true;
     }
@@ -126,6 +124,8 @@ void vsthost::run_configure_mode(const options& wanted)
             if (with.writer && !with.writer->finish(last_write))
                 report("the last state could not be written to \"" + wanted.data_path + "\"");
         }
+        if (with.live)
+            with.live->stop();
         shown.reset();
         OleUninitialize();
     });

@@ -146,10 +146,13 @@ void vsthost::editor_session::tick()
 
 void vsthost::editor_session::attend()
 {
-    const processing_gate::pause pause(with_.gate);
-    with_.shown.attend();
-    if (with_.live != nullptr)
-        with_.live->set_up_again(with_.shown);
+    {
+        const processing_gate::pause pause(with_.gate);
+        with_.shown.attend();
+        if (with_.live != nullptr)
+            with_.live->set_up_again(with_.shown);
+    }
+    window_.renew();
 }
 
 // In our own loop only: inside one of the effect's its editor stays as it is.

@@ -38,6 +38,9 @@ vsthost::editor_window::editor_window(HWND owner, const std::string& title, even
         WS_CAPTION | WS_SYSMENU | WS_CLIPCHILDREN | (owner_ == nullptr ? WS_MINIMIZEBOX : WS_POPUP);
     CreateWindowExW(owner_ == nullptr ? WS_EX_APPWINDOW : 0, class_name, win::to_utf16(title).c_str(), style,
                     0, 0, 0, 0, owner_, nullptr, kind.hInstance, this);
+    if (window_ == nullptr)
+        throw fatal_error(exit_code::internal, "the system makes no window for the editor (Windows error " +
+                                                   std::to_string(GetLastError()) + ")");
     // Owner and owned would share one input queue, and an editor that hangs would take the player's keyboard
     // and mouse with it.
     if (owner_ != nullptr)
@@ -170,6 +173,12 @@ void vsthost::editor_window::idle()
 {
     if (editor_)
         editor_->idle();
+}
+
+void vsthost::editor_window::renew()
+{
+    if (editor_)
+        editor_->renew();
 }
 
 // Keys come here when no window of the editor has the focus, or none that takes it.

@@ -18,7 +18,8 @@ public:
         std::function<void()> close_wanted; // by the user, or the window goes with its owner
     };
 
-    // Hidden. `owner`, of whatever process, may be null or gone: then the window stands alone.
+    // Hidden. Throws fatal_error when the system makes no window. `owner`, of whatever process, may be null
+    // or gone: then the window stands alone.
     editor_window(HWND owner, const std::string& title, events what);
     ~editor_window();
     editor_window(const editor_window&) = delete;
@@ -33,6 +34,7 @@ public:
     // The host's part of a message before it is dispatched.
     void prepare(MSG& message) const;
     void idle();
+    void renew();
 
     void resize(editor_size wanted) override;
     void idle_inside() override { events_.tick(); }

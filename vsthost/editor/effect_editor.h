@@ -61,7 +61,9 @@ public:
     virtual bool key(const key_press& /*press*/) { return false; }
     virtual bool wheel(double /*notches*/) { return false; } // away from the user is positive
 
-    // About every 20 ms, open or not.
+    // The effect's parameters may be other ones now.
+    virtual void renew() {}
+    // About every 20 ms.
     virtual void idle() {}
 };
 

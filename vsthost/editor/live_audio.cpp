@@ -105,6 +105,12 @@ void vsthost::live_audio::set_up_again(effect& runs)
     set_up(runs);
 }
 
+void vsthost::live_audio::stop()
+{
+    const processing_gate::pause pause(gate_);
+    runner_.reset();
+}
+
 void vsthost::live_audio::map_channels(const double* samples, size_t channels, size_t frames)
 {
     double* out = mapped_.data();

@@ -37,6 +37,8 @@ public:
     void set_up(effect& runs);
     // GUI thread: after something else set the effect up, or replaced it.
     void set_up_again(effect& runs);
+    // GUI thread: before the effect goes. Nothing is processed any more.
+    void stop();
 
 private:
     struct chunk {

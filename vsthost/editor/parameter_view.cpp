@@ -217,6 +217,16 @@ void vsthost::parameter_view::focused(bool has_focus)
         SetFocus(list_);
 }
 
+void vsthost::parameter_view::renew()
+{
+    if (list_ == nullptr)
+        return;
+    end_typing(false);
+    dragged_row_.reset();
+    model_.reload();
+    show_rows();
+}
+
 void vsthost::parameter_view::idle()
 {
     if (list_ == nullptr || ++idle_rounds_ % rounds_between_looks != 0)
@@ -265,10 +275,10 @@ void vsthost::parameter_view::draw_bar(HDC on, size_t row) const
     if (place.right <= place.left)
         return;
     FillRect(on, &place, GetSysColorBrush(COLOR_WINDOW));
-    RECT filled = place;
-    filled.right = filled.left + static_cast<LONG>(std::lround((place.right - place.left) * about.value));
-    FillRect(on, &filled, GetSysColorBrush(about.read_only ? COLOR_BTNSHADOW : COLOR_HIGHLIGHT));
     FrameRect(on, &place, GetSysColorBrush(COLOR_BTNSHADOW));
+    InflateRect(&place, -2, -2); // a light edge, or the bar of the selected row has none
+    place.right = place.left + static_cast<LONG>(std::lround((place.right - place.left) * about.value));
+    FillRect(on, &place, GetSysColorBrush(about.read_only ? COLOR_BTNSHADOW : COLOR_HIGHLIGHT));
 }
 
 LRESULT vsthost::parameter_view::on_custom_draw(const NMLVCUSTOMDRAW& draw)

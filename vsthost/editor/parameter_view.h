@@ -29,6 +29,7 @@ public:
     editor_size constrained(editor_size wanted) override;
     void resized(editor_size now) override;
     void focused(bool has_focus) override;
+    void renew() override;
     void idle() override;
 
 private:

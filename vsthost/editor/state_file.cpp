@@ -41,13 +41,21 @@ bool write_file(const std::wstring& path, const std::vector<uint8_t>& bytes)
 
 } // namespace
 
-std::vector<uint8_t> vsthost::read_state_file(const std::string& path)
+std::vector<uint8_t> vsthost::read_state_file(const std::string& path, unsigned milliseconds)
 {
-    const win::file_handle file(CreateFileW(win::long_path(path).c_str(), GENERIC_READ,
-                                            FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
-                                            OPEN_EXISTING, 0, nullptr));
-    if (!file && GetLastError() == ERROR_FILE_NOT_FOUND)
-        return {};
+    const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(milliseconds);
+    win::file_handle file;
+    for (;;) {
+        file.reset(CreateFileW(win::long_path(path).c_str(), GENERIC_READ,
+                               FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr, OPEN_EXISTING,
+                               0, nullptr));
+        const DWORD error = file ? 0 : GetLastError();
+        if (error == ERROR_FILE_NOT_FOUND)
+            return {};
+        if (error != ERROR_SHARING_VIOLATION || std::chrono::steady_clock::now() >= end)
+            break;
+        std::this_thread::sleep_for(quick_pause);
+    }
     LARGE_INTEGER size{};
     if (!file || !GetFileSizeEx(file.get(), &size))
         unreadable(path);

@@ -11,9 +11,9 @@
 
 namespace vsthost {
 
-// Empty when the file is, or when there is none. Throws fatal_error (state_file) when it cannot be read or
-// holds 256 MiB or more.
-std::vector<uint8_t> read_state_file(const std::string& path);
+// Empty when the file is, or when there is none. A file that somebody else keeps to himself is waited for.
+// Throws fatal_error (state_file) when it cannot be read or holds 256 MiB or more.
+std::vector<uint8_t> read_state_file(const std::string& path, unsigned milliseconds = 0);
 
 // One attempt. Returns 0 or the error of Windows; leaves nothing beside the file.
 unsigned long replace_state_file(const std::string& path, const std::vector<uint8_t>& bytes);

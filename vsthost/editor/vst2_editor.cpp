@@ -62,7 +62,6 @@ bool vst2_editor::key(const key_press& press)
 
 void vst2_editor::idle()
 {
-    effect_.idle_calls();
     // Some change their size without a word.
     if (!open_ || ++idle_rounds_ % rounds_between_looks != 0)
         return;
@@ -106,14 +105,14 @@ std::unique_ptr<effect_editor> vst2_effect::make_editor(editor_host& host)
     return std::make_unique<vst2_editor>(*this, host);
 }
 
-void vst2_effect::idle_calls()
+void vst2_effect::idle()
 {
     if (in_idle_)
         return; // an effect that asks for idle calls inside one
     in_idle_ = true;
     if (idle_wanted_ && call(effect_idle) == 0)
         idle_wanted_ = false;
-    if ((effect_->flags & flag_has_editor) != 0)
+    if (editor_ != nullptr)
         call(effect_editor_idle);
     in_idle_ = false;
 }
