@@ -104,6 +104,44 @@ void type_key(HWND dialog, WPARAM key)
     PostMessageW(focus && IsChild(dialog, focus) ? focus : dialog, WM_KEYDOWN, key, 1);
 }
 
+std::vector<std::string> layout_faults(HWND dialog)
+{
+    struct placed {
+        std::string name;
+        RECT area;
+    };
+    std::vector<placed> controls;
+    std::vector<std::string> faults;
+    RECT client = {}, common = {};
+    GetClientRect(dialog, &client);
+    for (HWND each = GetWindow(dialog, GW_CHILD); each; each = GetWindow(each, GW_HWNDNEXT)) {
+        placed one = {text_of(each) + " (" + std::to_string(GetDlgCtrlID(each)) + ")", {}};
+        GetWindowRect(each, &one.area);
+        MapWindowPoints(nullptr, dialog, reinterpret_cast<POINT*>(&one.area), 2);
+        if (!IntersectRect(&common, &one.area, &client) || !EqualRect(&common, &one.area))
+            faults.push_back(one.name + " lies outside");
+        for (const placed& other : controls) {
+            if (IntersectRect(&common, &one.area, &other.area))
+                faults.push_back(one.name + " overlaps " + other.name);
+        }
+        if (SendMessageW(each, WM_GETDLGCODE, 0, 0) & (DLGC_STATIC | DLGC_BUTTON)) {
+            const HDC context = GetDC(each);
+            const HGDIOBJ before =
+                SelectObject(context, reinterpret_cast<HGDIOBJ>(SendMessageW(each, WM_GETFONT, 0, 0)));
+            const std::wstring text = win::to_utf16(text_of(each));
+            SIZE needed = {};
+            GetTextExtentPoint32W(context, text.c_str(), static_cast<int>(text.size()), &needed);
+            SelectObject(context, before);
+            ReleaseDC(each, context);
+            // What fits to the pixel is wrapped by some.
+            if (needed.cx >= one.area.right - one.area.left || needed.cy > one.area.bottom - one.area.top)
+                faults.push_back(one.name + " is cut");
+        }
+        controls.push_back(std::move(one));
+    }
+    return faults;
+}
+
 std::vector<std::string> choices(HWND dialog, int id)
 {
     std::vector<std::string> found;

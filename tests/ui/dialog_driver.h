@@ -95,6 +95,9 @@ void click(HWND dialog, int id); // a button, if it is enabled
 // A key for the control that has the focus, as if typed there.
 void type_key(HWND dialog, WPARAM key);
 
+// Controls that overlap, texts of labels and buttons that are cut, and what lies outside of the dialog.
+std::vector<std::string> layout_faults(HWND dialog);
+
 // Of combo boxes.
 std::vector<std::string> choices(HWND dialog, int id);
 int chosen(HWND dialog, int id); // -1: nothing

@@ -79,6 +79,7 @@ TEST_CASE("chooser dialog: controls, keys and an editor's state")
     auto dialog = player.open(target, false);
     const HWND window = player.window;
     CHECK(IsWindowVisible(window));
+    CHECK(layout_faults(window) == std::vector<std::string>());
     CHECK(player.status() == searching_text);
     CHECK(choices(window, IDC_EFFECT).empty());
     CHECK(!is_enabled(window, IDC_EFFECT));

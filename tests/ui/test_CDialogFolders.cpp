@@ -61,6 +61,7 @@ TEST_CASE("folders dialog: what each action stores, scans anew and shows")
     };
 
     CHECK(text_of(dialog) == "VST Folders");
+    CHECK(layout_faults(dialog) == std::vector<std::string>());
     CHECK(modeless->windows == std::vector{dialog});
     CHECK(look->look->frames == std::vector{dialog});
     std::vector<std::string> defaults;
@@ -70,6 +71,21 @@ TEST_CASE("folders dialog: what each action stores, scans anew and shows")
     CHECK(row_texts() == std::vector<std::string>{"C:\\mine", "C:\\yours"});
     CHECK(ListView_GetColumnWidth(GetDlgItem(dialog, IDC_LIST), 0) ==
           ListView_GetColumnWidth(GetDlgItem(dialog, IDC_DEFAULT_LIST), 0));
+
+    // What a screen reader calls the list, and a theme that changes while it is open.
+    const HWND list = GetDlgItem(dialog, IDC_LIST);
+    CHECK(text_of(list) == "Additional folders to scan for VST effects");
+    const COLORREF light = ListView_GetBkColor(list);
+    for (const bool dark : {true, false}) {
+        look->dark = dark;
+        SendMessageW(list, WM_THEMECHANGED, 0, 0);
+        CHECK((ListView_GetBkColor(list) == light) == !dark);
+        const HDC context = GetDC(list);
+        SendMessageW(dialog, WM_CTLCOLORSTATIC, reinterpret_cast<WPARAM>(context),
+                     reinterpret_cast<LPARAM>(list));
+        CHECK((GetTextColor(context) == RGB(240, 240, 240)) == dark);
+        ReleaseDC(list, context);
+    }
 
     struct step {
         const char* what;

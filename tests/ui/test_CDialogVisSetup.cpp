@@ -75,6 +75,7 @@ TEST_CASE("visualisation setup: a failed start, several dialogs, the end while i
     vis_player player;
     const HWND window = player.open();
     CHECK(text_of(window) == "Visualize with VST");
+    CHECK(layout_faults(window) == std::vector<std::string>());
     CHECK(player.look->look->frames == std::vector{window});
     CHECK(player.look->look->themed == std::vector{window});
     player.failure = "no sound";

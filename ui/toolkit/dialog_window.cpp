@@ -5,6 +5,7 @@
 #include "sdk/host_api.h"
 #include "sdk/user_interface.h"
 #include "ui/toolkit/common_controls.h"
+#include "ui/toolkit/dpi.h"
 #include "ui/toolkit/theme.h"
 
 #include <algorithm>
@@ -142,6 +143,7 @@ void dialog_window::begin(HWND window)
 {
     window_ = window;
     follow_theme(window);
+    widen_cut_labels(window);
     if (!modal_) {
         modeless_windows().push_back(window);
         tell_player([&](modeless_dialogs& tracking) { tracking.add(window); });
