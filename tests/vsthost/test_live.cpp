@@ -4,6 +4,7 @@
 #include "vsthost/editor_driver.h"
 
 #include <cmath>
+#include <memory>
 
 using namespace editor_driver;
 
@@ -96,6 +97,31 @@ TEST_CASE("a hanging editor does not hold up the player; without a file no state
         Sleep(200);
         PostMessageW(stateless.frame(), WM_CLOSE, 0, 0);
         CHECK(stateless.process().wait() == 0);
+    });
+}
+
+TEST_CASE("effects of every kind bear audio of every kind beside their window")
+{
+    for_some_kinds([](const kind& which) {
+        std::vector<std::unique_ptr<editor>> shown;
+        for (const char* const name :
+             {"module_that_is_an_instrument", "module_without_audio", "module_that_is_mono_only",
+              "module_with_two_inputs_and_six_outputs", "module_that_changes_its_latency",
+              "module_that_fails_to_process", "module_that_puts_out_nan"})
+            shown.push_back(std::make_unique<editor>(editing{.which = which, .name = name, .live = true}));
+        for (const auto& each : shown) {
+            REQUIRE(each->frame() != nullptr);
+            for (const uint32_t channels : {2u, 6u, 1u}) {
+                format(each->process(), 48000, channels);
+                for (int i = 0; i < 20; ++i)
+                    play(each->process(), tone(2000, channels, 0.5));
+            }
+        }
+        Sleep(200);
+        for (const auto& each : shown) {
+            PostMessageW(each->frame(), WM_CLOSE, 0, 0);
+            CHECK(each->process().wait() == 0);
+        }
     });
 }
 

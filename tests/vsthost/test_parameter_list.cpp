@@ -105,6 +105,17 @@ TEST_CASE("several hundred parameters: searched, dragged, nudged, typed in and p
     });
 }
 
+TEST_CASE("what the list sets reaches a component behind a controller of its own")
+{
+    for (const std::string& arch : arches()) {
+        editor shown({.which = {arch, 3}, .name = "module_with_a_separate_controller"});
+        const shown_list list(shown);
+        REQUIRE(list.list != nullptr);
+        list.press(VK_LEFT);
+        CHECK(shown.holds(0.49, 1000));
+    }
+}
+
 TEST_CASE("the list follows what the effect changes itself")
 {
     const auto moves = [](const kind& which, const std::string& name) {

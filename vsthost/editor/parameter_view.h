@@ -10,6 +10,7 @@
 #include <commctrl.h>
 
 #include <memory>
+#include <string>
 
 namespace vsthost {
 
@@ -33,12 +34,18 @@ public:
     void idle() override;
 
 private:
+    enum column { name_column, bar_column, value_column };
+    enum control_id : WORD { search_id = 100, list_id, field_id };
+    static constexpr UINT_PTR subclass_id = 1;
+    static constexpr int bar_edge = 4; // between the bar and its cell, in dots at 96 an inch
+
     static LRESULT CALLBACK on_message(HWND window, UINT message, WPARAM wide, LPARAM large);
     static LRESULT CALLBACK on_list_message(HWND window, UINT message, WPARAM wide, LPARAM large, UINT_PTR id,
                                             DWORD_PTR self);
     static LRESULT CALLBACK on_field_message(HWND window, UINT message, WPARAM wide, LPARAM large,
                                              UINT_PTR id, DWORD_PTR self);
 
+    static std::string text_of(HWND control);
     int scaled(int plain) const;
     void create_controls(HWND parent);
     void create_list(HINSTANCE module);
@@ -49,7 +56,7 @@ private:
     LRESULT on_notify(const NMHDR& what);
     LRESULT on_custom_draw(const NMLVCUSTOMDRAW& draw);
     void draw_bar(HDC on, size_t row) const;
-    RECT cell(size_t row, int column) const;
+    RECT cell(size_t row, column which) const;
     bool on_list_key(WPARAM key);
     bool on_list_button(POINT at, bool is_double);
     void drag_to(int x);
