@@ -296,6 +296,21 @@ TEST_CASE("stopping is quick whatever the worker does")
     DestroyWindow(window);
 }
 
+TEST_CASE("a run that is stopped before it has begun ends like any other")
+{
+    configured test;
+    fake_worker fake(editor);
+    // The runner's hang limit is what this is about.
+    for (int i = 0; i < 100; ++i) {
+        test.run->Start(fake.effect(), nullptr);
+        if (i % 2)
+            SwitchToThread();
+        test.run->stop();
+        REQUIRE(!test.run->isRunning());
+    }
+    CHECK(test.events.empty());
+}
+
 TEST_CASE("runs leave nothing behind")
 {
     configured test;
