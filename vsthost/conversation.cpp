@@ -16,6 +16,8 @@ constexpr uint32_t lowest_rate = 1000; // Hz
 constexpr uint32_t highest_rate = 20000000;
 constexpr uint32_t most_channels = 256;
 constexpr uint32_t most_inputs = 32; // that a player takes in a reply
+// In ms, for the line that says why: the player that gets the answer may end this process at once.
+constexpr unsigned refusal_limit = 500;
 
 [[noreturn]] void violation(const std::string& what)
 {
@@ -176,6 +178,7 @@ void vsthost::conversation::tell_format(const Nv::streamFormat& wanted, const Nv
         else
             line += ": it has no audio input and output";
         report(line);
+        flush_reports(refusal_limit);
         return;
     }
     if (introduced_)
