@@ -12,7 +12,7 @@ namespace player {
 // Of one format. Begins paused. What is written waits until it is heard; `buffered` of it is enough.
 class audio_sink {
 public:
-    static constexpr std::chrono::milliseconds buffered{300};
+    static constexpr std::chrono::milliseconds buffered{500};
 
     virtual ~audio_sink() = default;
     audio_sink() = default;
