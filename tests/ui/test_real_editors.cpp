@@ -2,6 +2,7 @@
 
 #include "ui/CDialogConfigureVST.h"
 
+#include "catalogue/settings.h"
 #include "dsp/vstAudioListener.h"
 #include "sdk/audio_chunk_impl.h"
 #include "support/dialog_host.h"
@@ -124,5 +125,12 @@ TEST_CASE("meters move with the sound that a DSP of the effect hears, and stop w
     test.player.run_for(0.5);
     CHECK(quiet != one);
     CHECK(quiet == pixels_of(editor));
+    CHECK_FALSE(feedAudioListener("another", chunk, 1));
+    test.run.stop();
+    CHECK_FALSE(feedAudioListener(test.effect.path, chunk, 1));
+
+    cfg_feed_live.set(false);
+    test.open();
+    CHECK_FALSE(feedAudioListener(test.effect.path, chunk, 1));
     test.run.stop();
 }

@@ -127,12 +127,6 @@ TEST_CASE("a command for each effect of the chain, with an identity that lasts")
 
     service_ptr_t<mainmenu_node> none;
     CHECK_THROWS_AS(test.menu->dynamic_instantiate(1, none), std::out_of_range);
-    test.menu->execute(0); // the entry itself does nothing
-    string_out_impl text;
-    uint32_t flags = 1;
-    CHECK(test.menu->get_display(0, text, flags));
-    CHECK((text.text == "VST" && flags == 0 && test.menu->is_command_dynamic(0)));
-    CHECK_FALSE(test.menu->get_description(0, text));
 }
 
 TEST_CASE("an edit goes to its own entry of the chain as it then is")

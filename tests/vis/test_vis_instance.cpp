@@ -4,6 +4,8 @@
 
 #include "capture_double.h"
 #include "support/fake_worker.h"
+#include "support/system_counts.h"
+#include "support/test_options.h"
 #include "worker/startWorker.h"
 
 #include <doctest/doctest.h>
@@ -45,7 +47,7 @@ TEST_CASE("a format goes first and again when it changed; ten pieces wait for th
                                    "64", "--window-title", "VST Visualization", "--process", "realtime"});
 }
 
-TEST_CASE("an instance ends with its worker and says nothing of it")
+TEST_CASE("an instance ends with its worker, says nothing of it and leaves nothing")
 {
     struct row {
         const char* what;
@@ -79,6 +81,25 @@ TEST_CASE("an instance ends with its worker and says nothing of it")
         CHECK(test.player.shell->shown.empty());
         test.player.host.hide_service(app_abort::class_guid, false);
     }
+
+    fake_worker::use_for_launches();
+    vis_fixture test;
+    const fake_worker fake("connect\nserve 1\nexit 0");
+    system_counts before = {};
+    const int count = test_options::long_run() ? 200 : 6;
+    for (int i = -4; i < count; ++i) {
+        if (i == 0)
+            before = system_counts::now();
+        new vis_instance(fake.effect());
+        test.deliver(44100, 2, 3, 441);
+        CHECK(test.gone());
+        CHECK(test.player.host.wait_until_detached_done());
+    }
+    before.handles += 2; // locks make theirs when two threads first meet at them
+    const system_counts after = system_counts::settled(before);
+    CHECK(after.handles <= before.handles);
+    CHECK(after.threads <= before.threads);
+    CHECK(after.children <= before.children);
 }
 
 TEST_CASE("what cannot begin leaves nothing")
