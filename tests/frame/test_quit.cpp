@@ -7,6 +7,7 @@
 #include "player/player_host.h"
 #include "player/queue_window.h"
 #include "resources/dialog_ids.h"
+#include "sdk/dsp.h"
 #include "sdk/mainmenu.h"
 #include "support/temp_folder.h"
 #include "worker/startWorker.h"
@@ -72,7 +73,52 @@ struct running_player {
     std::optional<player::queue_window> window;
 };
 
+class kept_preset : public dsp_preset_edit_callback_v2 {
+public:
+    using service_interface = dsp_preset_edit_callback_v2;
+    explicit kept_preset(const vstConfig_t& effect)
+        : preset(preset_of(effect))
+    {
+    }
+    void get_preset(dsp_preset& out) override
+    {
+        out.set_owner(preset.get_owner());
+        out.set_data(preset.get_data(), preset.get_data_size());
+    }
+    void set_preset(const dsp_preset& changed) override { preset.copy_from(changed); }
+    void dsp_dialog_done(bool) override { done = true; }
+
+    dsp_preset_impl preset;
+    bool done = false;
+};
+
 } // namespace
+
+TEST_CASE("at quit a chooser that the player still holds goes with its editor, and the folders with it")
+{
+    fake_worker fake("connect\nsignal-event {event:up}\non-broken-pipe write-file $--data last\nread 1");
+    const auto edit = service_new<kept_preset>(fake.effect());
+    running_player test;
+    test.use_scripted_workers();
+    service_ptr_t<service_base> dialog;
+    service_enumerate<dsp_entry>([&](dsp_entry& entry) {
+        service_query_as<dsp_entry_v3>(entry)->show_config_popup_v3(dialog, nullptr, *edit);
+        return false;
+    });
+    const HWND chooser = FindWindowW(nullptr, L"VST Effect Configuration");
+    REQUIRE(chooser);
+    SendMessageW(chooser, WM_COMMAND, IDC_FOLDERS, 0);
+    CHECK(FindWindowW(nullptr, L"VST Folders"));
+    REQUIRE(fake.wait_for("up"));
+    CHECK(test.host.shut_down());
+    static_cast<void>(dialog.detach()); // its code is gone
+    CHECK(GetModuleHandleW(L"qvx_dsp_vst3.dll") == nullptr);
+    CHECK(!IsWindow(chooser));
+    CHECK(!FindWindowW(nullptr, L"VST Folders"));
+    CHECK(!edit->done);
+    const auto state = vstConfigFromPreset(edit->preset).state;
+    CHECK(std::string(state.begin(), state.end()) == "last");
+}
 
 TEST_CASE("at quit an open editor is closed, its last state goes into the chain, and the module unloads")
 {
