@@ -51,6 +51,18 @@ struct loading_scope {
     bool& flag_;
 };
 
+// Nothing where the main thread uses no COM or the system has none of this.
+template <class Use>
+void with_annotations(Use&& use) noexcept
+{
+    IAccPropServices* services = nullptr;
+    if (FAILED(CoCreateInstance(CLSID_AccPropServices, nullptr, CLSCTX_INPROC_SERVER, IID_IAccPropServices,
+                                reinterpret_cast<void**>(&services))))
+        return;
+    use(*services);
+    services->Release();
+}
+
 } // namespace
 
 list_control::~list_control()
@@ -140,12 +152,9 @@ void list_control::make_tooltip()
 void list_control::name_for_accessibility(const wchar_t* name) noexcept
 {
     SetWindowTextW(list_, name);
-    IAccPropServices* services = nullptr;
-    if (FAILED(CoCreateInstance(CLSID_AccPropServices, nullptr, CLSCTX_INPROC_SERVER, IID_IAccPropServices,
-                                reinterpret_cast<void**>(&services))))
-        return; // the main thread uses no COM, or the system has none of this
-    services->SetHwndPropStr(list_, static_cast<DWORD>(OBJID_CLIENT), CHILDID_SELF, PROPID_ACC_NAME, name);
-    services->Release();
+    with_annotations([&](IAccPropServices& services) {
+        services.SetHwndPropStr(list_, static_cast<DWORD>(OBJID_CLIENT), CHILDID_SELF, PROPID_ACC_NAME, name);
+    });
 }
 
 void list_control::fit_column() noexcept
@@ -358,6 +367,11 @@ LRESULT CALLBACK list_control::procedure(HWND window, UINT message, WPARAM first
         }
         case WM_NCDESTROY:
             RemoveWindowSubclass(window, &procedure, subclass_id);
+            // The system keeps annotations, also of windows that are gone.
+            with_annotations([&](IAccPropServices& services) {
+                services.ClearHwndProps(window, static_cast<DWORD>(OBJID_CLIENT), CHILDID_SELF,
+                                        &PROPID_ACC_NAME, 1);
+            });
             self->list_ = self->tooltip_ = nullptr; // an owned window goes with its owner
             break;
         default:
