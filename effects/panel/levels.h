@@ -11,12 +11,13 @@ namespace panel {
 // One writer, the audio thread, which never waits; one reader. Costs the writer nothing while nobody watches.
 class level_feed {
 public:
+    // Each panel says so once when it opens and once when it closes.
     void watch(bool on) noexcept
     {
         peak_.store(0.0f, std::memory_order_relaxed);
-        watched_.store(on, std::memory_order_relaxed);
+        watchers_.fetch_add(on ? 1 : -1, std::memory_order_relaxed);
     }
-    bool watched() const noexcept { return watched_.load(std::memory_order_relaxed); }
+    bool watched() const noexcept { return watchers_.load(std::memory_order_relaxed) > 0; }
 
     // One channel of a block. What is no number counts for nothing.
     template <class Sample>
@@ -36,7 +37,7 @@ public:
 
 private:
     std::atomic<float> peak_{0.0f};
-    std::atomic<bool> watched_{false};
+    std::atomic<int> watchers_{0};
 };
 
 // Before and behind the effect.

@@ -77,10 +77,7 @@ bool window::open(HWND parent)
         close();
         return false;
     }
-    if (levels_)
-        levels_->watch(true);
-    if (picture_)
-        picture_->watch(true);
+    watch(true);
     last_tick_ = std::chrono::steady_clock::now();
     SetTimer(handle_, timer, timer_ms, nullptr);
     return true;
@@ -88,17 +85,21 @@ bool window::open(HWND parent)
 
 void window::close()
 {
-    if (handle_) {
-        if (levels_)
-            levels_->watch(false);
-        if (picture_)
-            picture_->watch(false);
+    if (handle_)
         DestroyWindow(handle_);
-    }
     UnregisterClassW(class_name, own_module()); // refused while another panel is open
     if (font_)
         DeleteObject(font_);
     font_ = nullptr;
+}
+
+void window::watch(bool on)
+{
+    watching_ = on;
+    if (levels_)
+        levels_->watch(on);
+    if (picture_)
+        picture_->watch(on);
 }
 
 void window::resize(size wanted)
@@ -218,6 +219,8 @@ std::optional<LRESULT> window::handle_message(UINT message, WPARAM wparam, LPARA
         mouse_up();
         SetWindowLongPtrW(handle_, GWLP_USERDATA, 0);
         handle_ = nullptr;
+        if (watching_)
+            watch(false);
         return std::nullopt;
     default:
         return std::nullopt;

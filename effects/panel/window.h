@@ -95,6 +95,7 @@ private:
     void select(std::size_t index);
     void tick();
     shown_meter measure(const meter& what, const box& bar) const;
+    void watch(bool on);
     void arrange_again();
     void make_font();
 
@@ -114,6 +115,7 @@ private:
     layout layout_;
     HWND handle_ = nullptr;
     HFONT font_ = nullptr;
+    bool watching_ = false;
     std::size_t selected_ = 0;
     std::optional<std::size_t> dragged_;
     int drag_offset_ = 0; // from the mouse to the middle of the thumb

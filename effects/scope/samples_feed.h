@@ -15,9 +15,10 @@ class samples_feed {
 public:
     static constexpr std::size_t channels = 2;
 
-    // Nothing is written while nobody watches.
-    void watch(bool on) noexcept { watched_.store(on, std::memory_order_relaxed); }
-    bool watched() const noexcept { return watched_.load(std::memory_order_relaxed); }
+    // Nothing is written while nobody watches. Each picture says so once when it opens and once when it
+    // closes.
+    void watch(bool on) noexcept { watchers_.fetch_add(on ? 1 : -1, std::memory_order_relaxed); }
+    bool watched() const noexcept { return watchers_.load(std::memory_order_relaxed) > 0; }
 
     template <class Sample>
     void hear(const Sample* left, const Sample* right, std::size_t count) noexcept
@@ -52,7 +53,7 @@ private:
 
     std::vector<frame> ring_ = std::vector<frame>(2 * most); // a power of two, so that the count may wrap
     std::atomic<uint32_t> written_{0};
-    std::atomic<bool> watched_{false};
+    std::atomic<int> watchers_{0};
 };
 
 } // namespace scope
