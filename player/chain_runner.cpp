@@ -64,10 +64,12 @@ void chain_runner::run_one(instance& each, dsp_chunk_list& chunks, uint32_t flag
 {
     had_fresh_ = had_fresh_ || each.fresh;
     starting_ = each.fresh ? each.slot->id : 0;
+    since_ = std::chrono::steady_clock::now();
+    running_ = each.slot->id;
     struct reset {
         std::atomic<uint64_t>& value;
         ~reset() { value = 0; }
-    } const no_longer{starting_};
+    } const no_longer_starting{starting_}, no_longer_running{running_};
     each.processor->run_abortable(chunks, nullptr, flags, abort);
     each.fresh = false;
 }
@@ -91,6 +93,14 @@ void chain_runner::run(dsp_chunk_list& chunks, uint32_t flags, abort_callback& a
             throw failure;
         }
     }
+}
+
+uint64_t chain_runner::running_longer_than(std::chrono::milliseconds limit) const noexcept
+{
+    const uint64_t slot = running_;
+    const std::chrono::steady_clock::time_point since = since_;
+    // Another run may have begun in between; it has not taken long then.
+    return slot == running_ && std::chrono::steady_clock::now() - since > limit ? slot : 0;
 }
 
 void chain_runner::flush()

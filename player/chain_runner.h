@@ -4,6 +4,7 @@
 #include "player/live_chain.h"
 #include "sdk/dsp.h"
 
+#include <chrono>
 #include <stdexcept>
 #include <string>
 
@@ -39,6 +40,8 @@ public:
     bool had_fresh() const noexcept { return had_fresh_; }
     // The slot whose DSP is in its first run, which may take a while; 0: none. Any thread.
     uint64_t starting() const noexcept { return starting_; }
+    // The slot whose DSP is in a run that has taken longer than this; 0: none. Any thread.
+    uint64_t running_longer_than(std::chrono::milliseconds limit) const noexcept;
 
 private:
     struct instance {
@@ -56,6 +59,8 @@ private:
     std::vector<instance> instances_;
     bool had_fresh_ = false;
     std::atomic<uint64_t> starting_{0};
+    std::atomic<uint64_t> running_{0};
+    std::atomic<std::chrono::steady_clock::time_point> since_{}; // when that began
 };
 
 } // namespace player

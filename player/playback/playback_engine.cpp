@@ -14,7 +14,8 @@ namespace player {
 namespace {
 
 constexpr uint32_t pieces_per_second = 50;
-constexpr DWORD look_again_ms = 10; // at what was heard, while it plays
+constexpr DWORD look_again_ms = 10;                      // at what was heard, while it plays
+constexpr std::chrono::milliseconds unusually_long{700}; // for a chunk
 
 bool has_format(const audio_chunk& chunk, const wav_format& format) noexcept
 {
@@ -106,7 +107,19 @@ play_status playback_engine::status() const
     const std::lock_guard lock(mutex_);
     play_status now = status_;
     now.starting = runner_.starting();
+    now.waiting = runner_.running_longer_than(unusually_long);
     return now;
+}
+
+void playback_engine::give_up_unwanted()
+{
+    const uint64_t slot = runner_.running_longer_than(unusually_long);
+    if (slot == 0)
+        return;
+    const auto slots = chain_.get();
+    const chain_slot* wanted = find_slot(*slots, slot);
+    if (!wanted || !wanted->enabled)
+        give([](orders&) {}, true);
 }
 
 std::array<float, playback_engine::most_meters> playback_engine::take_peaks() noexcept

@@ -39,6 +39,7 @@ struct play_status {
     bool against_clock = false;      // the last sound went to no device
     uint64_t underruns = 0;          // since the start, those while a DSP started aside
     uint64_t starting = 0;           // the slot whose DSP comes up; 0: none
+    uint64_t waiting = 0;            // the slot whose DSP takes unusually long; 0: none
     play_failure failure;            // while failed
 };
 
@@ -65,6 +66,9 @@ public:
     void stop(); // also breaks off what a DSP hangs in; the DSPs go unless somebody holds them
     void seek(double seconds);
     play_status status() const;
+    // Breaks off the run of a DSP that hangs and is not wanted in the chain any more. To be called now and
+    // then.
+    void give_up_unwanted();
     // The highest sample of each channel since the last call, 1 is full scale; the first ones of many.
     std::array<float, most_meters> take_peaks() noexcept;
 

@@ -219,6 +219,8 @@ void main_window::show_status(const play_status& now)
         text = hint_;
     else if (now.starting)
         text = "Starting " + slot_name(now.starting) + "...";
+    else if (now.waiting)
+        text = "Waiting for " + slot_name(now.waiting) + "... (Stop, or switch it off)";
     else if (!now.has_file)
         text = "Open a WAV file (Ctrl+O) or drop one here";
     else
@@ -233,6 +235,7 @@ void main_window::show_status(const play_status& now)
 
 void main_window::tick()
 {
+    engine_->give_up_unwanted();
     const play_status now = engine_->status();
     transport_->show(now);
     if (failure_->show(now, slot_name(now.failure.slot)))

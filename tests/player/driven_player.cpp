@@ -10,6 +10,8 @@
 #include <psapi.h>
 #include <tlhelp32.h>
 
+#include <doctest/doctest.h>
+
 #include <chrono>
 
 namespace {
@@ -161,4 +163,12 @@ driven_player::ending driven_player::close()
     GetExitCodeProcess(process_.get(), &end.exit_code);
     end.workers_left = worker_count();
     return end;
+}
+
+void driven_player::close_cleanly()
+{
+    const ending end = close();
+    CHECK(end.exit_code == 0);
+    CHECK(end.workers_left == 0);
+    CHECK(end.seconds < 2);
 }

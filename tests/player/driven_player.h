@@ -44,6 +44,8 @@ public:
         size_t workers_left = 0;
     };
     ending close();
+    // Closes it and checks that it ends at once and leaves nothing.
+    void close_cleanly();
 
 private:
     const chain_fixture& files_;
