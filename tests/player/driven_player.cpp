@@ -100,10 +100,14 @@ void driven_player::press(int id, WPARAM key) const
 void driven_player::seek(double seconds) const
 {
     const HWND bar = control(player::ids::seek_bar);
-    DWORD_PTR result = 0;
-    SendMessageTimeoutW(bar, TBM_SETPOS, TRUE, static_cast<LPARAM>(seconds * 10), SMTO_NORMAL, limit_ms,
-                        &result);
-    PostMessageW(window_, WM_HSCROLL, TB_THUMBPOSITION, reinterpret_cast<LPARAM>(bar));
+    const auto send = [](HWND to, UINT message, WPARAM first, LPARAM second) {
+        DWORD_PTR result = 0;
+        SendMessageTimeoutW(to, message, first, second, SMTO_NORMAL, limit_ms, &result);
+    };
+    // As a hand does it: while the bar is held, what is heard does not move it.
+    send(window_, WM_HSCROLL, TB_THUMBTRACK, reinterpret_cast<LPARAM>(bar));
+    send(bar, TBM_SETPOS, TRUE, static_cast<LPARAM>(seconds * 10));
+    send(window_, WM_HSCROLL, TB_THUMBPOSITION, reinterpret_cast<LPARAM>(bar));
 }
 
 HWND driven_player::other_window() const
