@@ -67,6 +67,7 @@ TEST_CASE("audio of any format goes through the effect, and nothing else that co
         play(player, tone(400000, 2, 0.8));
         play(player, tone(2000, 2, 0.95));
         CHECK(shown.says("heard=0.95"));
+        CHECK(player.waiting() == 0);
         PostMessageW(shown.frame(), WM_CLOSE, 0, 0);
         CHECK(player.wait() == 0);
         CHECK(player.errors().empty());

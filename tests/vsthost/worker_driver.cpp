@@ -235,6 +235,14 @@ void worker::transfer(bool writes, void* bytes, size_t size)
     }
 }
 
+size_t worker::waiting() const
+{
+    DWORD count = 0;
+    if (!PeekNamedPipe(pipe_.get(), nullptr, 0, nullptr, &count, nullptr))
+        throw driver_error("the pipe broke");
+    return count;
+}
+
 void worker::write(const void* bytes, size_t size)
 {
     transfer(true, const_cast<void*>(bytes), size);

@@ -69,6 +69,7 @@ public:
     void send(uint32_t code, const void* payload, size_t size);
     void write(const void* bytes, size_t size);
     void read(void* bytes, size_t size);
+    size_t waiting() const; // bytes that the worker wrote and nobody read
     void break_pipe() { pipe_.reset(); }
 
     // Exit code; fails the test when the worker still runs after the limit.

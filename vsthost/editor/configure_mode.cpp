@@ -71,7 +71,8 @@ HWND parent_window(uint64_t value)
     return reinterpret_cast<HWND>(static_cast<intptr_t>(low));
 }
 
-void load_state(effect& into, shared& with, const std::string& path)
+// True when the state is the same each time it is asked for.
+bool load_state(effect& into, shared& with, const std::string& path)
 {
     std::vector<uint8_t> bytes;
     if (!path.empty()) {
@@ -87,8 +88,12 @@ void load_state(effect& into, shared& with, const std::string& path)
     } catch (const fatal_error& error) {
         report(std::string(error.what()) + "; its editor is shown all the same");
     }
-    if (with.writer)
-        with.writer->put(into.state());
+    if (!with.writer)
+        return true;
+    std::vector<uint8_t> state = into.state();
+    const bool is_steady = state == into.state();
+    with.writer->put(std::move(state));
+    return is_steady;
 }
 
 } // namespace
@@ -112,13 +117,14 @@ void vsthost::run_configure_mode(const options& wanted)
         const effect_options how{false, wanted.realtime};
         std::unique_ptr<effect> shown =
             wanted.vst_version == 2 ? load_vst2(wanted.vst_path, how) : load_vst3(wanted.vst_path, how);
-        load_state(*shown, with, wanted.data_path);
+        const bool is_steady = load_state(*shown, with, wanted.data_path);
         if (with.live)
             play(with, wanted.realtime);
         const std::string title = wanted.window_title.empty() ? shown->info().name : wanted.window_title;
         {
             editor_session session({*shown, with.gate, with.link ? &*with.link : nullptr,
-                                    with.live ? &*with.live : nullptr, with.writer ? &*with.writer : nullptr},
+                                    with.live ? &*with.live : nullptr, with.writer ? &*with.writer : nullptr,
+                                    is_steady},
                                    parent_window(wanted.parent_window), title);
             session.run();
             if (with.writer && !with.writer->finish(last_write))

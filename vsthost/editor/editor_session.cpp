@@ -79,7 +79,7 @@ LRESULT CALLBACK vsthost::editor_session::on_retrieval(int code, WPARAM wide, LP
     if (code == HC_ACTION && wide == PM_REMOVE && current != nullptr)
         or_end_process([&] {
             const uint64_t now = now_ms();
-            if (is_touch(*reinterpret_cast<const MSG*>(large)))
+            if (current->with_.state_is_steady && is_touch(*reinterpret_cast<const MSG*>(large)))
                 current->schedule_.touched(now);
             if (now - current->last_tick_ >= tick_overdue)
                 current->tick();

@@ -29,6 +29,7 @@ public:
         const player_link* link;
         live_audio* live;
         state_writer* writer;
+        bool state_is_steady; // the same bytes as long as nothing is edited
     };
 
     // Opens the effect's editor or, without one, the list of its parameters. One session a thread.

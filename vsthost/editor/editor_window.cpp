@@ -68,6 +68,8 @@ bool vsthost::editor_window::show(std::unique_ptr<effect_editor> editor)
     set_style(); // some know only now
     if (const std::optional<editor_size> size = editor_->size())
         set_client(*size);
+    if (IsWindowVisible(window_)) // another editor of the effect
+        return true;
     place();
     // The first wish to show a window is overruled by the hidden state that the player starts this process
     // with; the second is not.
