@@ -46,13 +46,12 @@ bool failure_bar::show(const play_status& now, const std::string& name)
 void failure_bar::arrange(const appearance& look, int left, int top, int width) const
 {
     const int line = look.scaled(26), button = look.scaled(100), gap = look.scaled(6);
-    int x = left + width;
-    for (const HWND control : {configure_, leave_out_, start_again_}) {
-        x -= button;
-        place(control, x, top, button, line);
-        x -= gap;
+    place(text_, left, top, width, line);
+    int x = left;
+    for (const HWND control : {start_again_, leave_out_, configure_}) {
+        place(control, x, top + line, button, line);
+        x += button + gap;
     }
-    place(text_, left, top, x - left, line);
 }
 
 } // namespace player

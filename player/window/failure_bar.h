@@ -15,8 +15,8 @@ public:
     bool is_shown() const noexcept { return shown_; }
     uint64_t slot() const noexcept { return slot_; } // of the DSP that failed; 0: it was something else
 
-    void arrange(const appearance& look, int left, int top, int width) const; // one line high
-    static int height(const appearance& look) { return look.scaled(40); }
+    void arrange(const appearance& look, int left, int top, int width) const; // two lines high
+    static int height(const appearance& look) { return look.scaled(62); }
 
 private:
     HWND text_, start_again_, leave_out_, configure_;

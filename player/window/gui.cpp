@@ -22,12 +22,14 @@ void run_messages(main_window& window, abort_callback& stop)
             return;
         MSG message;
         while (PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) {
-            if (message.message == WM_QUIT)
+            if (message.message == WM_QUIT || window.is_closed())
                 return;
             if (window.take_key(message))
                 continue;
             TranslateMessage(&message);
             DispatchMessageW(&message);
+            if (window.is_closed())
+                return;
         }
     }
 }

@@ -109,6 +109,14 @@ void main_window::show()
     SetFocus(GetDlgItem(window_, ids::play));
 }
 
+// A menu's own loop may swallow the message to quit: it is left first, and the flag says it once more.
+void main_window::close()
+{
+    closed_ = true;
+    EndMenu();
+    PostQuitMessage(0);
+}
+
 void main_window::save_place() const
 {
     WINDOWPLACEMENT now{};
@@ -320,6 +328,8 @@ void main_window::arrange() const
     chain_->arrange(look_, gap, y, width, chain_height);
     y += chain_height + gap;
     console_->arrange(look_, gap, y, width, bottom - y - gap);
+    // Controls that move over each other's old places leave traces.
+    RedrawWindow(window_, nullptr, nullptr, RDW_INVALIDATE | RDW_ERASE | RDW_ALLCHILDREN);
 }
 
 void main_window::change_look()
@@ -327,7 +337,6 @@ void main_window::change_look()
     look_.set(dpi_of(window_), host_.look().is_dark());
     look_.dress_children(window_);
     arrange();
-    InvalidateRect(window_, nullptr, TRUE);
 }
 
 std::optional<LRESULT> main_window::handle_look(UINT message, WPARAM first, LPARAM second)
@@ -415,8 +424,8 @@ LRESULT main_window::handle(UINT message, WPARAM first, LPARAM second)
             save_chain();
         return 0;
     case WM_CLOSE:
+        close();
         save_place();
-        PostQuitMessage(0);
         return 0;
     default:
         return DefWindowProcW(window_, message, first, second);
@@ -440,11 +449,8 @@ LRESULT CALLBACK main_window::procedure(HWND window, UINT message, WPARAM first,
         failure = error.what();
     }
     try {
-        // Quitting must not depend on what could not be stored.
-        if (message == WM_CLOSE)
-            PostQuitMessage(0);
-        if (message == WM_TIMER)
-            console::print(failure); // again and again: no box
+        if (message == WM_TIMER || message == WM_CLOSE)
+            console::print(failure); // again and again, or nobody would read it: no box
         else
             show_popup(window, failure, "qvxplayer");
     } catch (const std::exception&) {

@@ -26,6 +26,7 @@ public:
     main_window& operator=(const main_window&) = delete;
 
     HWND window() const noexcept { return window_; }
+    bool is_closed() const noexcept { return closed_; } // by the user: leave the message loop
     // Once, before anything is shown.
     void start(playback_engine& engine);
     void show(); // where it was last time
@@ -53,6 +54,7 @@ private:
     void arrange() const;
     void change_look();
     void chain_changed();
+    void close();
     void save_place() const;
     std::string slot_name(uint64_t slot) const;
 
@@ -73,6 +75,7 @@ private:
     std::string file_;
     std::string hint_; // of the menu item under the mouse
     bool chain_saved_ = true;
+    bool closed_ = false;
 };
 
 } // namespace player

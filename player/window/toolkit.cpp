@@ -133,7 +133,7 @@ std::string window_text(HWND window)
 
 void place(HWND control, int left, int top, int width, int height) noexcept
 {
-    SetWindowPos(control, nullptr, left, top, width, height, SWP_NOZORDER | SWP_NOACTIVATE);
+    SetWindowPos(control, nullptr, left, top, width, height, SWP_NOZORDER | SWP_NOACTIVATE | SWP_NOCOPYBITS);
 }
 
 } // namespace player
