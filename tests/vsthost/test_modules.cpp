@@ -189,6 +189,22 @@ TEST_CASE("what is no number and what fails becomes silence, and is said once")
     });
 }
 
+TEST_CASE("the audio thread allocates nothing once it is warm")
+{
+    for_each_kind([](const kind& which) {
+        worker counting(module(which, "module_that_counts_allocations"));
+        open_stream(counting, stereo);
+        // The buffers grow with the first long chunk, so the counter sees what it has to see.
+        const std::vector<double> grown = counting.process(ramp(2 * 65536), 2).audio;
+        CHECK(grown.front() > 0);
+        for (const size_t frames : {65536u, 4096u, 64u, 1u, 4096u}) {
+            CAPTURE(frames);
+            const std::vector<double> counted = counting.process(ramp(2 * frames), 2).audio;
+            CHECK(std::ranges::count(counted, 0.0) == static_cast<std::ptrdiff_t>(counted.size()));
+        }
+    });
+}
+
 TEST_CASE("states of any size, and of one class among many")
 {
     for_each_kind([](const kind& which) {

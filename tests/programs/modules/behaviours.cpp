@@ -1,10 +1,12 @@
 #include "programs/modules/behaviours.h"
 
 #include "programs/modules/driven_editor.h"
+#include "support/patched_import.h"
 
 #include <windows.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <deque>
 #include <limits>
 #include <string>
@@ -129,6 +131,45 @@ private:
     bool feeds_back_;
     uint32_t declared_;
     delay_lines lines_;
+};
+
+// Watches the program that loaded it: what the audio thread allocates between two calls of process.
+thread_local unsigned allocations = 0;
+decltype(&std::malloc) real_malloc = &std::malloc;
+decltype(&std::realloc) real_realloc = &std::realloc;
+decltype(&std::calloc) real_calloc = &std::calloc;
+void* counting_malloc(std::size_t size)
+{
+    ++allocations;
+    return real_malloc(size);
+}
+void* counting_realloc(void* block, std::size_t size)
+{
+    ++allocations;
+    return real_realloc(block, size);
+}
+void* counting_calloc(std::size_t count, std::size_t size)
+{
+    ++allocations;
+    return real_calloc(count, size);
+}
+
+class allocation_counter final : public passing {
+public:
+    using passing::passing;
+
+protected:
+    double sample(std::size_t, double) override { return allocations; }
+    bool block_done(std::size_t) override
+    {
+        allocations = 0;
+        return true;
+    }
+
+private:
+    patched_import malloc_{"malloc", reinterpret_cast<void*>(&counting_malloc)};
+    patched_import realloc_{"realloc", reinterpret_cast<void*>(&counting_realloc)};
+    patched_import calloc_{"calloc", reinterpret_cast<void*>(&counting_calloc)};
 };
 
 class nan_output final : public passing {
@@ -366,6 +407,7 @@ constexpr behaviour behaviours[] = {
     {"module_with_an_endless_tail", make<ringing, 1000u, 0.5, true, bare::effect::no_end>},
     {"module_that_rings_for_ever", make<ringing, 1000u, 1.0, true, bare::effect::no_end>},
     {"module_that_puts_out_nan", make<nan_output>},
+    {"module_that_counts_allocations", make<allocation_counter>},
     {"module_that_fails_to_process", make<failing_process>},
     {"module_that_fails_to_open", make<failing_open>},
     {"module_with_a_large_state", make<large_state>},

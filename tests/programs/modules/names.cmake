@@ -12,6 +12,7 @@ set(module_names
     module_with_an_endless_tail
     module_that_rings_for_ever
     module_that_puts_out_nan
+    module_that_counts_allocations
     module_that_fails_to_process
     module_that_fails_to_open
     module_with_a_large_state
