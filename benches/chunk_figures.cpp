@@ -5,6 +5,10 @@
 #include "benches/figures.h"
 #include "effects/plugin_driver.h"
 
+#include <windows.h>
+
+#include <psapi.h>
+
 #include <memory>
 
 namespace bench {
@@ -119,6 +123,48 @@ void busy_time(const options& how, loaded_component& component)
         }));
 }
 
+// Memory that is a process's alone, in KiB.
+double private_memory(HANDLE process)
+{
+    PROCESS_MEMORY_COUNTERS_EX counters = {};
+    if (!GetProcessMemoryInfo(process, reinterpret_cast<PROCESS_MEMORY_COUNTERS*>(&counters),
+                              sizeof counters))
+        fail("no memory counters");
+    // Not every system has every figure of another process.
+    const SIZE_T bytes = counters.PrivateUsage != 0 ? counters.PrivateUsage : counters.WorkingSetSize;
+    if (bytes == 0)
+        fail("memory counters of 0");
+    return static_cast<double>(bytes) / 1024;
+}
+
+void growth(const options& how, loaded_component& component)
+{
+    constexpr int warm_up = 1000;
+    constexpr int chunks = 100000;
+    const std::string name = "growth over 100000 chunks";
+    if (!how.with_growth || !wanted(how, name))
+        return;
+    use_workers_of(component, shipped_folder());
+    chunk_player player(component, sample_effect("qvxGain.vst3", false));
+    const auto play = [&](int count) {
+        for (int i = 0; i < count; ++i)
+            player.run(2, 441);
+    };
+    play(warm_up);
+    const win::kernel_handle worker = chunk_player::only_worker();
+    const HANDLE processes[] = {GetCurrentProcess(), worker.get()};
+    const double before[] = {private_memory(processes[0]), private_memory(processes[1])};
+    play(chunks);
+    for (const int i : {0, 1}) {
+        figure grown;
+        grown.name = name + (i == 0 ? ", component" : ", worker");
+        grown.unit = "KiB";
+        grown.goal = 64;
+        grown.value = grown.ratio = private_memory(processes[i]) - before[i];
+        print(grown);
+    }
+}
+
 void instances_in_turn(const options& how, loaded_component& component)
 {
     constexpr size_t frames = 1024;
@@ -155,6 +201,7 @@ void chunk_figures(const options& how)
     effect_chunks(how, component);
     busy_time(how, component);
     instances_in_turn(how, component);
+    growth(how, component);
 }
 
 } // namespace bench

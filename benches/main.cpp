@@ -1,5 +1,5 @@
-// bench.exe [--rounds N] [--seconds S] [--candidates N] [--only TEXT]: measures and prints one JSON object a
-// figure and line.
+// bench.exe [--rounds N] [--seconds S] [--candidates N] [--growth yes] [--only TEXT]: measures and prints one
+// JSON object a figure and line.
 
 #define DOCTEST_CONFIG_IMPLEMENT
 #include "benches/figures.h"
@@ -23,6 +23,8 @@ int main(int count, char** arguments)
             how.rounds = std::atoi(arguments[i + 1]);
         else if (std::strcmp(arguments[i], "--seconds") == 0)
             how.seconds = std::atof(arguments[i + 1]);
+        else if (std::strcmp(arguments[i], "--growth") == 0)
+            how.with_growth = std::strcmp(arguments[i + 1], "yes") == 0;
         else if (std::strcmp(arguments[i], "--candidates") == 0)
             how.candidates = std::strtoul(arguments[i + 1], nullptr, 10);
         else if (std::strcmp(arguments[i], "--only") == 0)

@@ -14,6 +14,7 @@ struct options {
     int rounds = 7;            // at least 5 for a verdict; one more goes before them to warm up
     double seconds = 0.12;     // of value and of baseline in one round
     size_t candidates = 10000; // of a scan
+    bool with_growth = false;  // figures that take a while
     std::string only;          // part of a figure's name; empty: all of them
 };
 

@@ -68,6 +68,7 @@ def main():
     parser = argparse.ArgumentParser(prog="./bench", description=__doc__,
                                      formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("--x86", action="store_true", help="the 32-bit component and worker")
+    parser.add_argument("--long", action="store_true", help="also the growth of memory over 100,000 chunks")
     parser.add_argument("--rounds", type=int, default=7, help="measured rounds a figure (5 at least; %(default)s)")
     parser.add_argument("only", nargs="?", default="", metavar="TEXT", help="only figures with this in their name")
     options = parser.parse_args()
@@ -79,7 +80,8 @@ def main():
     os.environ.pop("WINEDEBUG", None)
     print_row(HEAD)
     figures = []
-    for figure in measure(arch, ["--rounds", str(options.rounds)] + (["--only", options.only] if options.only else [])):
+    for figure in measure(arch, ["--rounds", str(options.rounds)] + (["--only", options.only] if options.only else []) +
+                          (["--growth", "yes"] if options.long else [])):
         figures.append(figure)
         print_row(row(figure))
     if not figures:
