@@ -5,6 +5,9 @@
 #include "player/player_error.h"
 #include "player/queue_window.h"
 #include "player/whole_file.h"
+#include "win/long_path.h"
+
+#include <windows.h>
 
 namespace player {
 
@@ -49,6 +52,21 @@ void run_messages(player_host& host, const preset_edit& edit, abort_callback& st
     }
 }
 
+// Before the dialog opens: what is edited there must not be lost for a name that cannot be written.
+void check_writable(const std::string& file)
+{
+    if (file.empty())
+        return;
+    const std::string path = absolute_path(file);
+    if (!is_folder(folder_of(path)))
+        throw player_error(file + ": cannot be written: there is no such folder; check the path");
+    if (is_folder(path))
+        throw player_error(file + ": is a folder; name a file in it for the preset");
+    const DWORD attributes = GetFileAttributesW(win::long_path(path).c_str());
+    if (attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_READONLY) != 0)
+        throw player_error(file + ": is write-protected; take the protection away or name another file");
+}
+
 chain_entry first_preset(const configure_options& options)
 {
     if (options.effect.module.empty())
@@ -57,8 +75,6 @@ chain_entry first_preset(const configure_options& options)
     const std::string& file = options.preset_file;
     if (!file.empty() && is_same_file(file, options.effect.module))
         throw player_error(file + ": is the module itself; choose another file for the preset");
-    if (!file.empty() && !is_folder(folder_of(absolute_path(file))))
-        throw player_error(file + ": cannot be written: there is no such folder; check the path");
     return entry;
 }
 
@@ -67,6 +83,7 @@ chain_entry first_preset(const configure_options& options)
 command_result run_configure(const command_line& line, player_host& host, abort_callback& stop)
 {
     chain_entry entry = first_preset(line.configure);
+    check_writable(line.configure.preset_file);
     const auto maker = find_dsp_entry(entry.preset.get_owner());
     const auto third = maker ? service_query_as<dsp_entry_v3>(*maker) : nullptr;
     if (!third)

@@ -2,6 +2,7 @@
 
 #include "catalogue/settings.h"
 #include "sdk/abort_callback_impl.h"
+#include "sdk/console.h"
 #include "sdk/dsp_config_manager.h"
 #include "sdk/filesystem.h"
 #include "sdk/host_api.h"
@@ -70,6 +71,14 @@ service_ptr_t<service_base> holdInstances()
     } catch (...) {
     }
     return hold;
+}
+
+void tellConsole(const std::string& line) noexcept
+{
+    try {
+        console::print(line);
+    } catch (...) {
+    }
 }
 
 // The conversation after the launch; returns when the worker has ended by itself, with its pipe still open.
@@ -187,16 +196,21 @@ void CDialogConfigureVST::runEditor(const std::shared_ptr<run_t>& run, const vst
 {
     const auto hold = holdInstances();
     bool closed = false;
+    bool started = false;
     Nv::winPipeServerLite pipe;
     try {
         Nv::throwIfAborted(); // who walks through a list of effects stops runs that have not begun
         const bool live = cfg_feed_live.get();
         Nv::startWorker(pipe, effect, live ? Nv::modeConfigureLive : Nv::modeConfigure,
                         Nv::configureOptions(cfg_dpi_aware.get(), run->dataFile, run->parentWindow));
+        started = true;
         untilEditorCloses(pipe, live, effect.path, [&run] { postReadBack(run); });
         closed = true;
+    } catch (const std::exception& failure) {
+        // What a worker has to say comes on the console by itself; without one nobody else tells.
+        if (!started && !run->aborted)
+            tellConsole(std::string("VST: no configuration window: ") + failure.what());
     } catch (...) {
-        // Stopped, or no worker: what a worker had to say is on the console.
     }
     Nv::stopWorker(pipe, endSeconds);
     if (!closed || run->aborted)

@@ -4,6 +4,7 @@
 
 #include "vsthost/samples.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <vector>
@@ -49,6 +50,15 @@ public:
     {
         return is_double_ ? interleave(out64(), out_channels(), out_silence, frames, out, pipe_channels)
                           : interleave(out32(), out_channels(), out_silence, frames, out, pipe_channels);
+    }
+    void clear_input(size_t frames)
+    {
+        for (size_t c = 0; c < in_channels(); ++c) {
+            if (is_double_)
+                std::fill_n(in64()[c], frames, 0.0);
+            else
+                std::fill_n(in32()[c], frames, 0.0f);
+        }
     }
     void clear_output(size_t frames)
     {

@@ -202,6 +202,7 @@ void let_crashes_through_callbacks()
 
 void vsthost::install_fault_handling()
 {
+    start_reports();
     let_crashes_through_callbacks();
     SetErrorMode(SEM_FAILCRITICALERRORS | SEM_NOGPFAULTERRORBOX | SEM_NOOPENFILEERRORBOX);
     _set_error_mode(_OUT_TO_STDERR); // the run-time library's own "abnormal termination" box

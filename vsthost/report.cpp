@@ -1,14 +1,13 @@
 #include "vsthost/report.h"
 
+#include "win/srw_lock.h"
 #include "win/utf.h"
 
 #include <windows.h>
 
-#include <chrono>
-#include <condition_variable>
+#include <atomic>
 #include <deque>
-#include <mutex>
-#include <thread>
+#include <utility>
 
 namespace {
 
@@ -24,16 +23,22 @@ void write_all(HANDLE to, std::string_view text)
     }
 }
 
+// Windows' own locks and threads: what the C++ library does instead looks functions up, for which it waits
+// for the loader, and a module that hangs in being loaded holds that for ever.
 class line_queue {
 public:
+    void start()
+    {
+        if (started_.exchange(true))
+            return;
+        if (const HANDLE thread = CreateThread(nullptr, 0, run, this, 0, nullptr))
+            CloseHandle(thread);
+    }
     void push(std::string line)
     {
+        start();
         {
-            const std::lock_guard lock(mutex_);
-            if (!started_) {
-                started_ = true;
-                std::thread([this] { run(); }).detach();
-            }
+            const win::exclusive_lock lock(lock_);
             if (lines_.size() >= most_waiting) {
                 ++dropped_;
                 return;
@@ -43,41 +48,52 @@ public:
             dropped_ = 0;
             lines_.push_back(std::move(line));
         }
-        changed_.notify_all();
+        WakeAllConditionVariable(&changed_);
     }
     bool flush(unsigned milliseconds)
     {
-        std::unique_lock lock(mutex_);
-        return changed_.wait_for(lock, std::chrono::milliseconds(milliseconds),
-                                 [this] { return lines_.empty() && !writing_; });
+        const ULONGLONG end = GetTickCount64() + milliseconds;
+        const win::exclusive_lock lock(lock_);
+        while (!lines_.empty() || writing_) {
+            const ULONGLONG now = GetTickCount64();
+            if (now >= end)
+                return false;
+            SleepConditionVariableSRW(&changed_, &lock_.native, static_cast<DWORD>(end - now), 0);
+        }
+        return true;
     }
 
 private:
-    [[noreturn]] void run()
+    static DWORD WINAPI run(void* queue) { static_cast<line_queue*>(queue)->write_lines(); }
+    [[noreturn]] void write_lines()
     {
         const HANDLE out = GetStdHandle(STD_ERROR_HANDLE);
         for (;;) {
-            std::unique_lock lock(mutex_);
-            changed_.wait(lock, [this] { return !lines_.empty(); });
-            const std::string line = std::move(lines_.front());
-            lines_.pop_front();
-            writing_ = true;
-            lock.unlock();
+            std::string line;
+            {
+                const win::exclusive_lock lock(lock_);
+                while (lines_.empty())
+                    SleepConditionVariableSRW(&changed_, &lock_.native, INFINITE, 0);
+                line = std::move(lines_.front());
+                lines_.pop_front();
+                writing_ = true;
+            }
             if (out != nullptr && out != INVALID_HANDLE_VALUE)
                 write_all(out, line);
-            lock.lock();
-            writing_ = false;
-            lock.unlock();
-            changed_.notify_all();
+            {
+                const win::exclusive_lock lock(lock_);
+                writing_ = false;
+            }
+            WakeAllConditionVariable(&changed_);
         }
     }
 
-    std::mutex mutex_;
-    std::condition_variable changed_;
+    win::srw_lock lock_; // guards what follows but `started_`
+    CONDITION_VARIABLE changed_ = CONDITION_VARIABLE_INIT;
     std::deque<std::string> lines_;
     size_t dropped_ = 0;
-    bool started_ = false;
     bool writing_ = false;
+    std::atomic<bool> started_{false};
 };
 
 // Never destroyed: its thread runs until the process ends.
@@ -88,6 +104,11 @@ line_queue& queue()
 }
 
 } // namespace
+
+void vsthost::start_reports()
+{
+    queue().start();
+}
 
 void vsthost::report(std::string_view line)
 {

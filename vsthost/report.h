@@ -8,6 +8,10 @@
 
 namespace vsthost {
 
+// Starts that thread, once, before any module is loaded: while one hangs or crashes in being loaded, no
+// thread can be started.
+void start_reports();
+
 // Any thread but the audio thread. Never blocks on the pipe; line breaks inside the text become spaces; when
 // 256 lines wait, further ones are dropped and counted.
 void report(std::string_view line);

@@ -72,6 +72,7 @@ private:
     // Process.
     void take_edits() noexcept;
     void flush_edits() noexcept; // GUI thread, while nothing is processed
+    bool edits_were_taken() noexcept;
     void keep_output_changes() noexcept;
     void advance(size_t frames) noexcept;
     void deliver_output_changes();

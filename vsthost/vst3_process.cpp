@@ -14,6 +14,8 @@ namespace {
 
 constexpr double tempo = 120.0; // quarter notes a minute
 constexpr double quarters_per_bar = 4.0;
+constexpr size_t flush_frames = 64;
+constexpr double edit_tolerance = 1e-6;
 
 } // namespace
 
@@ -191,6 +193,33 @@ void vst3_effect::flush_edits() noexcept
     data_.nframes = 0;
     processor_->process(processor_.get(), &data_);
     keep_output_changes();
+    if (edits_were_taken())
+        return;
+    // A module that leaves a call without samples at once: a little silence brings them home.
+    io_.clear_input(flush_frames);
+    output_changes_.clear();
+    inputs_.begin_block(~uint64_t{0});
+    outputs_.begin_block(0);
+    data_.nframes = static_cast<int32_t>(flush_frames);
+    processor_->process(processor_.get(), &data_);
+    keep_output_changes();
+}
+
+// Of the changes in input_changes_. Only a controller that is the component itself knows what that has.
+bool vst3_effect::edits_were_taken() noexcept
+{
+    if (!controller_ || controller_is_separate_)
+        return true;
+    for (int32_t i = 0; i < input_changes_.get_param_count(); ++i) {
+        param_queue_interface* const queue = input_changes_.get_param_data(i);
+        int32_t offset = 0;
+        double wanted = 0.0;
+        if (queue->get_point(queue->get_point_count() - 1, &offset, &wanted) == ok &&
+            std::abs(controller_->get_parameter_normalised(controller_.get(), queue->get_param_id()) -
+                     wanted) > edit_tolerance)
+            return false;
+    }
+    return true;
 }
 
 void vst3_effect::keep_output_changes() noexcept

@@ -14,6 +14,7 @@ namespace {
 using vsthost::call_kind;
 
 constexpr DWORD default_limit = 30000; // ms
+constexpr DWORD ready_limit = 5000;    // ms
 
 // One thread's running call. The thread only stores; the watchdog notices by `count` that a call is still the
 // one it saw last time, so the audio thread never reads a clock.
@@ -32,6 +33,7 @@ thread_local slot* mine = nullptr;
 struct settings {
     DWORD limit;
     HANDLE pipe;
+    HANDLE ready; // the thread needs nothing of the loader any more
 };
 
 DWORD limit_from_environment()
@@ -88,6 +90,10 @@ bool look(slot& watched, DWORD period)
 DWORD WINAPI run(void* argument)
 {
     const settings now = *static_cast<settings*>(argument);
+    // The first use of windows on a thread may load libraries, which is impossible while a module hangs in
+    // being loaded.
+    shows_window(GetCurrentThreadId());
+    SetEvent(now.ready);
     const DWORD period = std::clamp<DWORD>(now.limit / 16, 10, 500);
     for (;;) {
         // Counted in rounds, not read from a clock: a machine that slept in between counts one round.
@@ -120,9 +126,11 @@ DWORD WINAPI end_late(void* limit)
 void vsthost::start_watchdog(HANDLE pipe)
 {
     static settings now;
-    now = {limit_from_environment(), pipe};
-    if (const HANDLE thread = CreateThread(nullptr, 0, run, &now, 0, nullptr))
+    now = {limit_from_environment(), pipe, CreateEventW(nullptr, TRUE, FALSE, nullptr)};
+    if (const HANDLE thread = CreateThread(nullptr, 0, run, &now, 0, nullptr)) {
+        WaitForSingleObject(now.ready, ready_limit);
         CloseHandle(thread);
+    }
 }
 
 void vsthost::watch_this_thread(thread_role role)

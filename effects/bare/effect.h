@@ -58,6 +58,8 @@ struct description {
     bool instrument = false; // takes events
     controller_kind controller = controller_kind::in_component;
     bool names_in_unicode_only = false; // VST 3: the 8-bit class infos have empty names
+    bool edits_need_samples =
+        false; // VST 3: a parameter changes by a block of one sample at least, and only so
     bool processes_double = true;
     bool keeps_chunk = false; // VST 2: state is a chunk rather than the host's list of parameters
     bool has_editor = false;  // effect::make_editor makes one

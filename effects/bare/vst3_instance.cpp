@@ -210,7 +210,8 @@ struct instance::calls {
         bound::to(t.ctrl.set_parameter_normalised, [](instance& i, v3_param_id id, double value) {
             if (!i.find(id))
                 return invalid_argument;
-            i.effect_->set_value(id, i.find(id)->to_plain(value));
+            if (!i.about().edits_need_samples)
+                i.effect_->set_value(id, i.find(id)->to_plain(value));
             return ok;
         });
         bound::to(t.ctrl.set_component_handler, [](instance& i, v3_component_handler** handler) {
@@ -499,7 +500,8 @@ bool instance::process_block(v3_process_data& data)
 
 v3_result instance::process(v3_process_data& data)
 {
-    take_changes(data.input_params);
+    if (data.nframes > 0 || !about().edits_need_samples)
+        take_changes(data.input_params);
     if (data.nframes <= 0)
         return ok; // parameters only
     if (data.symbolic_sample_size != setup_.symbolic_sample_size)

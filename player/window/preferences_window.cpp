@@ -283,6 +283,21 @@ void preferences_window::notified(const NMHDR& header)
         PostMessageW(window_, box_clicked, 0, reinterpret_cast<LPARAM>(item));
 }
 
+// A chosen row without the focus has the platform's light grey behind it, on which light text is lost.
+LRESULT preferences_window::draw_row(NMTVCUSTOMDRAW& row) const
+{
+    if (!look_.is_dark())
+        return CDRF_DODEFAULT;
+    if (row.nmcd.dwDrawStage == CDDS_PREPAINT)
+        return CDRF_NOTIFYITEMDRAW;
+    if (row.nmcd.dwDrawStage == CDDS_ITEMPREPAINT && (row.nmcd.uItemState & CDIS_SELECTED) != 0 &&
+        (row.nmcd.uItemState & CDIS_FOCUS) == 0) {
+        row.clrText = look_.text();
+        row.clrTextBk = look_.chosen();
+    }
+    return CDRF_DODEFAULT;
+}
+
 LRESULT preferences_window::handle(UINT message, WPARAM first, LPARAM second)
 {
     switch (message) {
@@ -295,9 +310,13 @@ LRESULT preferences_window::handle(UINT message, WPARAM first, LPARAM second)
     case WM_COMMAND:
         command(LOWORD(first), HIWORD(first));
         return 0;
-    case WM_NOTIFY:
-        notified(*reinterpret_cast<const NMHDR*>(second));
+    case WM_NOTIFY: {
+        auto& header = *reinterpret_cast<NMHDR*>(second);
+        if (header.idFrom == ids::settings_tree && header.code == NM_CUSTOMDRAW)
+            return draw_row(reinterpret_cast<NMTVCUSTOMDRAW&>(header));
+        notified(header);
         return 0;
+    }
     case box_clicked:
         store_box(reinterpret_cast<HTREEITEM>(second));
         return 0;

@@ -34,6 +34,7 @@ private:
     void show_key() const;
     void command(int id, int code);
     void notified(const NMHDR& header);
+    LRESULT draw_row(NMTVCUSTOMDRAW& row) const;
     void store_box(HTREEITEM item);
     advconfig_entry_checkbox* entry_of(HTREEITEM item) const;
     HWND control(int id) const { return GetDlgItem(window_, id); }

@@ -26,6 +26,10 @@ public:
     COLORREF text() const noexcept { return dark_ ? RGB(232, 232, 232) : GetSysColor(COLOR_WINDOWTEXT); }
     COLORREF back() const noexcept { return dark_ ? RGB(32, 32, 32) : GetSysColor(COLOR_BTNFACE); }
     COLORREF field() const noexcept { return dark_ ? RGB(22, 22, 22) : GetSysColor(COLOR_WINDOW); }
+    COLORREF chosen() const noexcept
+    {
+        return dark_ ? RGB(70, 70, 70) : GetSysColor(COLOR_BTNFACE);
+    } // no focus
     HBRUSH back_brush() const noexcept { return back_brush_.get(); }
 
     // For WM_CTLCOLOR...: the brush behind a label, or behind an edit or list.

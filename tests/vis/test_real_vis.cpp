@@ -12,7 +12,7 @@
 TEST_CASE("the picture moves with the music, stands still without it, and its window ends it")
 {
     for (const char* const arch : {"x64", "x86"}) {
-        CAPTURE(arch);
+        CAPTURE(std::string(arch));
         vis_fixture test;
         use_shipped_workers();
         const owner_window main;

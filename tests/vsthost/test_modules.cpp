@@ -293,7 +293,7 @@ TEST_CASE("a crash in any call is a line with its place, and the exception's cod
 TEST_CASE("a call that hangs is ended by the watchdog, named, with its code")
 {
     for_some_kinds([](const kind& which) {
-        std::vector<std::string> calls{"open", "process", "restore"};
+        std::vector<std::string> calls{"attach", "open", "process", "restore"};
         if (test_options::long_run())
             calls.insert(calls.end(), {"entry", "create", "layout", "prepare", "start", "latency", "tail"});
         for (const std::string& call : calls) {

@@ -105,15 +105,18 @@ TEST_CASE("several hundred parameters: searched, dragged, nudged, typed in and p
     });
 }
 
-TEST_CASE("what the list sets reaches a component behind a controller of its own")
+TEST_CASE("what the list sets reaches a component behind a controller of its own, and one that wants samples")
 {
-    for (const std::string& arch : arches()) {
-        editor shown({.which = {arch, 3}, .name = "module_with_a_separate_controller"});
-        const shown_list list(shown);
-        REQUIRE(list.list != nullptr);
-        list.press(VK_LEFT);
-        CHECK(shown.holds(0.49, 1000));
-    }
+    for (const std::string& arch : arches())
+        for (const std::string name :
+             {"module_with_a_separate_controller", "module_whose_edits_need_samples"}) {
+            CAPTURE(name);
+            editor shown({.which = {arch, 3}, .name = name});
+            const shown_list list(shown);
+            REQUIRE(list.list != nullptr);
+            list.press(VK_LEFT);
+            CHECK(shown.holds(0.49, 1000));
+        }
 }
 
 TEST_CASE("the list follows what the effect changes itself")

@@ -33,6 +33,17 @@ uint32_t hash(std::string_view text)
     return value;
 }
 
+} // namespace
+
+extern "C" BOOL WINAPI DllMain(HINSTANCE, DWORD reason, void*)
+{
+    if (reason == DLL_PROCESS_ATTACH)
+        misbehave_in(own_name(), "attach");
+    return TRUE;
+}
+
+namespace {
+
 class scaling final : public passing {
 public:
     using passing::passing;

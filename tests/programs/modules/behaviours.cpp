@@ -425,6 +425,7 @@ constexpr behaviour behaviours[] = {
          a.controller = bare::controller_kind::own_object;
          a.parameters.push_back({"Meter", "", 0.0, 1.0, 0.0});
      }},
+    {"module_whose_edits_need_samples", make<passing>, [](about_t& a) { a.edits_need_samples = true; }},
     {"module_with_names_in_unicode_only", make<passing>, [](about_t& a) { a.names_in_unicode_only = true; }},
     {"module_that_calls_back_from_its_own_thread", make<own_thread>},
     {"module_with_an_editor", make<driven>, [](about_t& a) { a.has_editor = true; }},

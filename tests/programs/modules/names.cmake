@@ -30,7 +30,7 @@ set(module_names
     module_with_600_parameters
     module_without_an_effect
     module_without_classes)
-foreach(call IN ITEMS entry create open layout prepare start process stop save restore latency tail edit close)
+foreach(call IN ITEMS attach entry create open layout prepare start process stop save restore latency tail edit close)
     list(APPEND module_names module_that_crashes_in_${call} module_that_hangs_in_${call})
 endforeach()
 set(vst3_module_names
@@ -38,4 +38,5 @@ set(vst3_module_names
     module_with_a_separate_controller
     module_whose_controller_edits
     module_whose_controller_follows_a_meter
+    module_whose_edits_need_samples
     module_with_names_in_unicode_only)
