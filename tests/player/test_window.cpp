@@ -69,8 +69,11 @@ TEST_CASE("window: what is heard is what the chain makes, also after edits and s
         return !shows_another();
     }));
     again.click(ids::preferences);
-    REQUIRE(again.wait_until(shows_another));
-    const HWND tree = GetDlgItem(again.other_window(), ids::settings_tree);
+    HWND tree = nullptr; // the window is there before what is in it
+    REQUIRE(again.wait_until([&] {
+        tree = GetDlgItem(again.other_window(), ids::settings_tree);
+        return tree && SendMessageW(tree, TVM_GETCOUNT, 0, 0) >= 4;
+    }));
     for (const int key : {VK_HOME, VK_DOWN, VK_DOWN, VK_DOWN, VK_SPACE}) // the last of the component's three
         PostMessageW(tree, WM_KEYDOWN, static_cast<WPARAM>(key), 1);
     const auto tail_is_on = [&] {
