@@ -2,8 +2,8 @@
 
 #include "benches/bare_pipe.h"
 #include "benches/chunk_player.h"
+#include "benches/direct_effect.h"
 #include "benches/figures.h"
-#include "effects/plugin_driver.h"
 
 #include <windows.h>
 
@@ -49,22 +49,22 @@ void answered_chunks(const options& how, loaded_component& component)
 class direct_call {
 public:
     direct_call(const char* file, size_t frames)
-        : plugin_(open_plugin(effect_path(std::wstring(file, file + std::char_traits<char>::length(file)))))
+        : effect_(load_direct_effect(file))
         , frames_(frames)
         , samples_(4 * frames)
         , in_{&samples_[0], &samples_[frames]}
         , out_{&samples_[2 * frames], &samples_[3 * frames]}
     {
-        plugin_->start(44100, static_cast<int>(frames), true);
+        effect_->start(44100, static_cast<int>(frames));
     }
-    void operator()() { plugin_->process(in_, out_, static_cast<int>(frames_)); }
+    void operator()() { effect_->process(in_, out_, static_cast<int>(frames_)); }
 
 private:
-    std::unique_ptr<plugin_driver> plugin_;
+    std::unique_ptr<direct_effect> effect_;
     size_t frames_;
     std::vector<double> samples_;
-    std::vector<const double*> in_;
-    std::vector<double*> out_;
+    const double* in_[2];
+    double* out_[2];
 };
 
 void effect_chunks(const options& how, loaded_component& component)

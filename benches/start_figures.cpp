@@ -2,8 +2,8 @@
 
 #include "benches/bare_pipe.h"
 #include "benches/chunk_player.h"
+#include "benches/direct_effect.h"
 #include "benches/figures.h"
-#include "effects/plugin_driver.h"
 
 #include <windows.h>
 
@@ -32,8 +32,8 @@ void start_figures(const options& how)
         [&] {
             double load = 0;
             {
-                std::unique_ptr<plugin_driver> loaded;
-                load = time_of([&] { loaded = open_plugin(effect_path(L"qvxGain.vst3")); });
+                std::unique_ptr<direct_effect> loaded;
+                load = time_of([&] { loaded = load_direct_effect("qvxGain.vst3"); });
             }
             double whole = 0;
             {

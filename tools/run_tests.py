@@ -3,6 +3,10 @@
 
 A NAME picks a room's tests by the name of its folder, or test cases by a part of their name.
 Without one every test program runs: x64 and x86 under Wine, native ones, and the checks written in Python.
+
+Two run at a time, each with a Wine prefix and an X server of its own, so that neither sees the other's processes,
+windows or focus; those that measure time run alone, after the others. One after the other with --long, --jobs 1 or
+a DISPLAY to see them on.
 """
 import argparse
 import os
@@ -20,6 +24,8 @@ COUNTS = re.compile(r"^(\d+) passed, (\d+) failed, (\d+) skipped\s*$")
 SLOW_SECONDS = 20  # what a program may take in its short form
 LIMIT_SECONDS = 300  # then it is ended
 LIMIT_SECONDS_LONG = 8 * 3600
+# How a program written in Python says that it runs alone; the others have a file beside them, see tests/CMakeLists.txt.
+ALONE = re.compile(r"^# Runs alone: ", re.MULTILINE)
 
 
 @dataclass
@@ -28,6 +34,7 @@ class Program:
     arch: str
     command: list[str]
     filters: list[str]  # names of test cases; empty: all of them
+    alone: bool  # nothing else may run meanwhile
 
     @property
     def folder(self):
@@ -40,39 +47,67 @@ def find_programs():
         for path in sorted((TOP / "build" / arch / "tests" / "bin").glob("test_*" + suffix)):
             if path.suffix == suffix:
                 command = [str(path)] if arch == "native" else [str(TOP / "tools" / "wine"), str(path)]
-                programs.append(Program(path.stem.removeprefix("test_"), arch, command, []))
+                alone = path.with_suffix(".alone").exists()
+                programs.append(Program(path.stem.removeprefix("test_"), arch, command, [], alone))
     for path in sorted((TOP / "tests").glob("*/test_*.py")):
-        programs.append(Program(path.parent.name, "python", ["/usr/bin/python3", str(path)], []))
+        alone = ALONE.search(path.read_text()) is not None
+        programs.append(Program(path.parent.name, "python", ["/usr/bin/python3", str(path)], [], alone))
     return programs
 
 
-def environment(arch):
-    """What a test program may rely on: QVX_DIST is the folder of the shipped files."""
+def environment(arch, lane):
+    """What a test program may rely on: QVX_DIST is the folder of the shipped files. Each lane has its own Windows."""
     dist = str(TOP / "build" / "dist")
     if arch in ("x64", "x86"):
         dist = "Z:" + dist.replace("/", "\\")
-    return {**os.environ, "QVX_DIST": dist}
+    prefix = os.environ.get("QVX_WINEPREFIX") or str(TOP / "build" / "wine-prefix")
+    return {**os.environ, "QVX_DIST": dist, "QVX_WINEPREFIX": prefix if lane == 0 else f"{prefix}-{lane + 1}"}
+
+
+class Run:
+    """One run of a program. The output goes through a file: a process that the program leaves behind would keep a
+    pipe open."""
+
+    def __init__(self, program, arguments, limit, lane=0):
+        self.program = program
+        self.lane = lane
+        self.limit = limit
+        self.out_of_time = False
+        self.output = tempfile.TemporaryFile()
+        self.began = time.monotonic()
+        self.process = subprocess.Popen(program.command + arguments, stdin=subprocess.DEVNULL, stdout=self.output,
+                                        stderr=subprocess.STDOUT, env=environment(program.arch, lane),
+                                        cwd=TOP / "build", start_new_session=True)
+
+    def ended(self):
+        """True when it has come to its end, or was ended because of its limit."""
+        if self.process.poll() is None and time.monotonic() - self.began >= self.limit:
+            self.kill()
+            self.out_of_time = True
+        return self.process.poll() is not None
+
+    def kill(self):
+        if self.process.poll() is None:
+            os.killpg(self.process.pid, signal.SIGKILL)
+            self.process.wait()
+
+    def result(self):
+        """Exit code (None: ran into the limit), output, seconds."""
+        seconds = time.monotonic() - self.began
+        self.output.seek(0)
+        text = self.output.read().decode(errors="replace").replace("\r\n", "\n")
+        self.output.close()
+        return None if self.out_of_time else self.process.returncode, text, seconds
 
 
 def run(program, arguments, limit):
-    """Exit code (None: ran into the limit), output, seconds. The output goes through a file: a process that the
-    program leaves behind would keep a pipe open."""
-    with tempfile.TemporaryFile() as output:
-        began = time.monotonic()
-        process = subprocess.Popen(program.command + arguments, stdin=subprocess.DEVNULL, stdout=output,
-                                   stderr=subprocess.STDOUT, env=environment(program.arch),
-                                   cwd=TOP / "build", start_new_session=True)
-        try:
-            code = process.wait(limit)
-        except subprocess.TimeoutExpired:
-            code = None
-        finally:
-            if process.poll() is None:
-                os.killpg(process.pid, signal.SIGKILL)
-                process.wait()
-        seconds = time.monotonic() - began
-        output.seek(0)
-        return code, output.read().decode(errors="replace").replace("\r\n", "\n"), seconds
+    one = Run(program, arguments, limit)
+    try:
+        while not one.ended():
+            time.sleep(0.02)
+    finally:
+        one.kill()
+    return one.result()
 
 
 def case_filter(names):
@@ -101,39 +136,59 @@ def pick(programs, names):
     return [program for program in programs if program.folder in names or program.filters]
 
 
-def run_all(programs, long):
-    """Runs them one after the other: they measure time and open windows. Returns the counts."""
+def report(program, result, width, long):
+    """Prints what came of a program, whole; returns its counts."""
+    code, output, seconds = result
+    lines = output.rstrip("\n").split("\n")
+    match = COUNTS.match(lines[-1])
+    counts = [int(number) for number in match.groups()] if match else [0, 0, 0]
+    why = ""
+    if code is None:
+        why = "ran into the time limit"
+    elif not match:
+        why = f"ended with code {code} and without its counts"
+    elif code != 0 and counts[1] == 0:
+        why = f"ended with code {code}"
+    if why:
+        counts[1] += 1
+    note = "  " + why if why else "  slow" if seconds > SLOW_SECONDS and not long else ""
+    print(f"{program.room:{width}}  {program.arch:6}  {counts[0]:4} passed {counts[1]:3} failed {counts[2]:3} skipped "
+          f"{seconds:7.1f} s{note}", flush=True)
+    if why or counts[1]:
+        print("\n".join("    " + line for line in lines), flush=True)
+    return counts
+
+
+def run_all(programs, long, jobs):
+    """Runs them, `jobs` at a time while there are such that need not be alone. Returns the counts."""
     totals = [0, 0, 0]
     width = max(len(program.room) for program in programs)
-    runs_x86 = subprocess.run([TOP / "tools" / "wine", "--has-x86"]).returncode == 0
-    for program in programs:
-        head = f"{program.room:{width}}  {program.arch:6}  "
-        if program.arch == "x86" and not runs_x86:
-            print(head + "skipped: there is no 32-bit Wine here", flush=True)
+    if subprocess.run([TOP / "tools" / "wine", "--has-x86"]).returncode != 0:
+        for program in (program for program in programs if program.arch == "x86"):
+            print(f"{program.room:{width}}  x86     skipped: there is no 32-bit Wine here", flush=True)
             totals[2] += 1
-            continue
-        arguments = ["--long"] if long else []
-        if program.filters:
-            arguments.append(case_filter(program.filters))
-        code, output, seconds = run(program, arguments, LIMIT_SECONDS_LONG if long else LIMIT_SECONDS)
-        lines = output.rstrip("\n").split("\n")
-        match = COUNTS.match(lines[-1])
-        counts = [int(number) for number in match.groups()] if match else [0, 0, 0]
-        why = ""
-        if code is None:
-            why = "ran into the time limit"
-        elif not match:
-            why = f"ended with code {code} and without its counts"
-        elif code != 0 and counts[1] == 0:
-            why = f"ended with code {code}"
-        if why:
-            counts[1] += 1
-        totals = [a + b for a, b in zip(totals, counts)]
-        note = "  " + why if why else "  slow" if seconds > SLOW_SECONDS and not long else ""
-        print(f"{head}{counts[0]:4} passed {counts[1]:3} failed {counts[2]:3} skipped {seconds:7.1f} s{note}",
-              flush=True)
-        if why or counts[1]:
-            print("\n".join("    " + line for line in lines), flush=True)
+        programs = [program for program in programs if program.arch != "x86"]
+
+    # The checks in Python first: the longest of all is among them.
+    waiting = sorted(programs, key=lambda program: (program.alone, program.arch != "python"))
+    running = []
+    try:
+        while waiting or running:
+            while waiting and len(running) < jobs and not (running and (waiting[0].alone or running[0].program.alone)):
+                program = waiting.pop(0)
+                arguments = ["--long"] if long else []
+                if program.filters:
+                    arguments.append(case_filter(program.filters))
+                lane = min(set(range(jobs)) - {other.lane for other in running})
+                running.append(Run(program, arguments, LIMIT_SECONDS_LONG if long else LIMIT_SECONDS, lane))
+            time.sleep(0.02)
+            for done in [one for one in running if one.ended()]:
+                running.remove(done)
+                counts = report(done.program, done.result(), width, long)
+                totals = [a + b for a, b in zip(totals, counts)]
+    finally:
+        for one in running:
+            one.kill()
     return totals
 
 
@@ -141,6 +196,7 @@ def main():
     parser = argparse.ArgumentParser(prog="./test", description=__doc__,
                                      formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("--long", action="store_true", help="full figures instead of short forms; takes hours")
+    parser.add_argument("--jobs", type=int, choices=[1, 2], default=2, help="how many programs at a time (default 2)")
     parser.add_argument("names", nargs="*", metavar="NAME", help="a room's folder, or part of a test case's name")
     options = parser.parse_args()
 
@@ -150,7 +206,8 @@ def main():
     programs = pick(find_programs(), options.names)
     if not programs:
         sys.exit("test: the build made no test programs")
-    totals = run_all(programs, options.long)
+    jobs = 1 if options.long or os.environ.get("DISPLAY") else options.jobs
+    totals = run_all(programs, options.long, jobs)
     print("{} passed, {} failed, {} skipped".format(*totals))
     return 0 if totals[1] == 0 and totals[0] > 0 else 1
 

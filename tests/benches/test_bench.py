@@ -1,5 +1,6 @@
 #!/usr/bin/python3
 """The benchmark's short form: its bounds are loose, so that only what has gone badly wrong fails."""
+# Runs alone: it measures.
 import json
 import subprocess
 import sys

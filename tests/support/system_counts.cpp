@@ -7,6 +7,8 @@
 #include <psapi.h>
 #include <tlhelp32.h>
 
+#include <doctest/doctest.h>
+
 #include <algorithm>
 #include <cstdint>
 #include <stdexcept>
@@ -101,15 +103,18 @@ system_counts system_counts::now()
     return counts;
 }
 
-system_counts system_counts::settled(const system_counts& limit)
+void system_counts::check_nothing_more(size_t spare_handles) const
 {
     system_counts counts = now();
-    for (int i = 0; i < 100; ++i) {
-        if (counts.handles <= limit.handles && counts.threads <= limit.threads &&
-            counts.children <= limit.children)
-            break;
+    const auto is_more = [&] {
+        return counts.handles > handles + spare_handles || counts.threads > threads ||
+               counts.children > children;
+    };
+    for (int i = 0; i < 100 && is_more(); ++i) {
         Sleep(50);
         counts = now();
     }
-    return counts;
+    CHECK(counts.handles <= handles + spare_handles);
+    CHECK(counts.threads <= threads);
+    CHECK(counts.children <= children);
 }

@@ -336,10 +336,7 @@ TEST_CASE("dialogs: opened again and again they leave nothing behind")
     const size_t rounds = test_options::long_run() ? 200 : 10;
     for (size_t i = 0; i < rounds; ++i)
         once();
-    const system_counts after = system_counts::settled(before);
-    CHECK(after.handles <= before.handles + 3);
-    CHECK(after.threads <= before.threads);
-    CHECK(after.children <= before.children);
+    before.check_nothing_more(3);
     const gui_counts windows_after = gui_counts::now();
     CHECK(windows_after.gdi < windows_before.gdi + rounds / 2);
     CHECK(windows_after.user < windows_before.user + rounds / 2);
