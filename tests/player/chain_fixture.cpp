@@ -1,6 +1,5 @@
 #include "chain_fixture.h"
 
-#include "effects/echo/echo_line.h"
 #include "player/os_path.h"
 #include "player/wav_file.h"
 
@@ -37,17 +36,16 @@ sound noise(uint32_t rate, uint32_t channels, size_t frames, uint32_t seed)
 
 sound echoed(const sound& input)
 {
+    // Its documented arithmetic, on a plain array rather than a ring: 250 ms, feedback 0.5, mix 0.25.
+    const size_t delay = input.rate / 4 * input.channels;
     sound output = input;
-    const size_t delay = echo::delay_in_samples(250, input.rate);
-    std::vector<float> plane(input.frames());
-    for (size_t c = 0; c < input.channels; ++c) {
-        for (size_t n = 0; n < plane.size(); ++n)
-            plane[n] = input.samples[n * input.channels + c];
-        echo::line line;
-        line.reset(input.rate);
-        line.run(plane.data(), plane.data(), plane.size(), delay, 0.5f, 0.25f);
-        for (size_t n = 0; n < plane.size(); ++n)
-            output.samples[n * input.channels + c] = plane[n];
+    std::vector<float> line(input.samples.size());
+    for (size_t i = 0; i < line.size(); ++i) {
+        const float late = i >= delay ? line[i - delay] : 0.0f;
+        line[i] = input.samples[i] + 0.5f * late;
+        if (std::fabs(line[i]) < 1e-15f)
+            line[i] = 0;
+        output.samples[i] = 0.75f * input.samples[i] + 0.25f * late;
     }
     return output;
 }

@@ -1,4 +1,5 @@
-// What is heard through real workers: length, latency and content to the sample.
+// What is heard through real workers: length and content to the sample; and that the component follows the
+// settings that the player stores.
 
 #include "chain_fixture.h"
 
@@ -72,4 +73,40 @@ TEST_CASE("chain: after a seek nothing of what was played before is heard")
         CHECK(test.report["tailFrames"] == 0);
         CHECK(test.workers_started() == 2);
     }
+}
+
+TEST_CASE("chain: the component follows the settings that the player stored")
+{
+    chain_fixture test;
+    test.write("in.wav", noise(8000, 2, 6000));
+    const std::vector<std::string> chain = {"--effect", chain_fixture::module("module_with_a_tail.vst3")};
+    const auto tail = [&](const std::vector<std::string>& more) {
+        std::vector<std::string> all = chain;
+        all.insert(all.end(), more.begin(), more.end());
+        test.render({"in.wav"}, all);
+        CHECK(test.report["output"]["frames"] == 6000 + test.report["tailFrames"].get<size_t>());
+        return test.report["tailFrames"].get<size_t>();
+    };
+    const auto settings = [&](const std::string& what) {
+        const program_result result =
+            test.run({"--config", test.folder.path("config.json"), "settings", what});
+        CHECK(result.exit_code == 0);
+        return result.out;
+    };
+    CHECK(tail({}) == 0);
+    CHECK(tail({"--tail"}) == 4096); // for this run only
+    CHECK(settings("process-tail") == "process-tail=off\n");
+    CHECK(tail({}) == 0);
+    CHECK(settings("process-tail=on") == "process-tail=on\n");
+    CHECK(tail({}) == 4096);
+    // As another program would have written it.
+    const std::string path = test.folder.path("config.json");
+    auto store = nlohmann::json::parse(player::read_whole_file(path, 1 << 20).value());
+    REQUIRE(store.dump().find("17F04BF0-5745-462F-929C-E7F230F51F5A") != std::string::npos);
+    CHECK(settings("process-tail=off") == "process-tail=off\n");
+    CHECK(tail({}) == 0);
+    const std::string text = store.dump();
+    test.folder.write("config.json", {text.begin(), text.end()});
+    CHECK(settings("process-tail") == "process-tail=on\n");
+    CHECK(tail({}) == 4096);
 }

@@ -1,12 +1,8 @@
-// Latency, several formats in one stream, tails and layouts through real workers, to the sample.
+// Latency, several formats in one stream and layouts through real workers, to the sample.
 
 #include "chain_fixture.h"
 
-#include "player/wav_file.h"
-
 #include <doctest/doctest.h>
-
-#include <cmath>
 
 TEST_CASE("chain: the latency of the chain is told in seconds, and its sound comes with the tail")
 {
@@ -34,40 +30,6 @@ TEST_CASE("chain: the latency of the chain is told in seconds, and its sound com
                  chain_fixture::module("module_with_48000_samples_of_latency.dll"), "--seek", "1"});
     CHECK(test.report["latencySeconds"].get<double>() == 2 * (48000 / 44100.0));
     CHECK(test.read("out.wav").samples == std::vector<float>(2 * (4096 + 60000 - 44100), 0.0f));
-}
-
-TEST_CASE("chain: integers of every width are halved to within one step of their format")
-{
-    struct row {
-        player::sample_type type;
-        double step;
-    };
-    const row rows[] = {{player::sample_type::int8, std::ldexp(1, -7)},
-                        {player::sample_type::int16, std::ldexp(1, -15)},
-                        {player::sample_type::int24, std::ldexp(1, -23)},
-                        {player::sample_type::int32, std::ldexp(1, -31)}};
-    chain_fixture test;
-    const sound input = noise(44100, 2, 5000);
-    for (const row& each : rows) {
-        CAPTURE(player::sample_type_name(each.type));
-        std::vector<double> went_in(input.samples.size());
-        for (size_t i = 0; i < went_in.size(); ++i) // with bits below those of a 32-bit float
-            went_in[i] = std::round((input.samples[i] + std::ldexp(1.0, -30)) / each.step) * each.step;
-        player::wav_writer writer(test.folder.path("in.wav"));
-        writer.begin({each.type, 44100, 2, 3});
-        writer.write(went_in.data(), input.frames());
-        writer.finish();
-
-        test.render({"in.wav"}, {"--effect", chain_fixture::effect("qvxGain.vst3", "x64")});
-        player::wav_reader reader(test.folder.path("out.wav"));
-        CHECK(reader.format().type == each.type);
-        std::vector<double> came_out(went_in.size());
-        REQUIRE(reader.read(came_out.data(), input.frames()) == input.frames());
-        double worst = 0;
-        for (size_t i = 0; i < went_in.size(); ++i)
-            worst = std::max(worst, std::fabs(came_out[i] - went_in[i] / 2));
-        CHECK(worst <= each.step);
-    }
 }
 
 TEST_CASE("chain: several inputs of different formats are one stream through the same workers")
@@ -119,48 +81,6 @@ TEST_CASE("chain: several inputs of different formats are one stream through the
         CHECK(test.report["moreOutputs"].size() == 3);
         for (const char* name : {"out.wav", "out-2.wav", "out-3.wav", "out-4.wav"})
             DeleteFileW(win::to_utf16(test.folder.path(name)).c_str());
-    }
-}
-
-TEST_CASE("chain: at the end a tail lasts as long as the effect declares, or until it is over, 30 s at most")
-{
-    chain_fixture test;
-    const sound input = noise(8000, 2, 9000);
-    test.write("in.wav", input);
-    for (const std::string suffix : {".vst3", ".dll"}) {
-        CAPTURE(suffix);
-        const auto tail_of = [&](const std::string& module) {
-            test.render({"in.wav"}, {"--tail", "--effect", module});
-            const size_t frames = test.read("out.wav").frames();
-            REQUIRE(frames >= input.frames());
-            CHECK(test.report["tailFrames"] == frames - input.frames());
-            return frames - input.frames();
-        };
-        CHECK(tail_of(chain_fixture::module("module_that_passes_through" + suffix)) == 0);
-        CHECK(test.read("out.wav").samples == input.samples);
-
-        CHECK(tail_of(chain_fixture::module("module_with_a_tail" + suffix)) == 4096);
-        sound expected = input;
-        expected.append_silence(4096);
-        for (size_t i = 2 * 4096; i < expected.samples.size(); ++i)
-            expected.samples[i] +=
-                0.5f * (i - 2 * 4096 < input.samples.size() ? input.samples[i - 2 * 4096] : 0);
-        CHECK(first_difference(test.read("out.wav").samples, expected.samples) == no_difference);
-
-        // y[n] = x[n] + y[n - 1000] / 2, in double precision.
-        const size_t tail = tail_of(chain_fixture::module("module_with_an_endless_tail" + suffix));
-        std::vector<double> line(input.samples.begin(), input.samples.end());
-        line.resize(line.size() + 2 * 30 * 8000);
-        for (size_t i = 2000; i < line.size(); ++i)
-            line[i] += line[i - 2000] / 2;
-        expected.samples.assign(line.begin(), line.end());
-        const size_t audible = audible_frames(expected, input.frames());
-        CHECK(tail >= audible);
-        CHECK(tail < audible + tail_block);
-        expected.samples.resize((input.frames() + tail) * 2);
-        CHECK(first_difference(test.read("out.wav").samples, expected.samples) == no_difference);
-
-        CHECK(tail_of(chain_fixture::module("module_that_rings_for_ever" + suffix)) == 30 * 8000);
     }
 }
 

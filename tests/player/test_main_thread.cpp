@@ -116,27 +116,6 @@ TEST_CASE("main thread: callbacks run there, later, in the order they were poste
     }
 }
 
-TEST_CASE("main thread: with a queue window any message loop runs callbacks")
-{
-    running_host test;
-    post_to_main_thread([] { PostQuitMessage(1); }); // waits already
-    std::thread other;
-    for (int expected : {1, 2}) {
-        const queue_window window(test.host.main_queue());
-        if (expected == 2)
-            other = std::thread([] { post_to_main_thread([] { PostQuitMessage(2); }); });
-        // A limit of our own: a loop that is never woken must not hang.
-        const UINT_PTR timer = SetTimer(nullptr, 0, 20'000, nullptr);
-        MSG message{};
-        while (GetMessageW(&message, nullptr, 0, 0) > 0 && message.message != WM_TIMER)
-            DispatchMessageW(&message);
-        KillTimer(nullptr, timer);
-        CHECK(message.message == WM_QUIT);
-        CHECK(message.wParam == static_cast<WPARAM>(expected));
-    }
-    other.join();
-}
-
 TEST_CASE("main thread: the shut-down drops what waits and what comes after")
 {
     std::atomic<int> gone{0}, ran{0};
@@ -172,38 +151,6 @@ TEST_CASE("main thread: the shut-down drops what waits and what comes after")
     }
     CHECK(gone == 4);
     CHECK(ran == 0);
-}
-
-TEST_CASE("background tasks: all of them run, off the main thread, some side by side")
-{
-    running_host test;
-    std::atomic<int> begun{0}, at_once{0}, most{0}, done{0}, on_main{0};
-    abort_callback_impl open;
-    constexpr int count = 50, side_by_side = static_cast<int>(task_runner::most_threads);
-    for (int i = 0; i < count; ++i)
-        run_in_background([&] {
-            ++begun;
-            on_main += core_api::get_host().is_main_thread();
-            const int now = ++at_once;
-            for (int seen = most; now > seen && !most.compare_exchange_weak(seen, now);) {
-            }
-            WaitForSingleObject(open.get_abort_event(), 20'000);
-            --at_once;
-            ++done;
-            post_to_main_thread([] {});
-            throw 7; // stays with the task
-        });
-    CHECK(wait_until([&] { return begun == side_by_side; }));
-    Sleep(100); // for more to begin, if they would
-    CHECK(begun == side_by_side);
-    open.abort();
-    CHECK(test.run_until([&] { return done == count; }));
-    CHECK(most == side_by_side);
-    CHECK(on_main == 0);
-    CHECK(test.host.let_threads_end(patience)); // no thread is kept
-    run_in_background([&] { ++done; });
-    CHECK(test.host.let_threads_end(patience));
-    CHECK(done == count + 1);
 }
 
 TEST_CASE("background tasks: the shut-down waits for those that run and drops the others")

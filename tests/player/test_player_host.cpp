@@ -62,31 +62,6 @@ private:
 
 } // namespace
 
-TEST_CASE("host: services can be looked up from start to the end of the shut-down, and only then")
-{
-    const temp_folder folder;
-    std::vector<std::string> lines;
-    player_host host([&](std::string_view line) { lines.emplace_back(line); }, any_store(folder));
-    CHECK(host.get_service_count(console_service::class_guid) == 0);
-    CHECK_THROWS_AS(console::print("too early"), exception_host_bug_check);
-    host.start();
-    for (const guid_t& guid : {console_service::class_guid, config_store::class_guid, filesystem::class_guid,
-                               detached_threads::class_guid, background_tasks::class_guid,
-                               main_thread_queue::class_guid, app_abort::class_guid})
-        CHECK(host.get_service_count(guid) == 1);
-    CHECK(host.get_service_count(initquit::class_guid) == 0);
-    service_ptr_t<service_base> none;
-    host.get_service(none, console_service::class_guid, 1);
-    CHECK_FALSE(none);
-    CHECK(host.is_main_thread());
-    std::thread([&] { CHECK_FALSE(host.is_main_thread()); }).join();
-    console::print("one\r\ntwo\n\nthree");
-    CHECK(lines == std::vector<std::string>{"one", "two", "", "three"});
-    CHECK(host.shut_down());
-    CHECK(host.shut_down()); // once is enough
-    CHECK(host.get_service_count(console_service::class_guid) == 0);
-}
-
 TEST_CASE("host: everything ends in its order, also when a step fails")
 {
     const temp_folder folder;
@@ -116,24 +91,6 @@ TEST_CASE("host: everything ends in its order, also when a step fails")
                                           "quit", "console: quit action: quit failed", "thread ended",
                                           "console: last words"});
     CHECK(any_store(folder)->get_bool("quit", false));
-}
-
-TEST_CASE("host: threads that end by themselves are not cut off by the shut-down")
-{
-    const temp_folder folder;
-    std::vector<std::string> lines;
-    player_host host([&](std::string_view line) { lines.emplace_back(line); }, any_store(folder));
-    host.start();
-    abort_callback& token = host.app_abort_token();
-    // A relay that has something to hand on for a moment, and one that goes on.
-    run_detached([&] {
-        if (WaitForSingleObject(token.get_abort_event(), 200) == WAIT_TIMEOUT)
-            console::print("last words");
-    });
-    run_detached([&] { WaitForSingleObject(token.get_abort_event(), 20'000); });
-    host.let_threads_end(std::chrono::milliseconds(1000));
-    CHECK(lines == std::vector<std::string>{"last words"});
-    CHECK(host.shut_down());
 }
 
 TEST_CASE("threads: waiting for them is bounded, and covers those that start meanwhile")

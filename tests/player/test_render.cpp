@@ -166,43 +166,6 @@ TEST_CASE("render: chunks go through all DSPs in order, the end comes last, the 
         REQUIRE(samples[i] == 2.0 * static_cast<double>(i + 1));
 }
 
-TEST_CASE("render: several inputs are one stream with track marks; a tail is counted")
-{
-    fixture test;
-    test.add_input("in1.wav", 5);
-    test.add_input("none.wav", 0);
-    test.add_input("in2.wav", 5, 5);
-    test.add_dsp("a");
-    test.options.frames = 4;
-    script.tail_frames = 3;
-    const render_report report = test.run();
-    CHECK(script.log == "+a4a1Ta4a1E-");
-    CHECK(report.input_frames == 10);
-    CHECK(report.tail_frames == 3);
-    CHECK(test.samples_of("out.wav") ==
-          std::vector<double>{0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 32767, 32767, 32767});
-}
-
-TEST_CASE("render: a seek flushes after the first chunk and goes on at its place")
-{
-    fixture test;
-    test.add_input("in.wav", 8020);
-    test.add_dsp("a");
-    test.options.frames = 15;
-    test.options.seek = 1.0;
-    const render_report report = test.run();
-    CHECK(script.log == "+a15Fa15a5E-");
-    CHECK(report.input_frames == 35);
-    const auto samples = test.samples_of("out.wav");
-    REQUIRE(samples.size() == 35);
-    CHECK(samples[14] == 14);
-    CHECK(samples[15] == 8000);
-
-    test.options.seek = 1.1;
-    CHECK_THROWS_WITH_AS(test.run(), doctest::Contains("in.wav: ends before the place of --seek"),
-                         player_error);
-}
-
 TEST_CASE("render: a format that changes on the way starts another file")
 {
     fixture test;
@@ -270,30 +233,6 @@ TEST_CASE("render: a failure leaves no output and no instance, whenever it comes
     test.options.output = test.folder.path(".\\IN.wav");
     CHECK_THROWS_WITH_AS(test.run(), doctest::Contains("is also read by this run"), player_error);
     CHECK(test.samples_of("in.wav").size() == 100);
-}
-
-TEST_CASE("render: an abort closes the output, which is valid and holds what was done")
-{
-    fixture test;
-    test.add_input("in.wav", 100);
-    test.add_dsp("a");
-    test.options.frames = 10;
-    int left = 4;
-    // As a wait deep inside would fail: with a text of its own.
-    script.on_chunk = [&](char, audio_chunk&, abort_callback& abort) -> bool {
-        if (--left == 0) {
-            test.abort.abort();
-            CHECK(abort.is_aborting());
-            throw std::runtime_error("user abort");
-        }
-        return true;
-    };
-    const render_report report = test.run();
-    CHECK(report.aborted);
-    CHECK(report.outputs.at(0).frames == 30);
-    CHECK(test.samples_of("out.wav").size() == 30);
-    CHECK(test.output_count() == 1);
-    CHECK(script.log.ends_with("-"));
 }
 
 TEST_CASE("settings: lists and switches in the store, all or nothing, and the tail for one run only")

@@ -120,27 +120,6 @@ TEST_CASE("scan command: long paths, names of every script, bundles, links in a 
     CHECK(text.out.starts_with(hall + " (VST v2, 64-bit)  " + test.top.path(test.written[1]) + "\n"));
 }
 
-TEST_CASE("scan command: a folder without access puts two lines on the console, and the scan goes on")
-{
-    scan_fixture test;
-    for (const char* folder : {"a", "a\\1", "a\\1\\locked", "a\\2", "b"})
-        test.top.make(folder);
-    test.write_module("a\\1\\x.dll");
-    test.write_module("a\\2\\lost.dll");
-    test.write_module("b\\y.dll");
-    const win::file_handle lock = locked(test.top.path("a\\1\\locked"));
-    REQUIRE(lock);
-    const program_result result = test.run({"scan", "--json", test.top.path("a"), test.top.path("b")});
-    CHECK(result.exit_code == 0);
-    CHECK(result.err == "VST scanFolder failure: Access denied\nProblem path: " + test.top.path("a") + "\n");
-    const auto list = nlohmann::json::parse(result.out);
-    REQUIRE(list.size() == 2);
-    CHECK(list[0]["name"] == "x");
-    CHECK(list[1]["name"] == "y");
-    // The folder itself is there, though it cannot be listed.
-    CHECK(test.run({"scan", test.top.path("a\\1\\locked")}).err.find("Problem path") != std::string::npos);
-}
-
 TEST_CASE("scan command: folders that are none are named before anything is scanned")
 {
     scan_fixture test;

@@ -131,32 +131,6 @@ TEST_CASE("services: the captured stream comes in pieces, from the message loop,
     CHECK(late.came.empty());
 }
 
-TEST_CASE("services: the chain as components see it, and a shell that a test brings along")
-{
-    const auto shell = service_new<scripted_shell>();
-    running_host test([&](player_host& host) { host.replace_service(shell_service::class_guid, shell); });
-    show_popup(nullptr, "text", "title");
-    CHECK(shell->shown == std::vector<std::string>{"text"});
-
-    const auto manager = service_get_unique<dsp_config_manager>();
-    dsp_preset_impl preset;
-    preset.set_data("abc", 3);
-    dsp_chain_config_impl chain;
-    chain.insert_item(preset, 0);
-    manager->set_chain(chain);
-    chain.insert_item(preset, 0); // what is in there is replaced
-    manager->get_chain(chain);
-    REQUIRE(chain.get_count() == 1);
-    CHECK(chain.get_item(0).get_data_size() == 3);
-    std::thread([&] { CHECK_THROWS_AS(manager->get_chain(chain), exception_host_bug_check); }).join();
-
-    service_ptr_t<service_base> hold;
-    service_query_as<dsp_config_manager_v2>(*manager)->hold_instances(hold);
-    CHECK(*test.host.chain().holders() == 1);
-    hold.release();
-    CHECK(*test.host.chain().holders() == 0);
-}
-
 TEST_CASE("services: windows that follow the theme hear of a change, until they are gone")
 {
     running_host test;

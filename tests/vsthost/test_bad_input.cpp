@@ -45,6 +45,8 @@ TEST_CASE("the command line: what is unknown, missing or wrong is named")
         {{}, exit_code::usage, "no mode given"},
         {{"play"}, exit_code::usage, "unknown mode \"play\""},
         {{"process", "--vst", "a.dll", "--loud", "1"}, exit_code::usage, "unknown option \"--loud\""},
+        {{"process", "--vst-version", "4"}, exit_code::usage, "option --vst-version takes"},
+        {{"configure", "--parent-window", "11112222333344445"}, exit_code::usage, "--parent-window takes"},
         {{"process", "--vst", "a.dll", "--vst-version", "2"}, exit_code::usage, "needs the option --pipe"},
         {{"process", "--vst", "a.dll", "--vst-version", "2", "--pipe", "\\\\.\\pipe\\no such pipe"},
          exit_code::pipe_open,

@@ -41,6 +41,7 @@ const subject subjects[] = {
     {.name = "module_with_an_endless_tail", .level = std::nullopt, .tail = {12000, 17000}},
     {.name = "module_with_a_large_state", .state_size = 6u << 20},
     {.name = "module_with_an_empty_state", .level = 1.0, .state_size = 0},
+    {.name = "module_that_rings_for_ever", .level = std::nullopt, .tail = {30 * 44100, 30 * 44100}},
     {"module_without_chunks"},
     {"module_without_64_bit"},
     {"module_with_34_classes"},

@@ -129,41 +129,6 @@ TEST_CASE("latency comes with every reply and follows the effect at run time")
     });
 }
 
-TEST_CASE("tails: declared ones exactly, endless ones until they are over, 30 seconds at most")
-{
-    for_some_kinds([](const kind& which) {
-        const std::vector<double> click{1.0, 1.0};
-        worker declared(module(which, "module_with_a_tail"));
-        open_stream(declared, stereo);
-        declared.process(click, 2);
-        const std::vector<double> exact = declared.drain();
-        REQUIRE(exact.size() == 2 * 4096);
-        CHECK(exact[2 * 4095] == 0.5); // 4096 after the click
-        CHECK(std::ranges::count(exact, 0.0) == 2 * 4096 - 2);
-
-        worker fading(module(which, "module_with_an_endless_tail"));
-        open_stream(fading, stereo);
-        fading.process(click, 2);
-        const std::vector<double> faded = fading.drain();
-        CHECK(faded.size() > 2 * 13000);
-        CHECK(faded.size() < 2 * 17000);
-        CHECK(faded[2 * 999] == 0.5);
-        CHECK(faded[2 * 1999] == 0.25);
-
-        worker undying(module(which, "module_that_rings_for_ever"));
-        open_stream(undying, stereo);
-        undying.process(click, 2);
-        CHECK(undying.drain().size() == size_t{2} * 44100 * 30);
-
-        worker late(module(which, "module_with_48000_samples_of_latency"));
-        open_stream(late, stereo);
-        late.process(click, 2);
-        const std::vector<double> held = late.drain();
-        REQUIRE(held.size() >= 2 * 48000);
-        CHECK(held[2 * 47999] == 1.0);
-    });
-}
-
 TEST_CASE("what is no number and what fails becomes silence, and is said once")
 {
     for_each_kind([](const kind& which) {

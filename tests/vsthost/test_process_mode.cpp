@@ -20,7 +20,6 @@ struct effect_kind {
 };
 const effect_kind gains[] = {{"qvxGain.dll", 2, "gain-unity.fxp"},
                              {"qvxGain.vst3", 3, "gain-unity.vstpreset"}};
-const effect_kind echoes[] = {{"qvxEcho.dll", 2, ""}, {"qvxEcho.vst3", 3, ""}};
 
 // Values that 32-bit floats hold exactly, so that half of them is exact on the whole way.
 std::vector<double> exact_samples(size_t count)
@@ -56,31 +55,6 @@ Nv::streamFormat open_stream(worker& with, const Nv::streamFormat& wanted,
 
 } // namespace
 
-TEST_CASE("the gain halves every sample, at any chunk size, in both formats and bitnesses")
-{
-    REQUIRE_FALSE(arches().empty());
-    for (const std::string& arch : arches())
-        for (const effect_kind& gain : gains) {
-            CAPTURE(arch);
-            CAPTURE(gain.file);
-            worker with({arch, effect_path(arch, gain.file), gain.version});
-            const Nv::streamFormat reply = open_stream(with, format(2, 0x3));
-            CHECK(reply == format(2, 0x3));
-            for (const size_t frames : {1u, 64u, 441u, 4096u, 100000u}) {
-                CAPTURE(frames);
-                const std::vector<double> in = exact_samples(frames * 2);
-                const processed out = with.process(in, 2);
-                CHECK(out.audio == times(0.5, in));
-                CHECK(out.latency == 0);
-            }
-            with.break_pipe();
-            CHECK(with.wait() == 0);
-            const std::string said = with.errors();
-            CHECK(said.find("44100 Hz, 2 in, 2 out") != std::string::npos);
-            CHECK(std::ranges::count(said, '\n') == 1);
-        }
-}
-
 TEST_CASE("layouts from mono to 7.1 keep their channels in order")
 {
     constexpr std::pair<uint32_t, uint32_t> layouts[] = {{1, 0x4},  {2, 0x3},  {3, 0x7},   {4, 0x33},
@@ -101,35 +75,6 @@ TEST_CASE("layouts from mono to 7.1 keep their channels in order")
                 const std::vector<double> in = exact_samples(size_t{channels} * 1500);
                 CHECK(with.process(in, channels).audio == times(0.5, in));
             }
-        }
-}
-
-TEST_CASE("a mono source feeds both inputs of a stereo effect; six channels are refused with its own counts")
-{
-    for (const std::string& arch : arches())
-        for (const effect_kind& echo : echoes) {
-            CAPTURE(arch);
-            CAPTURE(echo.file);
-            worker with({arch, effect_path(arch, echo.file), echo.version});
-            const Nv::streamFormat mono = open_stream(with, format(1, 0x4));
-            CHECK(mono.inChannels == 1);
-            REQUIRE(mono.outChannels == 2);
-            CHECK(mono.outChannelMask == 0x3);
-            const processed out = with.process(exact_samples(1000), 1, 2);
-            bool both = true;
-            for (size_t i = 0; i < out.audio.size(); i += 2)
-                both &= out.audio[i] == out.audio[i + 1];
-            CHECK(both);
-
-            const Nv::streamFormat six = open_stream(with, format(6, 0x3F));
-            CHECK(six.sampleRate == 44100);
-            CHECK(six.inChannels == 2);
-            CHECK(six.outChannels == 2);
-            // The worker lives on, and the next format is taken.
-            CHECK(open_stream(with, format(2, 0x3)) == format(2, 0x3));
-            with.break_pipe();
-            CHECK(with.wait() == 0);
-            CHECK(with.errors().find("does not take 6 channels") != std::string::npos);
         }
 }
 
@@ -167,55 +112,5 @@ TEST_CASE("a state is taken over; a broken or foreign one is reported and gives 
             CHECK(said.find("truncated") != std::string::npos);
             CHECK(said.find("belongs to another effect") != std::string::npos);
             CHECK(std::ranges::count(said, '\n') == 3);
-        }
-}
-
-TEST_CASE("an echo rings out when drained, and is forgotten by a reset")
-{
-    for (const std::string& arch : arches())
-        for (const effect_kind& echo : echoes) {
-            CAPTURE(arch);
-            CAPTURE(echo.file);
-            worker with({arch, effect_path(arch, echo.file), echo.version});
-            CHECK(with.drain().empty()); // before a format
-            open_stream(with, format(2, 0x3));
-            CHECK(with.drain().empty()); // nothing was played yet
-            std::vector<double> click(2000, 0.0);
-            click[0] = click[1] = 1.0;
-            with.process(click, 2);
-            const std::vector<double> tail = with.drain();
-            CHECK(tail.size() > 2 * 4410);
-            CHECK(tail.size() < 2 * 44100 * 30);
-            CHECK(tail.size() % 2 == 0);
-            const bool heard =
-                std::ranges::any_of(tail, [](double sample) { return std::abs(sample) > 0.01; });
-            CHECK(heard);
-
-            with.reset();
-            open_stream(with, format(2, 0x3));
-            with.process(click, 2);
-            with.reset();
-            open_stream(with, format(2, 0x3));
-            const processed after = with.process(std::vector<double>(2 * 44100, 0.0), 2);
-            const bool silent = std::ranges::all_of(after.audio, [](double sample) { return sample == 0.0; });
-            CHECK(silent);
-        }
-}
-
-TEST_CASE("64-bit samples pass unchanged through the gain at unity where they are asked for")
-{
-    for (const std::string& arch : arches())
-        for (const effect_kind& gain : gains) {
-            CAPTURE(arch);
-            CAPTURE(gain.file);
-            launch how{arch, effect_path(arch, gain.file), gain.version};
-            how.float64 = true;
-            how.realtime = true;
-            worker with(how);
-            open_stream(with, format(2, 0x3), read_file(dist() + "\\effects\\states\\" + gain.unity_state));
-            std::vector<double> in = exact_samples(5000);
-            for (double& sample : in)
-                sample /= 3.0; // needs all bits
-            CHECK(with.process(in, 2).audio == in);
         }
 }

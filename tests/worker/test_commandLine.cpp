@@ -52,17 +52,6 @@ TEST_CASE("whole command lines of the launches")
               end);
 }
 
-TEST_CASE("single bits of the flag words decide, whatever else is set")
-{
-    const auto joined = [](uint32_t effect_flags, uint32_t dsp_flags) {
-        return joinCommandLine(processOptions(effect_with_flags(effect_flags), dsp_flags));
-    };
-    const std::string begin = "--formattag 3 --bits 64 --protocol chunked --float64 ";
-    CHECK(joined(4, 2) == begin + "0 --process offline");
-    CHECK(joined(0xFFFFFFFD, 0xFFFFFFFE) == begin + "0 --process offline");
-    CHECK(joined(0xFFFFFFFF, 0xFFFFFFFF) == begin + "1 --process realtime");
-}
-
 TEST_CASE("a launch without a pipe names none")
 {
     CHECK(joinCommandLine(workerArguments("w.exe", "process", "e.dll", 2, {}, "")) ==

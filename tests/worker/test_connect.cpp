@@ -1,11 +1,9 @@
-// The pipe server: names, the pipe's shape, and every way a connect ends.
+// The pipe server: names, and every way a connect ends.
 
 #include "pipe_pair.h"
 #include "raw_worker.h"
-#include "watched_pipes.h"
 
 #include "support/patched_import.h"
-#include "support/system_counts.h"
 #include "win/utf.h"
 #include "worker/abort.h"
 #include "worker/winPipeServerLite.h"
@@ -51,39 +49,6 @@ TEST_CASE("names of pipes")
     CHECK(makePipeName() == LR"(\\.\pipe\78563412bc9af0de0123456789abcdef)");
 }
 
-TEST_CASE("the pipe as it is created, again and again")
-{
-    watched_pipes watch;
-    winPipeServerLite pipe;
-    const std::wstring first = pipe.createPipe();
-    const watched_pipes::call made = watch.calls.back();
-    CHECK(made.name == first);
-    CHECK(made.open_mode == 0x40080003);
-    CHECK(made.pipe_mode == 0);
-    CHECK(made.instances == 1);
-    CHECK(made.out_size == 65536);
-    CHECK(made.in_size == 65536);
-    CHECK(made.limit == 0);
-    DWORD flags = HANDLE_FLAG_INHERIT;
-    CHECK(GetHandleInformation(made.result, &flags));
-    CHECK((flags & HANDLE_FLAG_INHERIT) == 0);
-
-    const std::wstring second = pipe.createPipe();
-    CHECK(second != first);
-    CHECK_FALSE(watch.calls.back().earlier_was_open);
-    CHECK_FALSE(open_client(first));
-    CHECK(open_client(second));
-
-    // The name exists already: the old pipe is gone by then, and no handle is kept.
-    const patched_import fixed("CoCreateGuid", reinterpret_cast<void*>(&fixed_guid));
-    winPipeServerLite owner;
-    owner.createPipe();
-    CHECK_THROWS_WITH_AS(pipe.createPipe(), "pipe creation failure", std::runtime_error);
-    CHECK_FALSE(pipe.isOpen());
-    CHECK_FALSE(open_client(second));
-    CHECK(owner.isOpen());
-}
-
 TEST_CASE("connecting")
 {
     winPipeServerLite pipe;
@@ -122,24 +87,6 @@ TEST_CASE("connecting")
     DWORD written = 0;
     CHECK(WriteFile(client.get(), "abcd", 4, &written, nullptr));
     CHECK(pipe.readWord() == 0x64636261);
-}
-
-TEST_CASE("connects given up leave nothing behind")
-{
-    const auto give_up = [] {
-        winPipeServerLite pipe;
-        pipe.createPipe();
-        CHECK_THROWS_WITH(pipe.connectWorker(0), "timeout");
-        aborter stop;
-        const abortScope scope(stop);
-        const before_next_wait aborting([&] { stop.signal(); });
-        CHECK_THROWS_AS(pipe.connectWorker(10.0), user_abort);
-    };
-    give_up();
-    const system_counts before = system_counts::now();
-    for (int i = 0; i < 500; ++i)
-        give_up();
-    before.check_nothing_more();
 }
 
 TEST_CASE("a worker that is quicker than the connect")

@@ -1,17 +1,13 @@
-// Many launches: one after another with every kind of failure among them, many at once, and what is left when
-// the player dies.
+// Many launches at once, and what is left when the player dies.
 
 #include "conversation.h"
 #include "observe.h"
-#include "pipe_pair.h"
 #include "watched_pipes.h"
 
 #include "support/fake_worker.h"
 #include "support/system_counts.h"
 #include "support/test_host.h"
-#include "support/test_options.h"
 #include "win/utf.h"
-#include "worker/abort.h"
 #include "worker/startWorker.h"
 #include "worker/workerProcess.h"
 
@@ -19,8 +15,6 @@
 
 #include <atomic>
 #include <filesystem>
-#include <fstream>
-#include <optional>
 #include <string>
 #include <thread>
 #include <vector>
@@ -37,87 +31,6 @@ void launch(winPipeServerLite& pipe, const vstConfig_t& effect)
 }
 
 } // namespace
-
-TEST_CASE("launch after launch, a third of them failing: nothing grows")
-{
-    test_host host;
-    const watched_pipes watch;
-    fake_worker good("connect\nserve\n");
-    fake_worker silent("hang\n");
-    fake_worker short_reply("connect\non 3 1 short-reply 7\nserve\n");
-    fake_worker crashing("connect\non 1 1 crash\nserve\n");
-    fake_worker hanging("connect\non 1 1 hang\non-broken-pipe hang\nserve\n");
-    const std::string folder = std::filesystem::path(good.script_path()).parent_path().string();
-    std::ofstream(folder + "\\qvxVSTHost64.exe") << "not a program";
-
-    const auto converse = [&](const fake_worker& fake, bool abort_in_process) {
-        winPipeServerLite pipe;
-        const std::string failure = failure_of([&] {
-            launch(pipe, fake.effect());
-            agree_on(pipe, stereo);
-            aborter stop;
-            std::optional<before_next_wait> aborting;
-            const abortScope scope(stop);
-            if (abort_in_process)
-                aborting.emplace([&] { stop.signal(); });
-            process(pipe, std::vector<double>(1024, 1.0));
-        });
-        const auto worker = pipe.worker;
-        stopWorker(pipe, abort_in_process ? 0 : 1.0);
-        CHECK((!worker || worker->waitForExit(0)));
-        return failure;
-    };
-    const auto fail = [&](int kind) -> std::pair<std::string, std::string> {
-        winPipeServerLite pipe;
-        switch (kind) {
-        case 0:
-            setComponentPath(folder + "\\component.dll");
-            return {failure_of([&] { launch(pipe, good.effect("x86")); }), "file not found"};
-        case 1:
-            setComponentPath(folder + "\\component.dll");
-            return {failure_of([&] { launch(pipe, good.effect("x64")); }),
-                    "could not start the worker process"};
-        case 2: {
-            aborter stop;
-            const abortScope scope(stop);
-            const before_next_wait aborting([&] { stop.signal(); });
-            const std::string failure = failure_of([&] { launch(pipe, silent.effect()); });
-            stopWorker(pipe, 0);
-            return {failure, "user abort"};
-        }
-        case 3:
-            return {converse(short_reply, false), "invalid input"};
-        case 4:
-            return {converse(crashing, false), "invalid input"};
-        default:
-            return {converse(hanging, true), "user abort"};
-        }
-    };
-
-    constexpr int kinds = 6;
-    const int rounds = test_options::long_run() ? 1000 : 60;
-    std::optional<system_counts> before;
-    for (int i = 0; i < rounds; ++i) {
-        if (i == 3 * kinds) { // every kind was seen once
-            REQUIRE(host.wait_until_detached_done());
-            before = system_counts::now();
-        }
-        fake_worker::use_for_launches();
-        if (i % 3 != 2) {
-            CHECK(converse(good, false) == "none");
-            continue;
-        }
-        CAPTURE(i / 3 % kinds);
-        const auto [failure, expected] = fail(i / 3 % kinds);
-        CHECK(failure == expected);
-    }
-    CHECK(host.wait_until_detached_done());
-    // After the first count each kind of failure comes at least twice, in the long form fifty times.
-    before->check_nothing_more(test_options::long_run() ? 2 : 1);
-    CHECK(system_counts::now().private_bytes < before->private_bytes + (2 << 20));
-    CHECK(watch.different_names() == watch.calls.size());
-    CHECK(watch.calls.size() == static_cast<size_t>(2 * rounds));
-}
 
 TEST_CASE("32 launches at once; a worker's relay ends with its worker, whatever its siblings do")
 {

@@ -1,4 +1,4 @@
-// The streams on real pipes: short and split transfers, ends, aborts, limits and failures.
+// The streams on real pipes: short and split transfers, ends, aborts and limits.
 
 #include "pipe_pair.h"
 
@@ -9,7 +9,6 @@
 
 #include <chrono>
 #include <cstring>
-#include <optional>
 #include <thread>
 #include <vector>
 
@@ -236,105 +235,4 @@ TEST_CASE("the pipe server's readSome fills the buffer, a stream's does not")
     CHECK(pipe.readSome(buffer, 4) == 4);
     writer.join();
     CHECK(std::string(buffer) == "abcd");
-}
-
-TEST_CASE("each error code has its class")
-{
-    const struct {
-        uint32_t code;
-        const char* text;
-    } rows[] = {
-        {2, "file not found"},        {3, "file not found"},
-        {80, "file already exists"},  {183, "file already exists"},
-        {145, "directory not empty"}, {5, "file access error"},
-        {109, "file access error"},   {0xFFFFFFFF, "file access error"},
-        {0, "file access error"},
-    };
-    for (const auto& row : rows) {
-        CAPTURE(row.code);
-        CHECK_THROWS_WITH_AS(mapLastError(row.code), row.text, file_access_error);
-    }
-    CHECK_THROWS_AS(mapLastError(2), file_not_found);
-    CHECK_THROWS_AS(mapLastError(183), file_already_exists);
-    CHECK_THROWS_AS(mapLastError(145), directory_not_empty);
-}
-
-namespace {
-
-BOOL WINAPI fail_with_183(HANDLE, OVERLAPPED*, DWORD* transferred, BOOL)
-{
-    *transferred = 0;
-    SetLastError(ERROR_ALREADY_EXISTS);
-    return FALSE;
-}
-
-BOOL WINAPI end_of_file(HANDLE, OVERLAPPED*, DWORD* transferred, BOOL)
-{
-    *transferred = 0;
-    SetLastError(ERROR_HANDLE_EOF);
-    return FALSE;
-}
-
-BOOL WINAPI one_byte_only(HANDLE, OVERLAPPED*, DWORD* transferred, BOOL)
-{
-    *transferred = 1;
-    return TRUE;
-}
-
-HANDLE WINAPI no_event(SECURITY_ATTRIBUTES*, BOOL, BOOL, const wchar_t*)
-{
-    SetLastError(ERROR_NOT_ENOUGH_MEMORY);
-    return nullptr;
-}
-
-void* replacement(auto* function)
-{
-    return reinterpret_cast<void*>(function);
-}
-
-} // namespace
-
-TEST_CASE("failures that a pipe does not produce by itself")
-{
-    char buffer[2] = {};
-    SUBCASE("the result of a read")
-    {
-        input_pair pair;
-        pair.write("abcd");
-        {
-            const patched_import failing("GetOverlappedResult", replacement(&fail_with_183));
-            CHECK_THROWS_AS(pair.stream.read(buffer, 2), file_already_exists);
-        }
-        const patched_import ending("GetOverlappedResult", replacement(&end_of_file));
-        CHECK(pair.stream.read(buffer, 2) == 0);
-    }
-    SUBCASE("the result of a write, and a short one")
-    {
-        output_pair pair;
-        {
-            const patched_import failing("GetOverlappedResult", replacement(&fail_with_183));
-            CHECK_THROWS_AS(pair.stream.write("ab", 2), file_already_exists);
-        }
-        {
-            const patched_import ending("GetOverlappedResult", replacement(&end_of_file));
-            CHECK_THROWS_AS(pair.stream.write("ab", 2), file_access_error); // no end of stream on writing
-        }
-        const patched_import shortened("GetOverlappedResult", replacement(&one_byte_only));
-        CHECK_THROWS_AS(pair.stream.write("ab", 2), file_access_error);
-    }
-    SUBCASE("a stream without an event makes one for each operation")
-    {
-        pipe_pair pair(PIPE_ACCESS_INBOUND);
-        std::optional<streamInOverlapped> stream;
-        {
-            const patched_import failing("CreateEventW", replacement(&no_event));
-            stream.emplace();
-            stream->handle = std::move(pair.server);
-            CHECK_THROWS_AS(stream->read(buffer, 1), file_access_error);
-            CHECK_THROWS_AS(waitable(), bug_check);
-        }
-        std::thread peer([&] { pair.write("ab"); });
-        CHECK(stream->read(buffer, 2) == 2);
-        peer.join();
-    }
 }

@@ -2,7 +2,6 @@
 
 #include "support/patched_import.h"
 #include "win/handle.h"
-#include "win/utf.h"
 #include "worker/thread.h"
 #include "worker/wait.h"
 
@@ -33,19 +32,6 @@ std::wstring description_of_current_thread()
     const std::wstring copy = text;
     LocalFree(text);
     return copy;
-}
-
-// Null, or a module without the entry.
-HMODULE instead_of_kernelbase = nullptr;
-HMODULE WINAPI only_kernel32(const wchar_t* name)
-{
-    static const HMODULE kernel32 = LoadLibraryW(L"kernel32.dll");
-    return std::wstring_view(name) == L"kernel32.dll" ? kernel32 : instead_of_kernelbase;
-}
-
-HMODULE WINAPI no_module(const wchar_t*)
-{
-    return nullptr;
 }
 
 } // namespace
@@ -201,30 +187,4 @@ TEST_CASE("joining raises a thread that is below the caller")
     };
     CHECK(priority_at_end(THREAD_PRIORITY_BELOW_NORMAL) == THREAD_PRIORITY_NORMAL);
     CHECK(priority_at_end(THREAD_PRIORITY_ABOVE_NORMAL) == THREAD_PRIORITY_ABOVE_NORMAL);
-}
-
-TEST_CASE("naming a thread where the system can only be asked in part")
-{
-    thread runner;
-    runner.start(
-        [] {
-            for (const HMODULE module : {HMODULE(), GetModuleHandleW(nullptr)}) {
-                setThreadName("before");
-                {
-                    const patched_import hidden("GetModuleHandleW", reinterpret_cast<void*>(&only_kernel32));
-                    instead_of_kernelbase = module;
-                    setThreadName("second choice");
-                }
-                CHECK(description_of_current_thread() == L"second choice");
-            }
-            {
-                const patched_import hidden("GetModuleHandleW", reinterpret_cast<void*>(&no_module));
-                setThreadName("never seen");
-            }
-            CHECK(description_of_current_thread() == L"second choice");
-            setThreadName("first choice");
-            CHECK(description_of_current_thread() == L"first choice");
-        },
-        THREAD_PRIORITY_NORMAL);
-    runner.join();
 }

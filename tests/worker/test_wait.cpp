@@ -198,24 +198,6 @@ TEST_CASE("aborters: scopes nest, and none is installed when it is signalled alr
     CHECK_FALSE(signalled.isSignalled());
 }
 
-TEST_CASE("a borrowed event is left open, an owned one closed")
-{
-    const win::kernel_handle event(CreateEventW(nullptr, TRUE, FALSE, nullptr));
-    {
-        aborter borrowed(event.get(), true);
-        borrowed.signal();
-    }
-    CHECK(WaitForSingleObject(event.get(), 0) == WAIT_OBJECT_0);
-    HANDLE copy = nullptr;
-    REQUIRE(DuplicateHandle(GetCurrentProcess(), event.get(), GetCurrentProcess(), &copy, 0, FALSE,
-                            DUPLICATE_SAME_ACCESS));
-    {
-        aborter owned(copy);
-        CHECK(owned.isSignalled());
-    }
-    CHECK(WaitForSingleObject(copy, 0) == WAIT_FAILED);
-}
-
 TEST_CASE("the player's token bound to a thread")
 {
     abort_callback_impl token;

@@ -154,36 +154,6 @@ TEST_CASE_FIXTURE(process_fixture, "what the system is asked for")
     launchParams params = raw_params(fake);
     const std::wstring program = win::to_utf16(params.executable);
 
-    SUBCASE("as workers are launched: only standard error is a pipe")
-    {
-        params.standardError = stdioMode::pipe;
-        const workerProcess worker(params);
-        CHECK(seen.application == program);
-        CHECK(seen.line == win::to_utf16(joinCommandLine(params.arguments)));
-        CHECK(seen.folder == L"none");
-        CHECK(seen.no_attributes);
-        CHECK(seen.inherits);
-        CHECK(seen.flags == 0);
-        CHECK(seen.environment == nullptr);
-        CHECK(seen.startup.cb == sizeof(STARTUPINFOW));
-        CHECK(seen.startup.dwFlags == 0x181);
-        CHECK(seen.startup.wShowWindow == SW_HIDE);
-        CHECK(seen.startup.hStdInput == INVALID_HANDLE_VALUE);
-        CHECK(seen.startup.hStdOutput == INVALID_HANDLE_VALUE);
-        CHECK(modes() == std::vector<DWORD>{0x40080001});
-        // Our copy of the worker's end is closed.
-        CHECK(WaitForSingleObject(seen.startup.hStdError, 0) == WAIT_FAILED);
-        seen.startup = {};
-    }
-    SUBCASE("the player's own handles")
-    {
-        params.standardInput = params.standardOutput = params.standardError = stdioMode::inherit;
-        const workerProcess worker(params);
-        CHECK(seen.startup.hStdInput == GetStdHandle(STD_INPUT_HANDLE));
-        CHECK(seen.startup.hStdOutput == GetStdHandle(STD_OUTPUT_HANDLE));
-        CHECK(seen.startup.hStdError == GetStdHandle(STD_ERROR_HANDLE));
-        CHECK(modes().empty());
-    }
     SUBCASE("three pipes, and a conversation on them")
     {
         params.standardInput = params.standardOutput = params.standardError = stdioMode::pipe;
@@ -213,25 +183,6 @@ TEST_CASE_FIXTURE(process_fixture, "what the system is asked for")
         CHECK(seen.folder == LR"(C:\)");
         CHECK(worker.waitForExit(10000));
         CHECK(worker.exitCode() == 3);
-    }
-    SUBCASE("the codes of a start that fails")
-    {
-        const struct {
-            DWORD code;
-            const char* text;
-        } rows[] = {
-            {ERROR_FILE_NOT_FOUND, "file not found"},
-            {ERROR_PATH_NOT_FOUND, "file not found"},
-            {ERROR_ACCESS_DENIED, "could not start the worker process"},
-            {ERROR_BAD_EXE_FORMAT, "could not start the worker process"},
-            {ERROR_NOT_ENOUGH_MEMORY, "could not start the worker process"},
-        };
-        for (const auto& row : rows) {
-            CAPTURE(row.code);
-            refused_with = row.code;
-            CHECK(failure_of([&] { workerProcess worker(params); }) == row.text);
-        }
-        refused_with = 0;
     }
 }
 
