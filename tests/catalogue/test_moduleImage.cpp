@@ -159,21 +159,6 @@ TEST_CASE("module images: addresses to offsets")
     }
 }
 
-TEST_CASE("module images: an export directory at address 0 is read at offset 0")
-{
-    image_builder b;
-    b.sections.clear();
-    b.export_address = b.exports_at = 0x400;
-    auto bytes = b.build();
-    const uint32_t zero = 0, count = 1;
-    const auto table = static_cast<uint32_t>(b.names_table);
-    std::memcpy(bytes.data() + b.lfanew + 24 + 112, &zero, 4);
-    CHECK(examine(bytes).refusal == module_refusal::no_entry_point);
-    std::memcpy(bytes.data() + 24, &count, 4); // the DOS header seen as an export directory
-    std::memcpy(bytes.data() + 32, &table, 4);
-    CHECK(examine(bytes).refusal == module_refusal::none);
-}
-
 TEST_CASE("module images: cut anywhere")
 {
     image_builder b;
@@ -199,24 +184,6 @@ TEST_CASE("module images: cut anywhere")
     const uint32_t two = 2;
     std::memcpy(bytes.data() + 0x400 + 24, &two, 4);
     CHECK(examine(bytes).refusal == module_refusal::no_entry_point);
-}
-
-TEST_CASE("module images: a medium that fails keeps the names read so far")
-{
-    image_builder b;
-    b.names = {"VSTPluginMain", "Second", "Third"};
-    memory_image counted(b.build());
-    examineModuleImage(counted, 3); // nothing found early: every name is read
-    const size_t all = counted.reads;
-    for (size_t failing = 0; failing < all; ++failing) {
-        memory_image image(b.build());
-        image.failing_read = failing;
-        const bool first_name_read = failing >= all - 2;
-        CHECK((examineModuleImage(image, 3).refusal == module_refusal::none) == first_name_read);
-    }
-    memory_image early(b.build());
-    examineModuleImage(early, 2);
-    CHECK(early.reads == all - 2); // the first name settles it
 }
 
 TEST_CASE("module images: absurd counts cost bounded time")

@@ -2,19 +2,16 @@
 #include "catalogue/scanFolders.h"
 #include "catalogue/settings.h"
 #include "catalogue/small_host.h"
-#include "player/native_filesystem.h"
 #include "sdk/abort_callback_impl.h"
 #include "sdk/console.h"
 #include "sdk/exceptions.h"
 
-#include "support/folder_link.h"
 #include "support/temp_folder.h"
 
 #include <doctest/doctest.h>
 
 #include <windows.h>
 
-#include <algorithm>
 #include <functional>
 
 namespace {
@@ -216,34 +213,6 @@ TEST_CASE("scan: abort")
     std::vector<vstConfig_t> found;
     CHECK_THROWS_AS(scanFolder(found, *f.tree, "tree:a", f.abort), exception_aborted);
     CHECK(f.console->printed.empty());
-}
-
-TEST_CASE("scan: links that lead in a circle")
-{
-    const temp_folder folder;
-    const auto module = image_builder().build();
-    for (const char* name : {"top", "top\\a", "top\\a\\b", "side"})
-        folder.make(name);
-    folder.write("top\\1.dll", module);
-    folder.write("top\\a\\b\\2.dll", module);
-    folder.write("side\\3.dll", module);
-    const folder_link side1(folder.path("side"), folder.path("top\\a\\side1"));
-    const folder_link side2(folder.path("side"), folder.path("top\\a\\side2"));
-    const folder_link up(folder.path("top"), folder.path("top\\a\\b\\up"));
-    // Leads above the top; from there a plain folder is the top again.
-    const folder_link above(folder.path(), folder.path("side\\above"));
-    for (const folder_link* link : {&side1, &side2, &up, &above})
-        REQUIRE(*link);
-
-    small_host host;
-    host.add<player::native_filesystem>();
-    abort_callback_impl abort;
-    lines found;
-    for (const vstConfig_t& config : scanFolders({{folder.path("top"), 0}}, abort))
-        found.push_back(config.path.substr(folder.path().size() + 1));
-    std::sort(found.begin(), found.end());
-    // Two links to one folder are no circle.
-    CHECK(found == lines{"top\\1.dll", "top\\a\\b\\2.dll", "top\\a\\side1\\3.dll", "top\\a\\side2\\3.dll"});
 }
 
 TEST_CASE("scan: very deep folders")

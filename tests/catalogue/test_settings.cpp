@@ -62,23 +62,6 @@ TEST_CASE("settings: a fresh store, and the keys that values are kept under")
     CHECK_FALSE(f.store->switches["advconfig.unnamed.17F04BF0-5745-462F-929C-E7F230F51F5A"]);
 }
 
-TEST_CASE("settings: a box of the advanced preferences is the setting itself")
-{
-    settings_fixture f;
-    // As a component registers it; it stays in the module's list.
-    static advconfig_checkbox_factory_ box(cfg_feed_live, settings_branch, settings_priority);
-    service_ptr_t<service_base> object;
-    box.instance_create(object);
-    CHECK(service_query_as<advconfig_entry_checkbox>(*object));
-    const auto as_box = service_query_as<advconfig_entry_checkbox_v2>(*object);
-    REQUIRE(as_box);
-    as_box->set_state(false);
-    CHECK_FALSE(cfg_feed_live.get()); // the next use sees it
-    as_box->reset();
-    CHECK(as_box->get_state());
-    CHECK(f.store->writes == 2);
-}
-
 TEST_CASE("settings: user folders are stored and rescanned each time")
 {
     settings_fixture f;

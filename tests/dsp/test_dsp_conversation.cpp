@@ -233,26 +233,6 @@ TEST_CASE("a live update takes over another state of the same effect and nothing
     CHECK(test.fake.process_ids().size() == 1);
 }
 
-TEST_CASE("destruction ends the worker by force and says nothing")
-{
-    const test_host host;
-    fake_worker::use_for_launches();
-    dsp_under_test test("connect\non-broken-pipe hang\nserve");
-    CHECK(test.run(stereo) == "");
-    const win::kernel_handle worker(
-        OpenProcess(SYNCHRONIZE | PROCESS_QUERY_INFORMATION, FALSE, test.fake.process_ids().at(0)));
-    test.said();
-
-    const ULONGLONG began = GetTickCount64();
-    test.dsp.release();
-    CHECK(GetTickCount64() - began < 1000);
-    DWORD code = 0;
-    CHECK(WaitForSingleObject(worker.get(), 0) == WAIT_OBJECT_0);
-    CHECK(GetExitCodeProcess(worker.get(), &code));
-    CHECK(code == 0xFFFFFFFF);
-    CHECK(test.said() == "");
-}
-
 TEST_CASE("both ways to make an instance: the owner, the worker's pace, the sample type")
 {
     const test_host host;

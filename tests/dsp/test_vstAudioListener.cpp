@@ -66,22 +66,6 @@ TEST_CASE("a chunk goes as it came to the first listener of its effect, with the
     CHECK(other.last_serial == serial);
 }
 
-TEST_CASE("a listener is fed also when there is no worker for the chunk")
-{
-    const test_host host;
-    fake_worker::use_for_launches();
-    dsp_under_test test("connect\nserve");
-    ear listening(test.config.path);
-    Nv::setComponentPath("Z:\\no such folder\\component.dll");
-    const std::string failure = test.run(stereo);
-    CHECK(test.run(stereo) == failure);
-    fake_worker::use_for_launches();
-    CHECK(failure == "Nv::file_not_found: file not found");
-    CHECK(listening.heard == 2);
-    CHECK(test.run(stereo) == ""); // the failure left nothing behind
-    CHECK(listening.heard == 3);
-}
-
 TEST_CASE("listeners come and go while others are fed")
 {
     const std::string path = "C:\\effect.dll";

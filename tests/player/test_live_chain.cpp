@@ -1,13 +1,9 @@
-#include "player/chain_runner.h"
+#include "player/live_chain.h"
 #include "player/services/piece_cutter.h"
 #include "sdk/dsp_chain_config_impl.h"
-#include "sdk/dsp_chunk_list_impl.h"
-#include "sdk/dsp_impl_base.h"
-#include "sdk/exceptions.h"
 
 #include <doctest/doctest.h>
 
-#include <cmath>
 #include <limits>
 #include <numeric>
 
@@ -31,131 +27,7 @@ std::string text_of(const dsp_preset& of)
     return {static_cast<const char*>(of.get_data()), of.get_data_size()};
 }
 
-// Writes down what it lives through; "!" anywhere in its preset makes it fail.
-class noting_dsp : public dsp_v3 {
-public:
-    using service_interface = dsp_v3;
-    noting_dsp(const dsp_preset& made_of, std::string& log)
-        : text_(text_of(made_of))
-        , log_(log)
-    {
-        if (text_.find('?') != std::string::npos)
-            throw std::runtime_error("cannot be made");
-        log_ += "+" + text_ + " ";
-    }
-    ~noting_dsp() { log_ += "-" + text_ + " "; }
-    void run(dsp_chunk_list&, service_base*, uint32_t) override {}
-    void run_abortable(dsp_chunk_list&, service_base*, uint32_t, abort_callback&) override
-    {
-        if (text_.find('!') != std::string::npos)
-            throw std::runtime_error("broke");
-        log_ += text_ + " ";
-    }
-    void flush() override { log_ += "flush "; }
-    double get_latency() const override { return 0.5; }
-    bool need_track_change_mark() const override { return false; }
-    bool apply_preset(const dsp_preset& next) override
-    {
-        if (text_of(next).front() != text_.front())
-            return false;
-        text_ = text_of(next);
-        log_ += "=" + text_ + " ";
-        return true;
-    }
-
-private:
-    std::string text_;
-    std::string& log_;
-};
-
-class token : public abort_callback {
-public:
-    bool is_aborting() const noexcept override { return set; }
-    void* get_abort_event() const noexcept override { return nullptr; }
-    bool set = false;
-};
-
-struct playing_chain {
-    // What one run logs.
-    std::string run()
-    {
-        log.clear();
-        dsp_chunk_list_impl chunks;
-        runner.run(chunks, 0, abort);
-        return log;
-    }
-
-    std::string log;
-    token abort;
-    live_chain chain;
-    chain_runner runner{chain, [this](const dsp_preset& made_of) {
-                            return service_ptr_t<dsp_v2>(service_new<noting_dsp>(made_of, log));
-                        }};
-};
-
 } // namespace
-
-TEST_CASE("live chain: a run takes over what was edited, and only rebuilds what cannot change")
-{
-    playing_chain test;
-    CHECK(test.run().empty());
-    const uint64_t a = test.chain.add(preset("a1")), b = test.chain.add(preset("b1"));
-    CHECK(test.run() == "+a1 +b1 a1 b1 ");
-    CHECK(test.run() == "a1 b1 ");
-    CHECK(test.runner.latency() == 1.0);
-    test.chain.set_preset(a, preset("a2"));
-    CHECK(test.run() == "=a2 a2 b1 ");
-    test.chain.set_preset(a, preset("c1")); // another effect in its place
-    CHECK(test.run() == "-a2 +c1 c1 b1 ");
-    test.chain.move(a, 7);
-    CHECK(test.run() == "b1 c1 ");
-    test.chain.enable(b, false);
-    CHECK(test.run() == "-b1 c1 ");
-    test.chain.enable(b, true);
-    test.chain.remove(a);
-    CHECK(test.run() == "+b1 -c1 b1 ");
-    for (const uint64_t gone : {a, uint64_t{99}}) {
-        test.chain.remove(gone);
-        test.chain.set_preset(gone, preset("x"));
-    }
-    test.log.clear();
-    test.runner.flush();
-    test.runner.release();
-    CHECK(test.log == "flush -b1 ");
-    CHECK(test.run() == "+b1 b1 ");
-}
-
-TEST_CASE("live chain: a DSP that fails is named and made anew by the next run, the others play on")
-{
-    playing_chain test;
-    const uint64_t a = test.chain.add(preset("a")), b = test.chain.add(preset("b"));
-    test.run();
-    const struct {
-        const char* text;
-        const char* reason;
-        const char* after;
-    } rows[] = {
-        {"b!", "broke", "+b a b "},          // in its run
-        {"c?", "cannot be made", "+b a b "}, // while it is made
-    };
-    for (const auto& row : rows) {
-        CAPTURE(row.text);
-        test.chain.set_preset(b, preset(row.text));
-        try {
-            test.run();
-            FAIL("no failure");
-        } catch (const dsp_failure& failure) {
-            CHECK(failure.slot == b);
-            CHECK(failure.what() == std::string(row.reason));
-        }
-        test.chain.set_preset(b, preset("b"));
-        CHECK(test.run() == row.after);
-    }
-    // What an abort breaks is no failure.
-    test.chain.set_preset(a, preset("a!"));
-    test.abort.set = true;
-    CHECK_THROWS_AS(test.run(), exception_aborted);
-}
 
 TEST_CASE("live chain: a whole new list keeps the DSPs that it keeps")
 {

@@ -113,19 +113,6 @@ TEST_CASE("threads: waiting for them is bounded, and covers those that start mea
     CHECK(alive == 0); // work items are gone, not only done
 }
 
-TEST_CASE("component: what cannot be loaded is refused by name")
-{
-    const temp_folder folder;
-    player_host host({}, any_store(folder));
-    folder.write("text.dll", {'h', 'e', 'l', 'l', 'o'});
-    CHECK_THROWS_WITH_AS(host.load_component(folder.path("none.dll")),
-                         doctest::Contains("none.dll: the component is missing"), player_error);
-    CHECK_THROWS_WITH_AS(host.load_component(folder.path("text.dll")), doctest::Contains("text.dll: "),
-                         player_error);
-    CHECK_THROWS_WITH_AS(host.load_component("C:\\windows\\system32\\winmm.dll"),
-                         doctest::Contains("winmm.dll: is not a component"), player_error);
-}
-
 TEST_CASE("file system: paths, listing, reading and writing, and which failures are which")
 {
     const temp_folder folder;

@@ -143,33 +143,6 @@ TEST_CASE("program: bad input ends with one line that names the file, code 1, an
     }
 }
 
-TEST_CASE("program: the services of the component, as text and as JSON")
-{
-    const program_fixture test;
-    const program_result result = test.run({"services", "--json"});
-    CAPTURE(result.err);
-    REQUIRE(result.exit_code == 0);
-    const auto list = nlohmann::json::parse(result.out);
-    std::string classes; // the last one registered first
-    for (const auto& service : list) {
-        classes += service["class"].get<std::string>() + " " + service["kind"].get<std::string>() + "\n";
-        CHECK(service["guid"].get<std::string>().size() == 38);
-        CHECK(service.size() == 4);
-    }
-    CHECK(classes == "mainmenu_commands singleton\nmainmenu_commands singleton\ncomponentversion single\n"
-                     "dsp_entry singleton\ninitquit single\nadvconfig_entry single\n"
-                     "advconfig_entry single\nadvconfig_entry single\nadvconfig_branch single\n");
-    REQUIRE(list.size() == 9);
-    CHECK(list[0]["guid"] == "{5CC1C77D-4473-4802-ACB5-6EB97F5C61E4}");
-    CHECK(list[0]["name"] == "Visualize with VST ...");
-    CHECK(list[3]["guid"] == "{937F4CA5-6F0E-4D59-BA9C-6348DD1FA9E0}");
-    CHECK(list[3]["name"] == "VST 2.x/3.x Adapter");
-
-    const program_result text = test.run({"services"});
-    CHECK(text.out.find("dsp_entry") != std::string::npos);
-    CHECK(std::count(text.out.begin(), text.out.end(), '\n') == static_cast<std::ptrdiff_t>(list.size()));
-}
-
 TEST_CASE("program: settings survive a restart; presets are shown as they were stored")
 {
     const program_fixture test;

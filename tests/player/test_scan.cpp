@@ -150,33 +150,6 @@ TEST_CASE("scan command: folders that are none are named before anything is scan
     CHECK(test.run({"scan", "--json", test.top.path("empty")}).out == "[]\n");
 }
 
-TEST_CASE("scan command: on a terminal it shows how far it is, and Ctrl+C stops it at once")
-{
-    scan_fixture test;
-    test.top.make("many");
-    image_builder other;
-    other.names = {"DllMain"};
-    const auto bytes = other.build();
-    for (int i = 0; i < 1000; ++i)
-        test.top.write("many\\" + std::to_string(i) + ".dll", bytes);
-    // The same folder again and again: half a minute of work.
-    strings arguments = {"scan", "--json"};
-    while (join_arguments(arguments).size() < 25'000)
-        arguments.push_back(test.top.path("many"));
-
-    pseudo_console console(dist_folder() + "\\qvxplayer.exe", test.with_config(arguments), 60);
-    CHECK(console.wait_for(" candidates: "));
-    const auto began = GetTickCount64();
-    console.press_ctrl_c();
-    unsigned exit_code = 99;
-    CHECK(console.wait_for_end(20'000, exit_code));
-    CHECK(GetTickCount64() - began < 3000);
-    CHECK(exit_code == 1);
-    CHECK(console.wait_for("qvxplayer: scan: stopped before its end"));
-    CHECK(console.drawn().find("[]") == std::string::npos);
-    CAPTURE(console.drawn());
-}
-
 TEST_CASE("scan progress: as wide as the line at most, with the end of a long path")
 {
     CHECK(scan_progress_text(1, 0, "C:\\a", 60) == "1 folder, 0 candidates: C:\\a");

@@ -287,32 +287,6 @@ TEST_CASE("chooser dialog: the player lets go of it whenever it likes")
     }
 }
 
-TEST_CASE("chooser dialog: a changed folder scans every open one anew")
-{
-    chooser_player player;
-    edited none({}), two({});
-    const auto first = player.open(none);
-    const HWND first_window = player.window;
-    const auto second = player.open(two);
-    CHECK(choices(first_window, IDC_EFFECT).size() == 2);
-    CHECK(!is_enabled(first_window, IDC_CHANNELS));
-    choose(player.window, IDC_EFFECT, 1);
-    CHECK(two.config().vstVersion == 3);
-
-    click(first_window, IDC_FOLDERS);
-    const HWND folders = CDialogFolders::instance()->window();
-    select_row(folders, IDC_LIST, 0);
-    click(folders, IDC_REMOVE);
-    CHECK(text_of(first_window, IDC_STATUS) == searching_text);
-    CHECK(text_of(player.window, IDC_STATUS) == searching_text);
-    CHECK(player.pump_until([&] { return text_of(first_window, IDC_STATUS) == "No VST effects found."; }));
-    CHECK(player.pump_until([&] { return is_enabled(player.window, IDC_EFFECT); }));
-    CHECK(choices(player.window, IDC_EFFECT) == std::vector<std::string>{"qvxGain (VST v3, 64-bit)"});
-    CHECK(chosen(player.window, IDC_EFFECT) == 0);
-    CHECK(none.pushes == 0);
-    CHECK(two.pushes == 1);
-}
-
 TEST_CASE("dialogs: opened again and again they leave nothing behind")
 {
     chooser_player player;

@@ -169,25 +169,6 @@ TEST_CASE("a worker that cannot be started leaves the run as it is until it is s
     CHECK(test.events.empty());
 }
 
-TEST_CASE("the next effect finds its own state, and the old one's last state is reported")
-{
-    configured test;
-    fake_worker first(editor), second(closed_by_user);
-    test.start(first, "first", "A");
-    write_text(test.run->dataFile(), "edited");
-    vstConfig_t next = second.effect();
-    next.name = "B";
-    next.state = {'s'};
-    test.meanwhile = [&] { next = {}; }; // the caller's record may change while the old run ends
-    test.run->Start(next, nullptr);
-    CHECK(ended(first.process_ids()[0]));
-    REQUIRE(second.wait_for("up"));
-    CHECK(test.written() == "s");
-    second.signal("close");
-    CHECK(test.player.run_until([&] { return !test.run->isRunning(); }));
-    CHECK(test.events == lines{"A edited", "finished"});
-}
-
 TEST_CASE("a callback may stop, begin and destroy runs")
 {
     enum class from { poll, stop, start, destructor };
@@ -270,21 +251,6 @@ TEST_CASE("stopping is quick whatever the worker does")
         CHECK((fake.record().back() == "exit 0") == each.by_itself);
     }
     DestroyWindow(window);
-}
-
-TEST_CASE("a run that is stopped before it has begun ends like any other")
-{
-    configured test;
-    fake_worker fake(editor);
-    // The runner's hang limit is what this is about.
-    for (int i = 0; i < 100; ++i) {
-        test.run->Start(fake.effect(), nullptr);
-        if (i % 2)
-            SwitchToThread();
-        test.run->stop();
-        REQUIRE(!test.run->isRunning());
-    }
-    CHECK(test.events.empty());
 }
 
 TEST_CASE("runs leave nothing behind")

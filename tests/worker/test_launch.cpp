@@ -91,30 +91,6 @@ TEST_CASE_FIXTURE(launch_fixture, "a launch, its conversation and its end")
     CHECK(fake.record().back() == "exit 0");
 }
 
-TEST_CASE_FIXTURE(launch_fixture,
-                  "one object for several launches, of both worker programs and without a pipe")
-{
-    fake_worker first("connect\nserve\n"), second("connect\nserve\n"), third("exit 6\n");
-    winPipeServerLite pipe;
-    launch(pipe, first.effect("x64"));
-    const auto first_worker = pipe.worker;
-    launch(pipe, second.effect("ARM64"));
-    CHECK(pipe.worker != first_worker);
-    CHECK(first_worker->waitForExit(10000)); // its pipe was closed
-    CHECK(first_worker->exitCode() == 0);
-    CHECK(first.arguments()[0].ends_with("\\fake\\qvxVSTHost64.exe"));
-    CHECK(second.arguments()[0].ends_with("\\fake\\qvxVSTHost32.exe"));
-    CHECK(first.arguments().back() != second.arguments().back());
-    stopWorker(pipe, 1.0);
-
-    pipe.usePipe = false;
-    launch(pipe, third.effect());
-    CHECK_FALSE(pipe.isOpen());
-    CHECK(pipe.worker->waitForExit(10000));
-    CHECK(pipe.worker->exitCode() == 6);
-    CHECK(std::ranges::count(third.arguments(), "--pipe") == 0);
-}
-
 TEST_CASE_FIXTURE(launch_fixture, "launches that fail at once say why and leave nothing behind")
 {
     fake_worker fake("signal-event {event:up}\nhang\n");
@@ -285,4 +261,36 @@ TEST_CASE_FIXTURE(launch_fixture, "at shut-down the relay lets go, and a worker 
     CHECK(seconds >= 1.9);
     CHECK(seconds < 3.5);
     CHECK(system_counts::now().children == 0);
+}
+
+TEST_CASE("a player that dies leaves no worker behind")
+{
+    wchar_t path[MAX_PATH] = {};
+    GetModuleFileNameW(nullptr, path, MAX_PATH);
+    const std::wstring player =
+        (std::filesystem::path(path).parent_path() / "player_that_dies.exe").wstring();
+    for (const char* script : {
+             "connect\nsignal-event {event:up}\nserve\n",
+             // its standard error is full, and nobody reads it any more
+             "connect\nbackground stderr-burst 100000000\nsignal-event {event:up}\nserve\n",
+         }) {
+        CAPTURE(script);
+        fake_worker fake(script);
+        std::wstring line = L"\"" + player + L"\" \"" + win::to_utf16(fake.script_path()) + L"\"";
+        STARTUPINFOW startup = {};
+        startup.cb = sizeof(startup);
+        PROCESS_INFORMATION started = {};
+        REQUIRE(CreateProcessW(player.c_str(), line.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr,
+                               &startup, &started));
+        const win::kernel_handle process(started.hProcess), thread(started.hThread);
+        const bool up = fake.wait_for("up", 20);
+        const std::vector<uint32_t> ids = fake.process_ids();
+        win::kernel_handle worker;
+        if (up && !ids.empty())
+            worker.reset(OpenProcess(SYNCHRONIZE, FALSE, ids[0]));
+        CHECK(TerminateProcess(process.get(), 1));
+        CHECK(WaitForSingleObject(process.get(), 5000) == WAIT_OBJECT_0);
+        REQUIRE(worker);
+        CHECK(WaitForSingleObject(worker.get(), 2000) == WAIT_OBJECT_0);
+    }
 }

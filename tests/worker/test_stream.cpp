@@ -104,52 +104,6 @@ TEST_CASE("readLine")
     }
 }
 
-TEST_CASE("base operations of an input stream")
-{
-    char buffer[16] = {};
-    SUBCASE("exact reads throw at an early end")
-    {
-        memory_stream stream("abc");
-        CHECK_THROWS_WITH_AS(stream.readExact(buffer, 4), "invalid input", invalid_input);
-        memory_stream enough("abcd");
-        enough.readExact(buffer, 4);
-        CHECK(std::string(buffer, 4) == "abcd");
-        CHECK_THROWS_AS(enough.readWord(), invalid_input);
-        enough.readExact(buffer, 0);
-    }
-    SUBCASE("words are little-endian")
-    {
-        memory_stream stream(std::string("\x04\x03\x02\x01\xff\xff\xff\xff", 8));
-        CHECK(stream.readWord() == 0x01020304);
-        CHECK(stream.readWord() == 0xFFFFFFFF);
-    }
-    SUBCASE("skipping goes in pieces of 256 bytes and stops at a short one")
-    {
-        memory_stream stream(std::string(600, 'x'));
-        CHECK(stream.skip(0) == 0);
-        CHECK(stream.asked.empty());
-        CHECK(stream.skip(513) == 513);
-        CHECK(stream.asked == std::vector<uint64_t>{256, 256, 1});
-        CHECK_THROWS_AS(stream.skipExact(88), invalid_input);
-        CHECK(stream.skip(1000) == 0);
-        memory_stream enough(std::string(600, 'x'));
-        enough.skipExact(600);
-        CHECK(enough.skipPartial(1) == 0);
-        memory_stream partial(std::string(300, 'x'));
-        CHECK(partial.skipPartial(299) == 299);
-        CHECK(partial.asked == std::vector<uint64_t>{256, 43});
-    }
-    SUBCASE("readSome asks the hook, then reads as readPartial does")
-    {
-        memory_stream stream("abcdef");
-        CHECK(stream.readSome(buffer, 4) == 4);
-        CHECK(stream.hooks == 1);
-        CHECK(stream.readPartial(buffer, 4) == 2);
-        CHECK(stream.hooks == 1);
-        CHECK(stream.isReadable());
-    }
-}
-
 TEST_CASE("the forwarding write tells the size")
 {
     memory_sink sink;

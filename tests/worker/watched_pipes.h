@@ -7,7 +7,6 @@
 #include <windows.h>
 
 #include <mutex>
-#include <set>
 #include <string>
 #include <vector>
 
@@ -31,14 +30,6 @@ public:
 
     // The Nth pipe from here is not made.
     void refuse(int nth) { refused_ = nth; }
-
-    size_t different_names() const
-    {
-        std::set<std::wstring> names;
-        for (const call& each : calls)
-            names.insert(each.name);
-        return names.size();
-    }
 
     std::vector<call> calls;
 
