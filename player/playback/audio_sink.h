@@ -19,11 +19,12 @@ public:
     audio_sink(const audio_sink&) = delete;
     audio_sink& operator=(const audio_sink&) = delete;
 
+    // Both throw player_error when the device has stopped playing what it was given.
     virtual bool wants_more() = 0; // less than `buffered` waits
+    virtual bool is_dry() = 0;     // all that was written has been heard
     // Of the sink's format. Throws player_error when the device is gone.
     virtual void write(const audio_chunk& chunk) = 0;
     virtual uint64_t heard() = 0; // frames since the beginning or the last discard
-    virtual bool is_dry() = 0;    // all that was written has been heard
     virtual void pause(bool paused) = 0;
     virtual void discard() = 0; // drops what waits; counts from 0 again
     virtual void*

@@ -15,6 +15,10 @@ namespace player {
 
 namespace {
 
+// A device that has sound to play and ends none of it in this time is gone: not every driver says so when it
+// is pulled out or its service ends.
+constexpr ULONGLONG stalled_ms = 5000;
+
 // One piece of sound on its way. The device knows the header's address.
 struct buffer {
     WAVEHDR header{};
@@ -52,7 +56,7 @@ public:
 
     bool wants_more() override
     {
-        collect();
+        check_progress();
         return written_ - heard_ < buffered.count() * format_.rate / 1000;
     }
     void write(const audio_chunk& chunk) override
@@ -80,16 +84,22 @@ public:
     }
     bool is_dry() override
     {
-        collect();
+        check_progress();
         return on_the_way_.empty();
     }
-    void pause(bool paused) override { paused ? waveOutPause(device_) : waveOutRestart(device_); }
+    void pause(bool paused) override
+    {
+        paused_ = paused;
+        last_progress_ = GetTickCount64();
+        paused ? waveOutPause(device_) : waveOutRestart(device_);
+    }
     void discard() override
     {
         waveOutReset(device_);
         collect();
         // A reset also ends a pause.
         waveOutPause(device_);
+        paused_ = true;
         written_ = heard_ = 0;
     }
     void* event() noexcept override { return event_.get(); }
@@ -104,13 +114,24 @@ private:
             waveOutUnprepareHeader(device_, &done->header, sizeof(WAVEHDR));
             heard_ += done->frames;
             spare_.push_back(std::move(done));
+            last_progress_ = GetTickCount64();
         }
+    }
+    // Throws when what waits is not played.
+    void check_progress()
+    {
+        collect();
+        if (on_the_way_.empty())
+            last_progress_ = GetTickCount64();
+        else if (!paused_ && GetTickCount64() - last_progress_ > stalled_ms)
+            throw player_error("the sound device plays no more; play again to use another one");
     }
     static void check(MMRESULT result)
     {
         if (result == MMSYSERR_NOERROR)
             return;
-        throw player_error("the sound device is gone (code " + std::to_string(result) + ")");
+        throw player_error("the sound device is gone (code " + std::to_string(result) +
+                           "); play again to use another one");
     }
 
     const wav_format format_;
@@ -120,6 +141,8 @@ private:
     std::vector<std::unique_ptr<buffer>> spare_;
     uint64_t written_ = 0;
     uint64_t heard_ = 0;
+    bool paused_ = true;
+    ULONGLONG last_progress_ = 0; // GetTickCount64: the last sound that ended, or the end of a pause
 };
 
 } // namespace
