@@ -13,7 +13,7 @@
 
 int main(int count, char** arguments)
 {
-    // The driver of the effects checks what it calls.
+    // What is shared with the tests checks what it calls.
     doctest::Context context;
     context.setAsDefaultForAssertsOutOfTestCases();
 

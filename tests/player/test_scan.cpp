@@ -3,7 +3,6 @@
 #include "catalogue/image_builder.h"
 #include "player/os_path.h"
 #include "player/scan_progress.h"
-#include "pseudo_console.h"
 #include "run_program.h"
 #include "support/folder_link.h"
 

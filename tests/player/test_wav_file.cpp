@@ -2,14 +2,11 @@
 
 #include "player/os_path.h"
 #include "player/player_error.h"
-#include "player/sample_conversion.h"
 #include "player/whole_file.h"
 #include "support/temp_folder.h"
 #include "win/handle.h"
 
 #include <doctest/doctest.h>
-
-#include <cmath>
 
 using namespace player;
 
@@ -60,14 +57,6 @@ std::string refusal(const temp_folder& folder, const bytes& content)
         return line;
     }
     return "accepted";
-}
-
-std::vector<double> wave(size_t samples)
-{
-    std::vector<double> values(samples);
-    for (size_t i = 0; i < samples; ++i)
-        values[i] = 0.9 * std::sin(static_cast<double>(i) * 0.37);
-    return values;
 }
 
 } // namespace
