@@ -4,6 +4,7 @@
 #include "benches/chunk_player.h"
 #include "benches/direct_effect.h"
 #include "benches/figures.h"
+#include "win/utf.h"
 
 #include <windows.h>
 
@@ -49,13 +50,13 @@ void answered_chunks(const options& how, loaded_component& component)
 class direct_call {
 public:
     direct_call(const char* file, size_t frames)
-        : effect_(load_direct_effect(file))
+        : effect_(load_direct_effect(win::to_utf16(sample_effect(file, false).path)))
         , frames_(frames)
         , samples_(4 * frames)
         , in_{&samples_[0], &samples_[frames]}
         , out_{&samples_[2 * frames], &samples_[3 * frames]}
     {
-        effect_->start(44100, static_cast<int>(frames));
+        effect_->start(44100, static_cast<int>(frames), true);
     }
     void operator()() { effect_->process(in_, out_, static_cast<int>(frames_)); }
 

@@ -1,9 +1,7 @@
 #include "benches/direct_effect.h"
 
-#include "benches/chunk_player.h"
 #include "effects/bare/vst2_api.h"
 #include "effects/bare/vst3_api.h"
-#include "win/utf.h"
 
 #include <windows.h>
 
@@ -63,8 +61,10 @@ public:
         call(bare::vst2::op_close);
     }
 
-    void start(double rate, int max_frames) override
+    bool takes_doubles() const override { return (effect_->flags & bare::vst2::flag_double) != 0; }
+    void start(double rate, int max_frames, bool) override
     {
+        call(bare::vst2::op_mains_changed);
         call(bare::vst2::op_set_sample_rate, 0, static_cast<float>(rate));
         call(bare::vst2::op_set_block_size, max_frames);
         call(bare::vst2::op_mains_changed, 1);
@@ -72,6 +72,10 @@ public:
     void process(const double** in, double** out, int frames) override
     {
         effect_->process_double(effect_, in, out, frames);
+    }
+    void process(const float** in, float** out, int frames) override
+    {
+        effect_->process_float(effect_, in, out, frames);
     }
 
 private:
@@ -105,10 +109,7 @@ public:
     }
     ~vst3_direct() override
     {
-        if (running_) {
-            v3_cpp_obj(processor_)->set_processing(processor_, 0);
-            v3_cpp_obj(component_)->set_active(component_, 0);
-        }
+        stop();
         v3_cpp_obj_terminate(component_);
         v3_cpp_obj_unref(processor_);
         v3_cpp_obj_unref(component_);
@@ -116,9 +117,14 @@ public:
         exit_();
     }
 
-    void start(double rate, int max_frames) override
+    bool takes_doubles() const override
     {
-        v3_process_setup setup{V3_REALTIME, V3_SAMPLE_64, max_frames, rate};
+        return v3_cpp_obj(processor_)->can_process_sample_size(processor_, V3_SAMPLE_64) == bare::vst3::ok;
+    }
+    void start(double rate, int max_frames, bool doubles) override
+    {
+        stop();
+        v3_process_setup setup{V3_REALTIME, doubles ? V3_SAMPLE_64 : V3_SAMPLE_32, max_frames, rate};
         need(v3_cpp_obj(processor_)->setup_processing(processor_, &setup) == bare::vst3::ok, "its set-up");
         need(v3_cpp_obj(component_)->set_active(component_, 1) == bare::vst3::ok, "its activation");
         v3_cpp_obj(processor_)->set_processing(processor_, 1);
@@ -127,20 +133,40 @@ public:
     void process(const double** in, double** out, int frames) override
     {
         v3_audio_bus_buffers from{}, to{};
-        from.num_channels = to.num_channels = 2;
         from.channel_buffers_64 = const_cast<double**>(in);
         to.channel_buffers_64 = out;
+        process(from, to, V3_SAMPLE_64, frames);
+    }
+    void process(const float** in, float** out, int frames) override
+    {
+        v3_audio_bus_buffers from{}, to{};
+        from.channel_buffers_32 = const_cast<float**>(in);
+        to.channel_buffers_32 = out;
+        process(from, to, V3_SAMPLE_32, frames);
+    }
+
+private:
+    void process(v3_audio_bus_buffers& from, v3_audio_bus_buffers& to, int sample_size, int frames)
+    {
+        from.num_channels = to.num_channels = 2;
         v3_process_data data{};
         data.process_mode = V3_REALTIME;
-        data.symbolic_sample_size = V3_SAMPLE_64;
+        data.symbolic_sample_size = sample_size;
         data.nframes = frames;
         data.num_input_buses = data.num_output_buses = 1;
         data.inputs = &from;
         data.outputs = &to;
         need(v3_cpp_obj(processor_)->process(processor_, &data) == bare::vst3::ok, "its processing");
     }
+    void stop()
+    {
+        if (!running_)
+            return;
+        v3_cpp_obj(processor_)->set_processing(processor_, 0);
+        v3_cpp_obj(component_)->set_active(component_, 0);
+        running_ = false;
+    }
 
-private:
     module_file module_;
     bool (*exit_)();
     v3_plugin_factory** factory_ = nullptr;
@@ -151,10 +177,9 @@ private:
 
 } // namespace
 
-std::unique_ptr<direct_effect> load_direct_effect(const std::string& file)
+std::unique_ptr<direct_effect> load_direct_effect(const std::wstring& path)
 {
-    const std::wstring path = win::to_utf16(sample_effect(file.c_str(), false).path);
-    if (file.ends_with(".vst3"))
+    if (path.ends_with(L".vst3"))
         return std::make_unique<vst3_direct>(path);
     return std::make_unique<vst2_direct>(path);
 }

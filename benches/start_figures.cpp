@@ -4,6 +4,7 @@
 #include "benches/chunk_player.h"
 #include "benches/direct_effect.h"
 #include "benches/figures.h"
+#include "win/utf.h"
 
 #include <windows.h>
 
@@ -33,7 +34,8 @@ void start_figures(const options& how)
             double load = 0;
             {
                 std::unique_ptr<direct_effect> loaded;
-                load = time_of([&] { loaded = load_direct_effect("qvxGain.vst3"); });
+                const std::wstring path = win::to_utf16(sample_effect("qvxGain.vst3", false).path);
+                load = time_of([&] { loaded = load_direct_effect(path); });
             }
             double whole = 0;
             {
