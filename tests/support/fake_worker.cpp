@@ -34,9 +34,9 @@ std::string text_after(const std::string& line, std::string_view word)
 
 fake_worker::fake_worker(std::string script, const char* folder_name)
 {
-    const std::string id = unique_text();
+    id_ = unique_text();
     const std::filesystem::path folder =
-        std::filesystem::temp_directory_path() / native(std::string(folder_name) + " " + id);
+        std::filesystem::temp_directory_path() / native(std::string(folder_name) + " " + id_);
     std::filesystem::create_directories(folder);
     folder_ = win::to_utf8(folder.wstring()) + "\\";
 
@@ -47,7 +47,7 @@ fake_worker::fake_worker(std::string script, const char* folder_name)
         const std::string inside = script.substr(at + 1, end - at - 1);
         std::string value = folder_;
         if (const std::string name = text_after(inside, "event:"); !name.empty()) {
-            value = "fake-worker-" + id + "-" + name;
+            value = event_name(name);
             if (!events_.contains(name)) {
                 events_[name].reset(CreateEventW(nullptr, TRUE, FALSE, win::to_utf16(value).c_str()));
                 if (!events_[name])
@@ -87,9 +87,19 @@ vstConfig_t fake_worker::effect(const char* arch) const
     return config;
 }
 
+std::string fake_worker::event_name(const std::string& event) const
+{
+    return "fake-worker-" + id_ + "-" + event;
+}
+
 void fake_worker::signal(const std::string& event)
 {
     SetEvent(events_.at(event).get());
+}
+
+void fake_worker::reset(const std::string& event)
+{
+    ResetEvent(events_.at(event).get());
 }
 
 bool fake_worker::wait_for(const std::string& event, double limit_seconds)

@@ -35,7 +35,9 @@ public:
     vstConfig_t effect(const char* arch = "x64") const;
     const std::string& script_path() const noexcept { return script_path_; }
 
+    std::string event_name(const std::string& event) const; // for other programs
     void signal(const std::string& event);
+    void reset(const std::string& event); // not signalled any more
     bool wait_for(const std::string& event, double limit_seconds = 10);
 
     std::string file(const std::string& name) const; // its bytes; empty when it is not there
@@ -46,6 +48,7 @@ public:
     std::string payloads() const { return file("payloads.bin"); }
 
 private:
+    std::string id_;     // unique in the system
     std::string folder_; // UTF-8, ends in a separator
     std::string script_path_;
     std::map<std::string, win::kernel_handle> events_;

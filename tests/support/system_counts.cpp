@@ -7,8 +7,6 @@
 #include <psapi.h>
 #include <tlhelp32.h>
 
-#include <doctest/doctest.h>
-
 #include <algorithm>
 #include <cstdint>
 #include <stdexcept>
@@ -30,7 +28,33 @@ struct handle_entry {
     ULONG reserved;
 };
 
+std::vector<DWORD> child_processes()
+{
+    std::vector<DWORD> found;
+    const win::file_handle snapshot(CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0));
+    PROCESSENTRY32W process = {};
+    process.dwSize = sizeof(process);
+    for (BOOL more = Process32FirstW(snapshot.get(), &process); more;
+         more = Process32NextW(snapshot.get(), &process)) {
+        if (process.th32ParentProcessID == GetCurrentProcessId())
+            found.push_back(process.th32ProcessID);
+    }
+    return found;
+}
+
 } // namespace
+
+size_t kill_children(unsigned exit_code)
+{
+    constexpr DWORD limit_ms = 5000;
+    size_t killed = 0;
+    for (const DWORD id : child_processes()) {
+        const win::kernel_handle process(OpenProcess(PROCESS_TERMINATE | SYNCHRONIZE, FALSE, id));
+        killed += process && TerminateProcess(process.get(), exit_code) &&
+                  WaitForSingleObject(process.get(), limit_ms) == WAIT_OBJECT_0;
+    }
+    return killed;
+}
 
 // GetProcessHandleCount always answers 0 on some systems.
 size_t handles_of(unsigned long process_id)
@@ -83,17 +107,20 @@ gui_counts gui_counts::now()
 system_counts system_counts::now()
 {
     system_counts counts = {};
-    const win::file_handle snapshot(CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS | TH32CS_SNAPTHREAD, 0));
+    const win::file_handle snapshot(CreateToolhelp32Snapshot(TH32CS_SNAPTHREAD, 0));
     THREADENTRY32 thread = {};
     thread.dwSize = sizeof(thread);
     for (BOOL more = Thread32First(snapshot.get(), &thread); more;
          more = Thread32Next(snapshot.get(), &thread))
         counts.threads += thread.th32OwnerProcessID == GetCurrentProcessId();
-    PROCESSENTRY32W process = {};
-    process.dwSize = sizeof(process);
-    for (BOOL more = Process32FirstW(snapshot.get(), &process); more;
-         more = Process32NextW(snapshot.get(), &process))
-        counts.children += process.th32ParentProcessID == GetCurrentProcessId();
+    counts.children = child_processes().size();
+    wchar_t temp[MAX_PATH + 2] = {};
+    GetTempPathW(MAX_PATH, temp);
+    WIN32_FIND_DATAW entry;
+    const HANDLE search = FindFirstFileW((std::wstring(temp) + L"*").c_str(), &entry);
+    for (BOOL more = search != INVALID_HANDLE_VALUE; more; more = FindNextFileW(search, &entry))
+        ++counts.temp_files;
+    FindClose(search);
     PROCESS_MEMORY_COUNTERS memory = {};
     GetProcessMemoryInfo(GetCurrentProcess(), &memory, sizeof(memory));
     counts.private_bytes = memory.PagefileUsage;
@@ -103,18 +130,22 @@ system_counts system_counts::now()
     return counts;
 }
 
-void system_counts::check_nothing_more(size_t spare_handles) const
+std::string system_counts::growth(size_t spare_handles, double limit_seconds) const
 {
-    system_counts counts = now();
-    const auto is_more = [&] {
-        return counts.handles > handles + spare_handles || counts.threads > threads ||
-               counts.children > children;
-    };
-    for (int i = 0; i < 100 && is_more(); ++i) {
-        Sleep(50);
-        counts = now();
+    std::string text;
+    for (int i = 0; i == 0 || (!text.empty() && i < limit_seconds * 20); ++i) {
+        if (i != 0)
+            Sleep(50);
+        const system_counts counts = now();
+        text.clear();
+        const auto compare = [&text](size_t was, size_t is, const char* what) {
+            if (is > was)
+                text += (text.empty() ? "" : " ") + std::to_string(is - was) + what;
+        };
+        compare(handles + spare_handles, counts.handles, " handles");
+        compare(threads, counts.threads, " threads");
+        compare(children, counts.children, " processes");
+        compare(temp_files, counts.temp_files, " files");
     }
-    CHECK(counts.handles <= handles + spare_handles);
-    CHECK(counts.threads <= threads);
-    CHECK(counts.children <= children);
+    return text;
 }

@@ -307,7 +307,7 @@ TEST_CASE("dialogs: opened again and again they leave nothing behind")
         once();
     const system_counts before = system_counts::now();
     const gui_counts windows_before = gui_counts::now();
-    const size_t rounds = test_options::long_run() ? 200 : 10;
+    const size_t rounds = test_options::long_run() ? 500 : 10;
     for (size_t i = 0; i < rounds; ++i)
         once();
     before.check_nothing_more(3);

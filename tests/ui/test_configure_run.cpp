@@ -256,7 +256,7 @@ TEST_CASE("stopping is quick whatever the worker does")
 TEST_CASE("runs leave nothing behind")
 {
     configured test;
-    const int count = test_options::long_run() ? 200 : 10;
+    const int count = test_options::long_run() ? 500 : 10;
     const auto once = [&](bool by_user) {
         fake_worker fake(by_user ? closed_by_user : editor);
         test.start(fake);

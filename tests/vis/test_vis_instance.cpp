@@ -86,7 +86,7 @@ TEST_CASE("an instance ends with its worker, says nothing of it and leaves nothi
     vis_fixture test;
     const fake_worker fake("connect\nserve 1\nexit 0");
     system_counts before = {};
-    const int count = test_options::long_run() ? 200 : 6;
+    const int count = test_options::long_run() ? 500 : 6;
     for (int i = -4; i < count; ++i) {
         if (i == 0)
             before = system_counts::now();

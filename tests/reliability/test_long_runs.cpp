@@ -1,0 +1,103 @@
+// What is played for long, through the shipped workers: nothing grows.
+
+#include "dsp/dsp_vst.h"
+#include "sdk/abort_callback_impl.h"
+#include "sdk/dsp_chunk_list_impl.h"
+#include "sdk/dsp_preset_impl.h"
+#include "support/dialog_host.h"
+#include "support/real_editor.h"
+#include "support/system_counts.h"
+#include "support/test_options.h"
+
+#include <doctest/doctest.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+
+TEST_CASE("chunks through two instances, with seeks, formats, presets and killed workers: nothing grows")
+{
+    // Of the chain; each is one for either instance.
+    const size_t chunks = test_options::long_run() ? 500'000 : 500;
+    const size_t killed_every = test_options::long_run() ? 5'000 : 125;
+    dialog_host player;
+    use_shipped_workers();
+    // Both bitnesses and formats, the second fed with what the first one made.
+    const vstConfig_t effects[] = {{shipped_effect("qvxGain.vst3", "x64"), "gain", "x64", 3},
+                                   {shipped_effect("qvxGain.dll", "x86"), "gain", "x86", 2}};
+    service_ptr_t<dsp_vst> chain[2];
+    abort_callback_impl token;
+    const auto play = [&](uint32_t rate, uint32_t channels) { // what fails
+        dsp_chunk_list_impl list;
+        audio_chunk& chunk = *list.add_item();
+        chunk.set_data_size(64 * channels);
+        std::fill_n(chunk.get_data(), 64 * channels, 0.5);
+        chunk.set_sample_rate(rate);
+        chunk.set_channels(channels, channels == 1 ? 4 : 3);
+        chunk.set_sample_count(64);
+        for (auto& dsp : chain) {
+            try {
+                dsp->run_abortable(list, nullptr, 0, token);
+            } catch (const std::exception& failure) {
+                return std::string(failure.what());
+            }
+        }
+        const audio_chunk* const heard = list.get_item(0);
+        const bool whole = list.get_count() == 1 && heard->get_sample_count() == 64 &&
+                           heard->get_channel_count() == channels && heard->get_sample_rate() == rate &&
+                           heard->get_data()[0] > 0;
+        return std::string(whole ? "" : "another chunk");
+    };
+    const auto preset_of = [&](size_t effect) {
+        dsp_preset_impl preset;
+        vstConfigToPreset(effects[effect], preset);
+        return preset;
+    };
+
+    system_counts before = {};
+    size_t most_bytes = 0, kills = 0, failures = 0;
+    uint32_t rate = 44100, channels = 2;
+    const auto began = std::chrono::steady_clock::now();
+    for (size_t i = 0; i < chunks; ++i) {
+        if (i % killed_every == 0) { // as a player does: the dead ones go, others come
+            if (i != 0) {
+                kills += kill_children(42);
+                const std::string failure = play(rate, channels);
+                failures += failure != "VST worker terminated: 0x2A";
+            }
+            for (size_t k = 0; k < 2; ++k)
+                chain[k] = service_new<dsp_vst>(preset_of(k), 0u);
+        } else if (i % 101 == 0) {
+            for (auto& dsp : chain)
+                dsp->flush();
+        } else if (i % 499 == 0) {
+            rate = rate == 44100 ? 48000 : 44100;
+        } else if (i % 1009 == 0) {
+            channels = 3 - channels;
+        } else if (i % 211 == 0) {
+            failures += !chain[i % 2]->apply_preset(preset_of(i % 2));
+        }
+        if (const std::string failure = play(rate, channels); !failure.empty()) {
+            ++failures;
+            CHECK(failure == "");
+            break;
+        }
+        if (i == 2 * killed_every + 10)
+            before = system_counts::now();
+        if (before.private_bytes != 0 && i % killed_every == 100)
+            most_bytes = std::max(most_bytes, system_counts::now().private_bytes);
+    }
+    CHECK(failures == 0);
+    CHECK(kills == 2 * (chunks / killed_every - 1));
+    before.check_nothing_more(4);
+    CHECK(most_bytes < before.private_bytes + (2 << 20));
+    std::printf("2 x %u chunks, %u workers killed, %.0f s, %d KiB more at most\n",
+                static_cast<unsigned>(chunks), static_cast<unsigned>(kills),
+                std::chrono::duration<double>(std::chrono::steady_clock::now() - began).count(),
+                static_cast<int>(most_bytes / 1024) - static_cast<int>(before.private_bytes / 1024));
+    for (auto& dsp : chain)
+        dsp.release();
+    CHECK(player.host.wait_until_detached_done());
+    before.children = 0;
+    before.check_nothing_more(4);
+}
