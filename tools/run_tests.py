@@ -24,7 +24,7 @@ COUNTS = re.compile(r"^(\d+) passed, (\d+) failed, (\d+) skipped\s*$")
 SLOW_SECONDS = 20  # what a program may take in its short form
 LIMIT_SECONDS = 300  # then it is ended
 LIMIT_SECONDS_LONG = 8 * 3600
-# How a program written in Python says that it runs alone; the others have a file beside them, see tests/CMakeLists.txt.
+# How a program written in Python says that it runs alone; for the others tests/CMakeLists.txt does.
 ALONE = re.compile(r"^# Runs alone: ", re.MULTILINE)
 
 
@@ -44,11 +44,13 @@ class Program:
 def find_programs():
     programs = []
     for arch, suffix in (("x64", ".exe"), ("x86", ".exe"), ("native", "")):
-        for path in sorted((TOP / "build" / arch / "tests" / "bin").glob("test_*" + suffix)):
-            if path.suffix == suffix:
-                command = [str(path)] if arch == "native" else [str(TOP / "tools" / "wine"), str(path)]
-                alone = path.with_suffix(".alone").exists()
-                programs.append(Program(path.stem.removeprefix("test_"), arch, command, [], alone))
+        tests = TOP / "build" / arch / "tests"
+        for line in sorted((tests / "programs.txt").read_text().splitlines()):
+            name, _, alone = line.partition(" ")
+            command = [str(tests / "bin" / (name + suffix))]
+            if arch != "native":
+                command.insert(0, str(TOP / "tools" / "wine"))
+            programs.append(Program(name.removeprefix("test_"), arch, command, [], bool(alone)))
     for path in sorted((TOP / "tests").glob("*/test_*.py")):
         alone = ALONE.search(path.read_text()) is not None
         programs.append(Program(path.parent.name, "python", ["/usr/bin/python3", str(path)], [], alone))

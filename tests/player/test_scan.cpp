@@ -60,13 +60,6 @@ struct scan_fixture {
     strings written; // modules
 };
 
-// Nobody else may open the folder while this lives.
-win::file_handle locked(const std::string& folder)
-{
-    return win::file_handle(CreateFileW(os_path(folder).c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING,
-                                        FILE_FLAG_BACKUP_SEMANTICS, nullptr));
-}
-
 } // namespace
 
 TEST_CASE("scan command: long paths, names of every script, bundles, links in a circle; order and duplicates")
