@@ -12,6 +12,9 @@ set(QVX_DIST "${CMAKE_SOURCE_DIR}/build/dist")
 set(QVX_DIST_ARCH "${QVX_DIST}/${QVX_ARCH}")
 set(QVX_TESTS_BIN "${CMAKE_BINARY_DIR}/tests/bin")
 
+# The same sources make the same files.
+add_link_options(-Wl,--no-insert-timestamp)
+
 # Everything in build/dist/: what people run, without the tests.
 add_custom_target(shipped)
 
@@ -55,9 +58,13 @@ function(qvx_version_resource target description)
         set(QVX_FILE_TYPE VFT_DLL)
     endif()
     set(QVX_FILE_DESCRIPTION "${description}")
-    set(QVX_FILE_NAME "${target}")
-    configure_file("${CMAKE_SOURCE_DIR}/resources/version.rc.in" "${CMAKE_CURRENT_BINARY_DIR}/${target}.rc" @ONLY)
-    target_sources(${target} PRIVATE "${CMAKE_CURRENT_BINARY_DIR}/${target}.rc")
+    set(QVX_FILE_NAME "$<TARGET_FILE_NAME:${target}>")
+    set(script "${CMAKE_CURRENT_BINARY_DIR}/${target}_version.rc")
+    file(READ "${CMAKE_SOURCE_DIR}/resources/version.rc.in" template)
+    set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS "${CMAKE_SOURCE_DIR}/resources/version.rc.in")
+    string(CONFIGURE "${template}" content @ONLY)
+    file(GENERATE OUTPUT "${script}" CONTENT "${content}")
+    target_sources(${target} PRIVATE "${script}")
 endfunction()
 
 # qvx_dialog_resources(TARGET): the templates of the component's dialogs, which ui/ looks up in the module that

@@ -48,17 +48,6 @@ const char* advice_for(module_refusal refusal)
     }
 }
 
-// What to do about a failure of a DSP, told from its text.
-const char* advice_for(std::string_view failure)
-{
-    if (failure == "file not found")
-        return "put the worker programs qvxVSTHost64.exe and qvxVSTHost32.exe beside the component";
-    if (failure == "timeout" || failure == "could not connect pipe" || failure == "pipe creation failure" ||
-        failure == "could not start the worker process")
-        return "the effect's worker program did not come up: see the console lines above, then try again";
-    return "see the console lines above, or leave the effect out";
-}
-
 // The file name without its extension.
 std::string effect_name(const std::string& path)
 {
@@ -68,6 +57,16 @@ std::string effect_name(const std::string& path)
 }
 
 } // namespace
+
+std::string failure_advice(std::string_view failure)
+{
+    if (failure == "file not found")
+        return "put the worker programs qvxVSTHost64.exe and qvxVSTHost32.exe beside the component";
+    if (failure == "timeout" || failure == "could not connect pipe" || failure == "pipe creation failure" ||
+        failure == "could not start the worker process")
+        return "its worker program did not come up: see the console, then try again";
+    return {};
+}
 
 chain_entry make_effect_entry(const effect_options& effect)
 {
@@ -161,8 +160,10 @@ void dsp_chain::run(dsp_chunk_list& chunks, uint32_t flags, abort_callback& abor
             // A wait that was broken by the token may carry a text of its own.
             if (abort.is_aborting())
                 throw exception_aborted();
-            throw player_error(each.file + ": " + error.what() + "; " +
-                               advice_for(std::string_view(error.what())));
+            const std::string advice = failure_advice(error.what());
+            throw player_error(
+                each.file + ": " + error.what() + "; " +
+                (advice.empty() ? "see the console lines above, or leave the effect out" : advice));
         }
     }
 }

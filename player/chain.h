@@ -30,6 +30,9 @@ service_ptr_t<dsp_v2> make_processor(const dsp_preset& preset, uint32_t instanti
 // The entry that owns presets of this owner; empty when there is none.
 service_ptr_t<dsp_entry> find_dsp_entry(const guid_t& owner);
 
+// What to do about a failure of a DSP, told from its text; empty when only the console's lines can tell.
+std::string failure_advice(std::string_view failure);
+
 // The instances of a chain, made by the DSP entries of the component and destroyed with this object. One
 // thread.
 class dsp_chain {

@@ -1,5 +1,6 @@
 #include "player/command_line.h"
 
+#include "player/command_help.h"
 #include "player/player_error.h"
 
 #include <CLI/CLI.hpp>
@@ -21,36 +22,10 @@ constexpr layout layouts[] = {{"mono", 0x4},         {"stereo", 0x3}, {"2.1", 0x
                               {"4.0", 0x33},         {"4.1", 0x3B},   {"5.0", 0x37}, {"5.1", 0x3F},
                               {"5.1 (side)", 0x60F}, {"7.1", 0x63F}};
 
-// How many letters have to be added, removed or changed.
-size_t edit_distance(const std::string& a, const std::string& b)
+bool is_wav_name(const std::string& file)
 {
-    std::vector<size_t> row(b.size() + 1);
-    for (size_t j = 0; j <= b.size(); ++j)
-        row[j] = j;
-    for (size_t i = 1; i <= a.size(); ++i) {
-        size_t diagonal = row[0];
-        row[0] = i;
-        for (size_t j = 1; j <= b.size(); ++j) {
-            const size_t changed = diagonal + (a[i - 1] != b[j - 1]);
-            diagonal = row[j];
-            row[j] = std::min({row[j] + 1, row[j - 1] + 1, changed});
-        }
-    }
-    return row[b.size()];
-}
-
-std::string suggestion(const std::string& wrong, const std::vector<std::string>& candidates)
-{
-    const std::string* nearest = nullptr;
-    size_t nearest_distance = wrong.size() / 2 + 1; // from there on it is another word
-    for (const std::string& candidate : candidates) {
-        const size_t distance = edit_distance(wrong, candidate);
-        if (distance < nearest_distance) {
-            nearest = &candidate;
-            nearest_distance = distance;
-        }
-    }
-    return nearest ? "; did you mean " + *nearest + "?" : "; --help lists what there is";
+    const std::string ending = file.size() > 4 ? file.substr(file.size() - 4) : "";
+    return CLI::detail::to_lower(ending) == ".wav";
 }
 
 uint32_t checked_layout(const std::string& name)
@@ -73,74 +48,93 @@ public:
         app_.allow_extras();
         app_.require_subcommand(0, 1);
         app_.add_option("--component", line_.component,
-                        "the component to load (default: qvx_dsp_vst3.dll beside the player)");
-        app_.add_option("--config", line_.config,
-                        "the configuration file (default: in the user's application data)");
-        app_.add_flag("--quiet", line_.quiet, "drop the component's console lines and the progress bar");
+                        "the component (default: qvx_dsp_vst3.dll beside the player)")
+            ->type_name("FILE");
+        app_.add_option("--config", line_.config, "the settings (default: %APPDATA%\\qvxplayer\\config.json)")
+            ->type_name("FILE");
+        app_.add_flag("--quiet", line_.quiet, "no console lines of the component, no progress");
         app_.add_flag("--version", version_, "print the version");
 
-        render_ = add("render", "run WAV files through a chain of effects: IN.wav [IN2.wav...] OUT.wav");
-        render_->add_option("files", files_, "input files, then the output file")
-            ->option_text("IN.wav... OUT.wav");
+        render_ = add("render", "Run WAV files through a chain of effects.");
+        render_->add_option("files", files_, "what to play, as one stream, and where it goes")
+            ->type_name("IN.wav... OUT.wav");
         effect_ = render_->add_option("--effect", modules_,
-                                      "add an effect: a module file or a VST 3 bundle folder");
-        effect_->allow_extra_args(false);
-        preset_file_ =
-            render_->add_option("--preset", preset_files_, "add an effect from a file of preset bytes");
-        preset_file_->allow_extra_args(false);
+                                      "add an effect to the chain: a module file or a bundle folder");
+        effect_->allow_extra_args(false)->type_name("MODULE");
         add_effect_options(*render_, render_effect_);
-        render_->add_option("--frames", line_.render.frames, "chunk size in frames (default 4096)")
-            ->check(CLI::Range(1u, max_chunk_frames));
-        render_->add_option("--seek", line_.render.seek, "after the first chunk, go on at this many seconds");
-        render_->add_flag("--tail", line_.render.tail, "collect what rings on after the end");
+        preset_file_ = render_->add_option("--preset", preset_files_,
+                                           "add an effect from a file that preset or configure wrote");
+        preset_file_->allow_extra_args(false)->type_name("FILE");
+        render_
+            ->add_option("--frames", line_.render.frames,
+                         "a number of frames from 1 to 1048576: the size of a chunk (default 4096)")
+            ->type_name("N");
+        render_
+            ->add_option("--seek", line_.render.seek,
+                         "a number of seconds from 0 on: go on there after the first chunk")
+            ->type_name("S");
+        render_->add_flag("--tail", line_.render.tail, "also what rings on after the end");
         render_->add_flag("--realtime", line_.render.realtime, "tell the effects that this is playback");
 
-        scan_ =
-            add("scan", "list the effects that lie in the given folders, or else in those of the settings "
-                        "and the system's");
-        scan_->add_option("folders", line_.scan_folders, "folders to look in, with all below them")
-            ->option_text("DIR...");
+        scan_ = add("scan", "List the effects in folders, without loading any.");
+        scan_
+            ->add_option("folders", line_.scan_folders,
+                         "where to look, with all folders below (default: those of the settings and the "
+                         "system's)")
+            ->type_name("DIR...");
 
-        preset_ = add("preset", "write preset bytes (MODULE OUT) or print them (--show FILE)");
-        preset_->add_option("files", files_, "the module, then the output file")->option_text("MODULE OUT");
-        preset_->add_option("--show", line_.preset.show, "print a file of preset bytes");
-        add_effect_options(*preset_, preset_effect_);
-
-        configure_ =
-            add("configure", "open the component's dialog on an effect, on a file of preset bytes, or on an "
-                             "effect whose preset goes into the file");
-        configure_effect_ = configure_->add_option("--effect", modules_, "the effect to begin with");
-        configure_effect_->allow_extra_args(false);
-        configure_->add_option("--preset", line_.configure.preset_file, "the file to read and write back");
+        configure_ = add("configure", "Edit an effect in the component's dialog; keep a preset.");
+        configure_effect_ = configure_->add_option("--effect", modules_,
+                                                   "the effect to begin with (default: that of --preset)");
+        configure_effect_->allow_extra_args(false)->type_name("MODULE");
+        configure_->add_option("--preset", line_.configure.preset_file, "the preset to read and write back")
+            ->type_name("FILE");
         add_effect_options(*configure_, configure_options_);
 
-        services_ = add("services", "list the services of the component");
-        settings_ = add("settings", "show or change the component's settings");
+        preset_ = add("preset", "Write an effect's preset to a file, or print one.");
+        preset_->add_option("files", files_, "the effect, and the file to write")->type_name("MODULE OUT");
+        preset_->add_option("--show", line_.preset.show, "print this preset")->type_name("FILE");
+        add_effect_options(*preset_, preset_effect_);
+
+        settings_ = add("settings", "Show or change the component's settings.");
         settings_
             ->add_option("settings", line_.settings,
-                         "dpi-aware, feed-live, process-tail (on, off), folders, "
-                         "disabled-folders (paths with ; between them)")
-            ->option_text("NAME[=VALUE]...");
+                         "dpi-aware, feed-live, process-tail (on or off), folders, disabled-folders (paths "
+                         "with ; between)")
+            ->type_name("NAME[=VALUE]...");
+        services_ = add("services", "List what the component registers with the player.");
 
-        gui_ = app_.add_subcommand("gui", "open the window; so does no command at all");
+        gui_ = app_.add_subcommand("gui", "Open the window: play, and edit the chain meanwhile.");
         gui_->fallthrough();
         gui_->add_option("file", line_.gui.file, "the file to open (default: the last one)")
-            ->option_text("FILE.wav");
-        gui_->add_option("--capture", line_.gui.capture, "also write what is heard into this WAV file");
+            ->type_name("FILE.wav");
+        gui_->add_option("--capture", line_.gui.capture, "also write what is heard into this file")
+            ->type_name("FILE.wav");
+
+        for (CLI::App* sub : {render_, scan_, configure_, preset_, settings_, services_})
+            sub->add_flag("--json", line_.json, "print one JSON value");
     }
 
     command_line parse(const std::vector<std::string>& arguments)
     {
         std::vector<std::string> reversed(arguments.rbegin(), arguments.rend()); // as the library wants them
+        // As people ask for it elsewhere: "/?", "help", "help render".
+        if (!arguments.empty() && (arguments[0] == "/?" || arguments[0] == "-?" || arguments[0] == "help")) {
+            reversed.pop_back();
+            reversed.insert(reversed.begin(), "--help");
+        }
         try {
             app_.parse(reversed);
         } catch (const CLI::CallForHelp&) {
-            line_.help_text = app_.help();
+            const auto selected = app_.get_subcommands();
+            line_.help_text = help_page(app_, selected.empty() ? app_ : *selected.front());
             return line_;
         } catch (const CLI::ParseError& error) {
-            throw usage_error(error.what());
+            throw usage_error(explain_mistake(app_, error));
         }
-        check_extras();
+        check_for_empty_texts();
+        if (!take_lonely_file())
+            check_extras();
         if (version_)
             line_.what = command::version;
         else if (render_->parsed())
@@ -173,19 +167,19 @@ private:
     {
         CLI::App* sub = app_.add_subcommand(name, description);
         sub->fallthrough(); // the player's own options may stand behind the command
-        sub->add_flag("--json", line_.json, "print one JSON value");
         return sub;
     }
     static void add_effect_options(CLI::App& sub, effect_option_set& options)
     {
-        options.state = sub.add_option("--state", options.states, "the effect's state, from a file");
-        options.state->allow_extra_args(false);
-        options.layout = sub.add_option("--layout", options.layouts,
-                                        "the effect's output layout: mono, stereo, 2.1, "
-                                        "3.0, 4.0, 4.1, 5.0, 5.1, \"5.1 (side)\", 7.1");
-        options.layout->allow_extra_args(false);
+        options.state = sub.add_option("--state", options.states, "that effect's state, from a file");
+        options.state->allow_extra_args(false)->type_name("FILE");
+        options.layout =
+            sub.add_option("--layout", options.layouts,
+                           "what that effect puts out: mono, stereo, 2.1, 3.0, 4.0, 4.1, 5.0, 5.1, "
+                           "\"5.1 (side)\", 7.1");
+        options.layout->allow_extra_args(false)->type_name("NAME");
         options.float64 = sub.add_flag("--float64", options.float64_given,
-                                       "process in 64-bit floating point; else only 32-bit PCM is");
+                                       "64-bit floating point for it, where it takes that");
     }
 
     // Applies an option of an effect; `taken` counts the values used so far. False when it is none.
@@ -221,6 +215,10 @@ private:
             throw usage_error("render needs an input and an output file: render IN.wav OUT.wav");
         line_.render.output = files_.back();
         line_.render.inputs.assign(files_.begin(), files_.end() - 1);
+        if (line_.render.frames < 1 || line_.render.frames > max_chunk_frames)
+            throw usage_error("--frames takes a number of frames from 1 to " +
+                              std::to_string(max_chunk_frames) + "; \"" +
+                              std::to_string(line_.render.frames) + "\" is none");
         if (line_.render.seek && !(std::isfinite(*line_.render.seek) && *line_.render.seek >= 0))
             throw usage_error("--seek needs a number of seconds from 0 on");
         taken_values taken;
@@ -274,6 +272,33 @@ private:
         }
     }
 
+    // A file without a command: "open with", or dropped on the program.
+    bool take_lonely_file()
+    {
+        const std::vector<std::string> extras = app_.remaining(true);
+        if (extras.size() != 1 || !app_.get_subcommands().empty() || !is_wav_name(extras.front()))
+            return false;
+        line_.gui.file = extras.front();
+        return true;
+    }
+
+    // No file, folder or setting has an empty name; scripts with a variable that is not set give one.
+    void check_for_empty_texts()
+    {
+        std::vector<const CLI::App*> apps{&app_};
+        for (const CLI::App* sub : app_.get_subcommands())
+            apps.push_back(sub);
+        for (const CLI::App* app : apps) {
+            for (const CLI::Option* option : app->get_options()) {
+                const auto given = option->results();
+                if (std::find(given.begin(), given.end(), std::string()) != given.end())
+                    throw usage_error("an empty text was given as " + option->get_type_name() +
+                                      (option->get_positional() ? "" : " of " + option->get_name()) +
+                                      "; put a name there");
+            }
+        }
+    }
+
     // What the parser could not place: unknown options, unknown commands, arguments too many.
     void check_extras()
     {
@@ -290,15 +315,21 @@ private:
             for (const CLI::App* sub : selected)
                 collect_options(*sub, names);
             const std::string given = option->substr(0, option->find('='));
-            throw usage_error("unknown option " + given + suggestion(given, names));
+            throw usage_error("unknown option " + given + suggest(given, names));
         }
         if (!selected.empty())
             throw usage_error("unexpected argument \"" + extras.front() + "\"; " +
                               selected.front()->get_name() + " --help says what it takes");
+        const std::string& first = extras.front();
+        if (is_wav_name(first))
+            throw usage_error("unexpected argument \"" + extras[1] + "\"; the window opens one file");
+        if (first.find_first_of(".\\/") != std::string::npos)
+            throw usage_error("\"" + first +
+                              "\" is neither a command nor a WAV file; --help lists the commands");
         std::vector<std::string> names;
         for (const CLI::App* sub : app_.get_subcommands({}))
             names.push_back(sub->get_name());
-        throw usage_error("unknown command " + extras.front() + suggestion(extras.front(), names));
+        throw usage_error("unknown command " + extras.front() + suggest(extras.front(), names));
     }
     static void collect_options(const CLI::App& app, std::vector<std::string>& names)
     {
@@ -308,7 +339,7 @@ private:
         }
     }
 
-    CLI::App app_{"Plays WAV files through the DSP component of the player.", "qvxplayer"};
+    CLI::App app_{"qvxplayer " QVX_VERSION ": plays WAV files through VST effects.", "qvxplayer"};
     command_line line_;
     bool version_ = false;
     std::vector<std::string> files_, modules_, preset_files_;

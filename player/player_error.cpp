@@ -1,26 +1,10 @@
 #include "player/player_error.h"
 
-#include "win/utf.h"
+#include "win/error_text.h"
 
 #include <windows.h>
 
-#include <algorithm>
-
 namespace player {
-
-std::string windows_error_text(uint32_t code)
-{
-    wchar_t buffer[512];
-    const DWORD length = FormatMessageW(
-        FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS | FORMAT_MESSAGE_MAX_WIDTH_MASK, nullptr,
-        code, 0, buffer, static_cast<DWORD>(std::size(buffer)), nullptr);
-    std::string text = win::to_utf8(std::wstring_view(buffer, length));
-    std::replace(text.begin(), text.end(), '\n', ' ');
-    std::replace(text.begin(), text.end(), '\r', ' ');
-    while (!text.empty() && (text.back() == ' ' || text.back() == '.'))
-        text.pop_back();
-    return text.empty() ? "Windows error " + std::to_string(code) : text;
-}
 
 void throw_file_error(const std::string& path, const char* what, uint32_t code)
 {
@@ -42,7 +26,7 @@ void throw_file_error(const std::string& path, const char* what, uint32_t code)
     default:
         break;
     }
-    throw player_error(path + ": " + what + ": " + windows_error_text(code) + advice);
+    throw player_error(path + ": " + what + ": " + win::error_text(code) + advice);
 }
 
 } // namespace player

@@ -15,10 +15,7 @@ struct usage_error : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
-// The operating system's words for an error code, one line without a full stop at its end.
-std::string windows_error_text(uint32_t code);
-
-// "<path>: <what failed>: <windows_error_text>", with advice for the codes that people meet.
+// "<path>: <what failed>: <win::error_text>", with advice for the codes that people meet.
 [[noreturn]] void throw_file_error(const std::string& path, const char* what, uint32_t code);
 
 } // namespace player

@@ -17,9 +17,6 @@ constexpr std::chrono::milliseconds show_interval{100};
 
 vstFolder_t checked_folder(const std::string& given)
 {
-    if (given.empty())
-        throw player_error("an empty text is no folder; name the folders to look in, or none for those of "
-                           "the settings");
     const std::wstring path = os_path(given);
     const DWORD attributes = GetFileAttributesW(path.c_str());
     if (attributes == INVALID_FILE_ATTRIBUTES) {

@@ -1,6 +1,7 @@
 #!/usr/bin/python3
 """The demo of ./run: plays a short tune through the sample effects, as VST 2 and VST 3, with 64- and 32-bit workers.
 Leaves the sound files and a picture of what went in and came out in build/demo/."""
+import argparse
 import array
 import json
 import math
@@ -111,6 +112,7 @@ def render(source, target, module):
 
 
 def main():
+    argparse.ArgumentParser(prog="tools/demo.py", description=__doc__).parse_args()
     DEMO.mkdir(parents=True, exist_ok=True)
     source = DEMO / "tune.wav"
     if not source.exists():

@@ -209,7 +209,7 @@ void CDialogConfigureVST::runEditor(const std::shared_ptr<run_t>& run, const vst
     } catch (const std::exception& failure) {
         // What a worker has to say comes on the console by itself; without one nobody else tells.
         if (!started && !run->aborted)
-            tellConsole(std::string("VST: no configuration window: ") + failure.what());
+            tellConsole("VST: no configuration window: " + Nv::explainFailedStart(effect, failure));
     } catch (...) {
     }
     Nv::stopWorker(pipe, endSeconds);

@@ -21,7 +21,11 @@ constexpr mode_word modes[] = {
     {"configure-live", run_mode::configure_live},
     {"probe", run_mode::probe},
     {"--version", run_mode::version},
+    {"--help", run_mode::help},
+    {"-h", run_mode::help},
+    {"/?", run_mode::help},
 };
+constexpr std::string_view mode_words = "process, configure, configure-live, probe, --version or --help";
 
 // Stores a value; false when the value is none that the option takes.
 using setter = bool (*)(options&, const std::string&);
@@ -95,7 +99,31 @@ constexpr option_word option_words[] = {
 
 usage_error missing(const std::string& mode, std::string_view option)
 {
-    return {"mode \"" + mode + "\" needs the option " + std::string(option)};
+    const auto word = std::ranges::find(option_words, option, &option_word::word);
+    return {"mode \"" + mode + "\" needs the option " + std::string(option) + ": " +
+            std::string(word->values)};
+}
+
+usage_error unknown(const std::string& given)
+{
+    std::string words;
+    for (const option_word& option : option_words)
+        words += (words.empty() ? "" : " ") + std::string(option.word);
+    // A path by itself is what everybody tries first.
+    return {given.starts_with("-") ? "unknown option \"" + given + "\": use some of " + words
+                                   : "\"" + given +
+                                         "\" stands alone: put the option that it is for before it, as in "
+                                         "--vst \"" +
+                                         given + "\""};
+}
+
+bool is_vst3_name(std::string_view path)
+{
+    constexpr std::string_view suffix = ".vst3";
+    return path.size() > suffix.size() &&
+           std::ranges::equal(path.substr(path.size() - suffix.size()), suffix, [](char have, char want) {
+               return (have >= 'A' && have <= 'Z' ? have + 32 : have) == want;
+           });
 }
 
 } // namespace
@@ -103,32 +131,65 @@ usage_error missing(const std::string& mode, std::string_view option)
 std::variant<options, usage_error> vsthost::parse_command_line(const std::vector<std::string>& arguments)
 {
     if (arguments.empty())
-        return usage_error{"no mode given: process, configure, configure-live, probe or --version"};
+        return usage_error{"no mode given: use " + std::string(mode_words)};
     const auto mode = std::ranges::find(modes, arguments[0], &mode_word::word);
     if (mode == std::end(modes))
-        return usage_error{"unknown mode \"" + arguments[0] +
-                           "\": use process, configure, configure-live, probe or --version"};
+        return usage_error{"unknown mode \"" + arguments[0] + "\": use " + std::string(mode_words)};
 
     options result;
     result.mode = mode->mode;
     for (size_t i = 1; i < arguments.size(); i += 2) {
         const auto option = std::ranges::find(option_words, arguments[i], &option_word::word);
         if (option == std::end(option_words))
-            return usage_error{"unknown option \"" + arguments[i] + "\""};
+            return unknown(arguments[i]);
         if (i + 1 == arguments.size())
             return usage_error{"option " + arguments[i] + " needs a value: " + std::string(option->values)};
         if (!option->set(result, arguments[i + 1]))
             return usage_error{"option " + arguments[i] + " takes " + std::string(option->values) +
                                ", not \"" + arguments[i + 1] + "\""};
     }
-    if (result.mode == run_mode::version)
+    if (result.mode == run_mode::version || result.mode == run_mode::help)
         return result;
     if (result.vst_path.empty())
         return missing(arguments[0], "--vst");
+    if (result.vst_version == 0 && result.mode == run_mode::probe)
+        result.vst_version = is_vst3_name(result.vst_path) ? 3 : 2;
     if (result.vst_version == 0)
         return missing(arguments[0], "--vst-version");
     if ((result.mode == run_mode::process || result.mode == run_mode::configure_live) &&
         result.pipe_name.empty())
         return missing(arguments[0], "--pipe");
     return result;
+}
+
+std::string vsthost::help_text(const std::string& program)
+{
+    std::string text = program + R"(: loads one VST effect. The player starts it by itself.
+
+What a module holds, as JSON; its state can be read from a file, or saved to one:
+  PROGRAM probe --vst MODULE [--vst-version 2|3]
+               [--state FILE] [--save-state FILE]
+  PROGRAM --version
+  PROGRAM --help
+
+What the player asks for:
+  PROGRAM process --vst MODULE --vst-version 2|3 --formattag 3 --bits 64
+               --protocol chunked --float64 0|1 --process realtime|offline
+               --pipe NAME
+  PROGRAM configure|configure-live --vst MODULE --vst-version 2|3
+               [--data FILE] [--window-title TEXT] [--parent-window HEX]
+               [--dpi-aware yes|no] [--pipe NAME]
+
+MODULE is a .dll, a .vst3 file or a VST 3 bundle folder. "configure" without a
+pipe shows the effect's editor. Errors are one line on standard error.
+
+Examples:
+  PROGRAM probe --vst C:\Effects\Echo.vst3
+  PROGRAM probe --vst Echo.dll --save-state echo.fxb
+  PROGRAM configure --vst Echo.vst3 --vst-version 3 --data echo.vstpreset
+)";
+    const std::string_view name = "PROGRAM";
+    for (size_t at = text.find(name); at != std::string::npos; at = text.find(name, at))
+        text.replace(at, name.size(), program);
+    return text;
 }

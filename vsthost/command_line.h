@@ -8,7 +8,7 @@
 
 namespace vsthost {
 
-enum class run_mode { process, configure, configure_live, probe, version };
+enum class run_mode { process, configure, configure_live, probe, version, help };
 
 struct options {
     run_mode mode = run_mode::version;
@@ -34,5 +34,8 @@ struct usage_error {
 
 // `arguments` without the program's own name, UTF-8. An option that comes twice counts with its last value.
 std::variant<options, usage_error> parse_command_line(const std::vector<std::string>& arguments);
+
+// What --help prints, for the program of this name.
+std::string help_text(const std::string& program);
 
 } // namespace vsthost

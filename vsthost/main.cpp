@@ -38,6 +38,9 @@ void run(const vsthost::options& wanted)
     case run_mode::version:
         print_to_user("qvxVSTHost" QVX_BITS_TEXT " " QVX_VERSION "\n");
         break;
+    case run_mode::help:
+        print_to_user(help_text("qvxVSTHost" QVX_BITS_TEXT));
+        break;
     case run_mode::configure:
     case run_mode::configure_live:
         run_configure_mode(wanted);

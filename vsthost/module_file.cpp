@@ -3,6 +3,7 @@
 #include "vsthost/exit_codes.h"
 #include "vsthost/pe_image.h"
 #include "vsthost/process_shell.h"
+#include "win/error_text.h"
 #include "win/handle.h"
 #include "win/utf.h"
 
@@ -166,11 +167,21 @@ std::optional<std::string> missing_library(const std::wstring& path, const std::
                                        : "a library that it needs is missing or too old") +
                               "; install what the effect's maker asks for");
     }
-    if (error == ERROR_DLL_INIT_FAILED)
-        throw fatal_error(exit_code::module_unusable,
-                          "\"" + shown + "\" cannot be loaded: its own start-up failed");
-    throw fatal_error(exit_code::module_unusable,
-                      "\"" + shown + "\" cannot be loaded (Windows error " + std::to_string(error) + ")");
+    const auto unusable = [&](const std::string& why) {
+        return fatal_error(exit_code::module_unusable, "\"" + shown + "\" cannot be loaded: " + why);
+    };
+    switch (error) {
+    case ERROR_DLL_INIT_FAILED:
+        throw unusable("its own start-up failed; install what the effect's maker asks for");
+    case ERROR_NOACCESS:
+        throw unusable("it crashed in its own start-up; install the effect again, or a newer version of it");
+    case ERROR_BAD_EXE_FORMAT:
+    case ERROR_INVALID_EXE_SIGNATURE:
+    case ERROR_EXE_MARKED_INVALID:
+        throw unusable("the file is damaged or not complete; install the effect again");
+    default:
+        throw unusable(win::error_text(error) + " (Windows error " + std::to_string(error) + ")");
+    }
 }
 
 } // namespace

@@ -2,6 +2,7 @@
 
 #include "vsthost/exit_codes.h"
 #include "vsthost/process_shell.h"
+#include "win/error_text.h"
 #include "win/utf.h"
 
 #include <algorithm>
@@ -22,9 +23,11 @@ vsthost::pipe_client::pipe_client(const std::string& name, at_pipe_end at_end)
 {
     pipe_ = win::file_handle(CreateFileW(win::to_utf16(name).c_str(), GENERIC_READ | GENERIC_WRITE, 0,
                                          nullptr, OPEN_EXISTING, FILE_FLAG_OVERLAPPED, nullptr));
-    if (!pipe_)
-        throw fatal_error(exit_code::pipe_open, "the pipe \"" + name + "\" cannot be opened (Windows error " +
-                                                    std::to_string(GetLastError()) + ")");
+    if (!pipe_) {
+        const DWORD error = GetLastError();
+        throw fatal_error(exit_code::pipe_open,
+                          "the pipe \"" + name + "\" cannot be opened: " + win::error_text(error));
+    }
     reserve(first_capacity);
 }
 

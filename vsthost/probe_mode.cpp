@@ -6,6 +6,7 @@
 #include "vsthost/modes.h"
 #include "vsthost/process_shell.h"
 #include "vsthost/report.h"
+#include "win/error_text.h"
 #include "win/long_path.h"
 
 #include <windows.h>
@@ -129,9 +130,8 @@ std::vector<uint8_t> given_state(const std::string& path)
     if (path.empty())
         return {};
     if (GetFileAttributesW(win::long_path(path).c_str()) == INVALID_FILE_ATTRIBUTES)
-        throw fatal_error(exit_code::state_file, "cannot read the state file \"" + path +
-                                                     "\" (Windows error " + std::to_string(GetLastError()) +
-                                                     ")");
+        throw fatal_error(exit_code::state_file,
+                          "cannot read the state file \"" + path + "\": " + win::error_text(GetLastError()));
     return read_state_file(path);
 }
 
@@ -151,8 +151,8 @@ void vsthost::run_probe_mode(const options& wanted)
     if (!wanted.save_state_path.empty())
         if (const auto error = replace_state_file(wanted.save_state_path, probed->state()))
             throw fatal_error(exit_code::state_file, "cannot write the state file \"" +
-                                                         wanted.save_state_path + "\" (Windows error " +
-                                                         std::to_string(error) + ")");
+                                                         wanted.save_state_path +
+                                                         "\": " + win::error_text(error));
     start_exit_deadline(exit_limit);
     probed.reset();
 }

@@ -1,5 +1,6 @@
 #include "vsthost/report.h"
 
+#include "win/handle.h"
 #include "win/srw_lock.h"
 #include "win/utf.h"
 
@@ -12,6 +13,26 @@
 namespace {
 
 constexpr size_t most_waiting = 256;
+
+bool is_open(HANDLE stream)
+{
+    return stream != nullptr && stream != INVALID_HANDLE_VALUE && GetFileType(stream) != FILE_TYPE_UNKNOWN;
+}
+
+// To the console that this program was started from, which a program of the GUI subsystem is not joined to by
+// itself.
+bool write_to_console(std::string_view text)
+{
+    if (!AttachConsole(ATTACH_PARENT_PROCESS) && GetLastError() != ERROR_ACCESS_DENIED)
+        return false;
+    const win::file_handle console(CreateFileW(L"CONOUT$", GENERIC_READ | GENERIC_WRITE, FILE_SHARE_WRITE,
+                                               nullptr, OPEN_EXISTING, 0, nullptr));
+    if (!console)
+        return false;
+    const std::wstring wide = win::to_utf16(text);
+    DWORD written = 0;
+    return WriteConsoleW(console.get(), wide.data(), static_cast<DWORD>(wide.size()), &written, nullptr) != 0;
+}
 
 void write_all(HANDLE to, std::string_view text)
 {
@@ -80,6 +101,8 @@ private:
             }
             if (out != nullptr && out != INVALID_HANDLE_VALUE)
                 write_all(out, line);
+            else
+                write_to_console(line);
             {
                 const win::exclusive_lock lock(lock_);
                 writing_ = false;
@@ -128,18 +151,8 @@ bool vsthost::flush_reports(unsigned milliseconds)
 void vsthost::print_to_user(std::string_view text)
 {
     const HANDLE out = GetStdHandle(STD_OUTPUT_HANDLE);
-    if (out != nullptr && out != INVALID_HANDLE_VALUE && GetFileType(out) != FILE_TYPE_UNKNOWN) {
+    if (is_open(out))
         write_all(out, text);
-        return;
-    }
-    if (!AttachConsole(ATTACH_PARENT_PROCESS))
-        return;
-    const HANDLE console = CreateFileW(L"CONOUT$", GENERIC_READ | GENERIC_WRITE, FILE_SHARE_WRITE, nullptr,
-                                       OPEN_EXISTING, 0, nullptr);
-    if (console == INVALID_HANDLE_VALUE)
-        return;
-    const std::wstring wide = win::to_utf16(text);
-    DWORD written = 0;
-    WriteConsoleW(console, wide.data(), static_cast<DWORD>(wide.size()), &written, nullptr);
-    CloseHandle(console);
+    else
+        write_to_console(text);
 }

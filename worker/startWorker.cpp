@@ -3,6 +3,7 @@
 #include "sdk/filesystem.h"
 #include "sdk/threads.h"
 #include "win/utf.h"
+#include "worker/exceptions.h"
 #include "worker/workerProcess.h"
 
 #include <mutex>
@@ -23,6 +24,11 @@ std::string& storedPath()
 {
     static std::string path;
     return path;
+}
+
+std::string workerPath(const vstConfig_t& effect)
+{
+    return folderOf(componentPath()) + workerFileName(effect.arch);
 }
 
 } // namespace
@@ -47,7 +53,7 @@ void startWorker(winPipeServerLite& pipe, const vstConfig_t& effect, std::string
         pipeName = win::to_utf8(pipe.createPipe());
 
     launchParams params;
-    params.executable = folderOf(componentPath()) + workerFileName(effect.arch);
+    params.executable = workerPath(effect);
     params.arguments = workerArguments(params.executable, mode, native_path(effect.path), effect.vstVersion,
                                        options, pipeName);
     params.standardError = stdioMode::pipe;
@@ -57,6 +63,13 @@ void startWorker(winPipeServerLite& pipe, const vstConfig_t& effect, std::string
 
     if (pipe.usePipe)
         pipe.connectWorker(connectSeconds);
+}
+
+std::string explainFailedStart(const vstConfig_t& effect, const std::exception& failure)
+{
+    if (!dynamic_cast<const file_not_found*>(&failure))
+        return failure.what();
+    return "the worker program " + workerPath(effect) + " is missing; put it back beside the component";
 }
 
 } // namespace Nv

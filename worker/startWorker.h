@@ -2,6 +2,9 @@
 #include "worker/commandLine.h"
 #include "worker/winPipeServerLite.h"
 
+#include <exception>
+#include <string>
+
 namespace Nv {
 
 // The component's own module path (UTF-8), as the player told it; the worker programs lie in the same folder.
@@ -17,5 +20,9 @@ std::string componentPath();
 // worker is still there, held by `pipe` and by its relay. Either way the caller ends it (stopWorker).
 void startWorker(winPipeServerLite& pipe, const vstConfig_t& effect, std::string_view mode,
                  const argumentList& options);
+
+// A failed start in words for the console: exceptions have fixed texts, of which "file not found" does not
+// say that the worker program is the file. No full stop.
+std::string explainFailedStart(const vstConfig_t& effect, const std::exception& failure);
 
 } // namespace Nv

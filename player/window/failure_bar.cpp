@@ -1,5 +1,6 @@
 #include "player/window/failure_bar.h"
 
+#include "player/chain.h"
 #include "player/window/ids.h"
 
 namespace player {
@@ -11,7 +12,8 @@ std::string failure_sentence(const std::string& name, const std::string& reason)
         text += c == '\n' || c == '\r' ? ' ' : c;
     while (!text.empty() && (text.back() == '.' || text.back() == ' ' || text.back() == ':'))
         text.pop_back();
-    return text + ".";
+    const std::string advice = failure_advice(reason);
+    return text + (advice.empty() ? "" : "; " + advice) + ".";
 }
 
 failure_bar::failure_bar(HWND parent)

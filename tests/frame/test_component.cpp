@@ -108,7 +108,7 @@ TEST_CASE("the services in the order of their registration, each with its kind a
         {initquit::class_guid, kind::single, "initquit"},
         {dsp_entry::class_guid, kind::singleton,
          std::string(adapter) + " 937F4CA5-6F0E-4D59-BA9C-6348DD1FA9E0"},
-        {componentversion::class_guid, kind::single, std::string(adapter) + " 0.15"},
+        {componentversion::class_guid, kind::single, std::string(adapter) + " " QVX_VERSION},
         {mainmenu_commands::class_guid, kind::singleton,
          "VST AE185F7F-68DD-49D6-AD27-C02BBD00AD78 in 8AF6EE1A-18D5-4B1C-AA2D-E50EAE3DC117"},
         {mainmenu_commands::class_guid, kind::singleton,

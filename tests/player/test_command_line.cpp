@@ -80,8 +80,26 @@ TEST_CASE("command line: the other commands")
     CHECK(parse_command_line({"services", "--component", "c.dll"}).component == "c.dll");
     CHECK(parse_command_line({"settings", "dpi-aware", "folders=C:\\A;C:\\B"}).settings.size() == 2);
     CHECK(parse_command_line({"--version"}).what == command::version);
-    CHECK(parse_command_line({"--help"}).help_text.find("render") != std::string::npos);
-    CHECK(parse_command_line({"render", "--help"}).help_text.find("--layout") != std::string::npos);
+}
+
+TEST_CASE("command line: help fits on a screen, names every option and has examples")
+{
+    const std::pair<std::vector<std::string>, const char*> pages[] = {
+        {{"--help"}, "--component FILE"},      {{"/?"}, "  configure  "},
+        {{"help", "render"}, "--layout NAME"}, {{"render", "-h"}, "--seek S"},
+        {{"scan", "--help"}, "DIR..."},        {{"configure", "--help"}, "--preset FILE"},
+        {{"preset", "--help"}, "--show FILE"}, {{"settings", "--help"}, "NAME[=VALUE]..."},
+        {{"services", "--help"}, "--json"},    {{"gui", "--help"}, "--capture FILE.wav"}};
+    for (const auto& [arguments, part] : pages) {
+        CAPTURE(part);
+        const std::string page = parse_command_line(arguments).help_text;
+        CHECK(page.find(part) != std::string::npos);
+        CHECK(page.find("Examples:\n  qvxplayer ") != std::string::npos);
+        size_t lines = 0, begin = 0;
+        for (size_t end; (end = page.find('\n', begin)) != std::string::npos; begin = end + 1, ++lines)
+            CHECK(end - begin < 80);
+        CHECK(lines <= 30);
+    }
 }
 
 TEST_CASE("command line: every layout has its mask")
@@ -104,6 +122,7 @@ TEST_CASE("command line: the window, with and without its name")
     CHECK(line.gui.file == "a.wav");
     CHECK(line.gui.capture == "out.wav");
     CHECK(line.quiet);
+    CHECK(parse_command_line({"C:\\My music\\a.WAV"}).gui.file == "C:\\My music\\a.WAV"); // "open with"
 }
 
 TEST_CASE("command line: mistakes are named, with the nearest thing that would be right")
@@ -116,6 +135,12 @@ TEST_CASE("command line: mistakes are named, with the nearest thing that would b
         {{"gui", "a.wav", "b.wav"}, "unexpected argument \"b.wav\""},
         {{"rendr"}, "unknown command rendr; did you mean render?"},
         {{"zzzzzzzzz"}, "unknown command zzzzzzzzz; --help"},
+        {{"a.mp3"}, "\"a.mp3\" is neither a command nor a WAV file"},
+        {{"a.wav", "b.wav"}, "unexpected argument \"b.wav\"; the window opens one file"},
+        {{"render", "a", ""}, "an empty text was given as IN.wav... OUT.wav; put a name there"},
+        {{"render", "a", "b", "--effect", ""}, "an empty text was given as MODULE of --effect"},
+        {{"render", "a", "b", "--json=x"}, "--json takes no value"},
+        {{"services", "--config", "a", "--config", "b"}, "--config was given more than once"},
         {{"render", "a", "b", "--efect", "x"}, "unknown option --efect; did you mean --effect?"},
         {{"render", "a", "b", "--stat=x"}, "unknown option --stat; did you mean --state?"},
         {{"render", "a", "b", "--bogus"}, "unknown option --bogus; --help"},
@@ -132,9 +157,10 @@ TEST_CASE("command line: mistakes are named, with the nearest thing that would b
          "--state was given twice for m"},
         {{"render", "a", "b", "--effect", "m", "--layout", "stereoo"},
          "unknown layout \"stereoo\"; use one of \"mono\""},
-        {{"render", "a", "b", "--effect"}, "--effect"},
-        {{"render", "a", "b", "--frames", "0"}, "--frames"},
-        {{"render", "a", "b", "--frames", "many"}, "--frames"},
+        {{"render", "a", "b", "--effect"}, "--effect needs a value: --effect MODULE"},
+        {{"render", "a", "b", "--frames", "0"}, "--frames takes a number of frames from 1 to 1048576; \"0\""},
+        {{"render", "a", "b", "--frames", "many"},
+         "--frames takes a number of frames from 1 to 1048576; \"many\" is none"},
         {{"render", "a", "b", "--seek", "-1"}, "--seek needs"},
         {{"render", "a", "b", "--seek", "nan"}, "--seek"},
         {{"preset", "m"}, "preset needs a module and an output"},

@@ -123,7 +123,6 @@ TEST_CASE("scan command: folders that are none are named before anything is scan
         {test.top.path("none\\none"), "none\\none: cannot be scanned"},
         {a + "\\x.dll", "x.dll: is a file"},
         {"http://x/y", "http://x/y: cannot be scanned"},
-        {"", "an empty text is no folder"},
     };
     for (const auto& [folder, line] : rows) {
         const program_result result = test.run({"scan", a, folder});

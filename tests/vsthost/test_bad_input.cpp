@@ -44,6 +44,11 @@ TEST_CASE("the command line: what is unknown, missing or wrong is named")
     const row rows[] = {
         {{}, exit_code::usage, "no mode given"},
         {{"play"}, exit_code::usage, "unknown mode \"play\""},
+        {{"probe", "a.dll"}, exit_code::usage, "as in --vst \"a.dll\""},
+        {{"process", "--vst"}, exit_code::usage, "option --vst needs a value: a file or bundle folder"},
+        {{"probe", "--vst", "no such.vst3"},
+         exit_code::module_missing,
+         "no such.vst3"}, // it needs no version
         {{"process", "--vst", "a.dll", "--loud", "1"}, exit_code::usage, "unknown option \"--loud\""},
         {{"process", "--vst-version", "4"}, exit_code::usage, "option --vst-version takes"},
         {{"configure", "--parent-window", "11112222333344445"}, exit_code::usage, "--parent-window takes"},
@@ -60,15 +65,23 @@ TEST_CASE("the command line: what is unknown, missing or wrong is named")
     worker version(arches()[0], {"--version"});
     CHECK(version.wait() == 0);
     CHECK(version.output().starts_with(arches()[0] == "x64" ? "qvxVSTHost64 " : "qvxVSTHost32 "));
+    worker help(arches()[0], {"/?"});
+    CHECK(help.wait() == 0);
+    CHECK(help.output().find(" probe --vst MODULE") != std::string::npos);
 }
 
 TEST_CASE("modules that cannot be used are told apart")
 {
     const std::string text = temporary("not-a-plugin.dll");
+    const std::string cut = temporary("half-a-plugin.dll");
     std::ofstream(text) << "just a text";
     for (const std::string& arch : arches()) {
         CAPTURE(arch);
         const std::string other = arch == "x64" ? "x86" : "x64";
+        const std::vector<uint8_t> whole = read_file(effect_path(arch, "qvxGain.dll"));
+        std::ofstream(cut, std::ios::binary)
+            .write(reinterpret_cast<const char*>(whole.data()),
+                   static_cast<std::streamsize>(whole.size() / 2));
         struct row {
             std::string path;
             int version;
@@ -78,6 +91,8 @@ TEST_CASE("modules that cannot be used are told apart")
         const row rows[] = {
             {dist() + "\\no such effect.vst3", 3, exit_code::module_missing, "does not exist"},
             {text, 2, exit_code::module_unusable, "is not a plug-in"},
+            {cut, 2, exit_code::module_unusable,
+             "the file is damaged or not complete; install the effect again"},
             {effect_path(other, "qvxGain.vst3"), 3, exit_code::machine_type,
              other == "x86" ? "32-bit (x86)" : "64-bit (x64)"},
             {effect_path(arch, "qvxGain.vst3"), 2, exit_code::module_unusable, "is not a VST 2 module"},
@@ -92,6 +107,7 @@ TEST_CASE("modules that cannot be used are told apart")
         }
     }
     DeleteFileA(text.c_str());
+    DeleteFileA(cut.c_str());
 }
 
 TEST_CASE("a library that a module needs and that is not there is named")

@@ -3,6 +3,7 @@
 #include "vsthost/editor/dpi.h"
 #include "vsthost/editor/key_codes.h"
 #include "vsthost/run_to_the_end.h"
+#include "win/error_text.h"
 #include "win/utf.h"
 
 #include <algorithm>
@@ -39,8 +40,8 @@ vsthost::editor_window::editor_window(HWND owner, const std::string& title, even
     CreateWindowExW(owner_ == nullptr ? WS_EX_APPWINDOW : 0, class_name, win::to_utf16(title).c_str(), style,
                     0, 0, 0, 0, owner_, nullptr, kind.hInstance, this);
     if (window_ == nullptr)
-        throw fatal_error(exit_code::internal, "the system makes no window for the editor (Windows error " +
-                                                   std::to_string(GetLastError()) + ")");
+        throw fatal_error(exit_code::internal,
+                          "the system makes no window for the editor: " + win::error_text(GetLastError()));
     // Owner and owned would share one input queue, and an editor that hangs would take the player's keyboard
     // and mouse with it.
     if (owner_ != nullptr)

@@ -2,6 +2,7 @@
 
 #include "vsthost/exit_codes.h"
 #include "vsthost/report.h"
+#include "win/error_text.h"
 #include "win/handle.h"
 #include "win/long_path.h"
 #include "win/utf.h"
@@ -34,9 +35,9 @@ bool write_file(const std::wstring& path, const std::vector<uint8_t>& bytes)
 
 [[noreturn]] void unreadable(const std::string& path)
 {
-    throw vsthost::fatal_error(vsthost::exit_code::state_file, "cannot read the state file \"" + path +
-                                                                   "\" (Windows error " +
-                                                                   std::to_string(GetLastError()) + ")");
+    const DWORD error = GetLastError();
+    throw vsthost::fatal_error(vsthost::exit_code::state_file,
+                               "cannot read the state file \"" + path + "\": " + win::error_text(error));
 }
 
 } // namespace
@@ -146,8 +147,8 @@ void vsthost::state_writer::run()
             first_refusal = clock::now();
         const bool quick = clock::now() - first_refusal < quick_time;
         if (!quick && !std::exchange(told, true))
-            report("the effect's state cannot be written to \"" + path_ + "\" (Windows error " +
-                   std::to_string(error) + "); it is tried again");
+            report("the effect's state cannot be written to \"" + path_ + "\": " + win::error_text(error) +
+                   "; it is tried again");
         changed_.wait_for(lock, quick ? quick_pause : slow_pause, [this] { return stop_; });
     }
 }

@@ -1,0 +1,24 @@
+#pragma once
+// What the command line says about itself: help that fits on a screen, and mistakes in words that name the
+// option, what is wrong and what is allowed. Pure.
+
+#include <string>
+#include <vector>
+
+namespace CLI {
+class App;
+class ParseError;
+} // namespace CLI
+
+namespace player {
+
+// The page of a command, or of the program for `root` itself: at most 80 columns wide.
+std::string help_page(const CLI::App& root, const CLI::App& which);
+
+// The parser's error as one line.
+std::string explain_mistake(const CLI::App& root, const CLI::ParseError& error);
+
+// "; did you mean X?" for the nearest candidate, or where to look when none is near.
+std::string suggest(const std::string& wrong, const std::vector<std::string>& candidates);
+
+} // namespace player
