@@ -1,6 +1,7 @@
 #include "player/json_config_store.h"
 
 #include "player/player_error.h"
+#include "player/store_text.h"
 #include "player/whole_file.h"
 
 namespace player {
@@ -20,12 +21,12 @@ nlohmann::json json_config_store::load() const
     const auto bytes = read_whole_file(path_, max_store_bytes);
     if (!bytes)
         return nlohmann::json::object();
-    nlohmann::json values = nlohmann::json::parse(*bytes, nullptr, false);
-    if (!values.is_object())
+    auto values = parse_store(*bytes);
+    if (!values)
         throw player_error(path_ +
                            ": is not a valid configuration file; repair it, remove it or name another "
                            "with --config");
-    return values;
+    return std::move(*values);
 }
 
 void json_config_store::change(const char* key, nlohmann::json value)
@@ -33,9 +34,7 @@ void json_config_store::change(const char* key, nlohmann::json value)
     const std::lock_guard lock(mutex_);
     nlohmann::json values = load();
     values[key] = std::move(value);
-    // Bytes that are not UTF-8 cannot stand in the file; they are replaced rather than lost with everything
-    // else.
-    const std::string text = values.dump(2, ' ', false, nlohmann::json::error_handler_t::replace) + "\n";
+    const std::string text = store_text(values);
     replace_whole_file(path_, {reinterpret_cast<const uint8_t*>(text.data()), text.size()});
     values_ = std::move(values);
 }

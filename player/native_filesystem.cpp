@@ -86,6 +86,8 @@ public:
             if (!WriteFile(handle_.get(), static_cast<const char*>(buffer) + total, part(byte_count - total),
                            &put, nullptr))
                 throw_io_error(GetLastError());
+            if (put == 0) // how some drives say that they are full
+                throw_io_error(ERROR_DISK_FULL);
             total += put;
         }
     }

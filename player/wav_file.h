@@ -21,8 +21,8 @@ public:
     wav_reader(const wav_reader&) = delete;
     wav_reader& operator=(const wav_reader&) = delete;
 
-    const wav_format& format() const noexcept { return format_; }
-    uint64_t frame_count() const noexcept { return frame_count_; }
+    const wav_format& format() const noexcept { return audio_.format; }
+    uint64_t frame_count() const noexcept { return audio_.frame_count; }
     uint64_t position() const noexcept { return position_; } // frames
     // The next read begins at that frame; at most frame_count().
     void seek(uint64_t frame);
@@ -30,15 +30,10 @@ public:
     size_t read(double* out, size_t frames);
 
 private:
-    void find_audio();
-    void read_exactly(void* bytes, size_t byte_count);
-
     class stream;
     std::string path_;
     std::unique_ptr<stream> stream_;
-    wav_format format_;
-    uint64_t data_at_ = 0;
-    uint64_t frame_count_ = 0;
+    wav_audio audio_{};
     uint64_t position_ = 0;
     std::vector<uint8_t> packed_;
 };

@@ -1,5 +1,6 @@
 #include "player/wav_format.h"
 
+#include <algorithm>
 #include <bit>
 #include <cstring>
 
@@ -10,6 +11,9 @@ namespace {
 constexpr uint16_t tag_pcm = 1;
 constexpr uint16_t tag_float = 3;
 constexpr uint16_t tag_extensible = 0xFFFE;
+
+// A WAV file has a handful of chunks; a file made of nothing but chunk headers is not worth walking.
+constexpr int max_chunks = 10'000;
 
 // What follows the two-byte tag in the sub-format GUIDs of the extensible form.
 constexpr uint8_t sub_format_tail[14] = {0, 0, 0, 0, 0x10, 0, 0x80, 0, 0, 0xAA, 0, 0x38, 0x9B, 0x71};
@@ -150,6 +154,41 @@ wav_format parse_fmt(std::span<const uint8_t> fmt)
     if (std::popcount(format.mask) != channels)
         format.mask = default_channel_mask(channels);
     return format;
+}
+
+wav_audio find_audio(riff_source& file, uint64_t file_size)
+{
+    const auto riff = file_size < 12 ? std::nullopt : file.chunk_at(0);
+    if (!riff || riff->id != fourcc("RIFF") || riff->form != fourcc("WAVE"))
+        throw wav_error("is not a WAV file; convert it to WAV first");
+
+    // Each chunk is looked at by itself and measured against the file before its size is used.
+    wav_format format;
+    uint64_t at = 12;
+    for (int count = 0; count < max_chunks && at + 8 <= file_size; ++count) {
+        const auto chunk = file.chunk_at(at);
+        if (!chunk)
+            break;
+        const uint64_t begin = at + 8;
+        const uint64_t there = std::min<uint64_t>(chunk->byte_count, file_size - begin);
+        if (chunk->id == fourcc("fmt ")) {
+            std::vector<uint8_t> fmt(std::min<size_t>(static_cast<size_t>(there), max_fmt_bytes));
+            file.read(fmt.data(), fmt.size());
+            format = parse_fmt(fmt);
+        } else if (chunk->id == fourcc("data")) {
+            if (format.channels == 0)
+                throw wav_error("has a damaged header (audio before its format); save it again as WAV");
+            if (there != chunk->byte_count)
+                throw wav_error("is truncated (" + std::to_string(there) + " of " +
+                                std::to_string(chunk->byte_count) +
+                                " bytes of audio are there); get a complete copy");
+            return {format, begin, there / format.bytes_per_frame()};
+        }
+        if (there != chunk->byte_count)
+            break;
+        at = begin + there + (there & 1); // chunks are padded to even sizes
+    }
+    throw wav_error("is truncated (it ends before its audio); get a complete copy");
 }
 
 std::vector<uint8_t> write_fmt(const wav_format& format)

@@ -1,7 +1,9 @@
 #pragma once
-// The audio format of a WAV file as its "fmt " chunk says it. Pure: bytes in, values out.
+// The audio format of a WAV file as its "fmt " chunk says it, and where its audio lies. Pure: bytes in,
+// values out.
 
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <stdexcept>
 #include <string>
@@ -41,6 +43,42 @@ uint32_t default_channel_mask(uint32_t channels) noexcept;
 // The format in the bytes of a "fmt " chunk: PCM, IEEE float, or the extensible form of either. A mask that
 // does not name as many speakers as there are channels counts as none. Throws wav_error.
 wav_format parse_fmt(std::span<const uint8_t> fmt);
+
+// Identifiers of chunks as numbers, first letter lowest.
+constexpr uint32_t fourcc(const char (&text)[5])
+{
+    uint32_t code = 0;
+    for (int i = 3; i >= 0; --i)
+        code = code << 8 | static_cast<uint8_t>(text[i]);
+    return code;
+}
+
+struct riff_chunk {
+    uint32_t id;
+    uint32_t byte_count; // as the file says it
+    uint32_t form;       // of a "RIFF" chunk
+};
+
+// The file that find_audio walks through.
+class riff_source {
+public:
+    // The chunk that begins at this byte, nothing where none can be read; the next read is of what follows
+    // its identifier and size.
+    virtual std::optional<riff_chunk> chunk_at(uint64_t at) = 0;
+    virtual void read(void* bytes, size_t byte_count) = 0; // all of them or an exception
+
+protected:
+    ~riff_source() = default;
+};
+
+struct wav_audio {
+    wav_format format;
+    uint64_t at; // the first frame, in bytes
+    uint64_t frame_count;
+};
+
+// Throws wav_error, also for a data chunk that claims more bytes than the file has.
+wav_audio find_audio(riff_source& file, uint64_t file_size);
 
 // The bytes of a "fmt " chunk for the format. The extensible form is written only where the plain one cannot
 // say it: more than two channels, a mask other than the default, integers wider than 16 bits.

@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <exception>
+#include <optional>
 
 namespace {
 
@@ -43,9 +44,28 @@ std::vector<uint8_t> readPreset(const std::string& path)
     }
 }
 
-void writePreset(const std::string& path, const std::vector<uint8_t>& bytes)
+void overwrite(const std::string& path, const std::vector<uint8_t>& bytes)
 {
     open(path, filesystem::open_mode::write)->write(bytes.data(), bytes.size(), abort_callback_never());
+}
+
+// Opening for writing empties the file. When the write then fails, a full disk for instance, the preset that
+// was there is put back: the room that it took has just become free.
+void writePreset(const std::string& path, const std::vector<uint8_t>& bytes)
+{
+    std::optional<std::vector<uint8_t>> before;
+    try {
+        before = readPreset(path);
+    } catch (const std::exception&) {
+        // Not there, or none of ours.
+    }
+    try {
+        overwrite(path, bytes);
+    } catch (...) {
+        if (before)
+            overwrite(path, *before);
+        throw;
+    }
 }
 
 // The window may be gone by the time there is something to tell.

@@ -17,7 +17,7 @@ void vsthost::prepare_audio_thread(bool realtime)
         return;
     // Loaded here so that a system without the scheduler still runs the program.
     using set_class = HANDLE(WINAPI*)(const wchar_t*, DWORD*);
-    if (const HMODULE avrt = LoadLibraryW(L"avrt.dll")) {
+    if (const HMODULE avrt = LoadLibraryExW(L"avrt.dll", nullptr, LOAD_LIBRARY_SEARCH_SYSTEM32)) {
         const auto set = reinterpret_cast<set_class>(
             reinterpret_cast<void*>(GetProcAddress(avrt, "AvSetMmThreadCharacteristicsW")));
         DWORD task = 0;

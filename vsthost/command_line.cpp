@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <charconv>
 #include <functional>
+#include <optional>
 #include <string_view>
 
 namespace {
@@ -97,6 +98,25 @@ constexpr option_word option_words[] = {
      }},
 };
 
+// A path is put into the command line as it is, so one with a quotation mark may bring options of its own, or
+// take the following ones for part of itself. No file has such a name: such a line is refused as a whole.
+std::optional<usage_error> broken_out(const std::vector<std::string>& arguments)
+{
+    for (size_t i = 1; i < arguments.size(); ++i) {
+        if (arguments[i].find('"') != std::string::npos)
+            return usage_error{"an argument with a quotation mark: " + arguments[i]};
+        if (i % 2 == 0)
+            continue;
+        if (std::find(arguments.begin() + 1, arguments.begin() + static_cast<std::ptrdiff_t>(i),
+                      arguments[i]) != arguments.begin() + static_cast<std::ptrdiff_t>(i))
+            return usage_error{"option " + arguments[i] + " is given twice"};
+        if (arguments[i] == "--vst" && i + 2 < arguments.size() && arguments[i + 2] != "--vst-version")
+            return usage_error{"behind --vst and its path comes --vst-version, not \"" + arguments[i + 2] +
+                               "\""};
+    }
+    return std::nullopt;
+}
+
 usage_error missing(const std::string& mode, std::string_view option)
 {
     const auto word = std::ranges::find(option_words, option, &option_word::word);
@@ -150,6 +170,8 @@ std::variant<options, usage_error> vsthost::parse_command_line(const std::vector
     }
     if (result.mode == run_mode::version || result.mode == run_mode::help)
         return result;
+    if (const auto broken = broken_out(arguments))
+        return *broken;
     if (result.vst_path.empty())
         return missing(arguments[0], "--vst");
     if (result.vst_version == 0 && result.mode == run_mode::probe)

@@ -11,8 +11,8 @@
 
 namespace {
 
-constexpr uint32_t largest_payload = 256u * 1024 * 1024;
-constexpr uint32_t lowest_rate = 1000; // Hz
+constexpr uint32_t largest_payload = 256u * 1024 * 1024; // also of an answer
+constexpr uint32_t lowest_rate = 1000;                   // Hz
 constexpr uint32_t highest_rate = 20000000;
 constexpr uint32_t most_channels = 256;
 constexpr uint32_t most_inputs = 32; // that a player takes in a reply
@@ -88,15 +88,20 @@ void vsthost::conversation::on_process(uint32_t byte_count)
         gui_.call(pipe_, [this] { effect_->attend(); });
 
     const size_t frames = byte_count / frame;
-    const size_t out_bytes = frames * runner_->out().channels * Nv::bytesPerSample;
+    const uint64_t answer_bytes = uint64_t{frames} * runner_->out().channels * Nv::bytesPerSample;
+    if (answer_bytes > largest_payload)
+        violation("audio whose answer has " + std::to_string(answer_bytes) +
+                  " bytes; at most 256 MiB are given");
+    const auto out_bytes = static_cast<size_t>(answer_bytes);
     const size_t total = out_bytes + sizeof(uint32_t);
+    // Read before there is memory for its answer: nothing grows by a mere announcement.
+    const auto* const in = reinterpret_cast<const double*>(pipe_.peek(byte_count).data());
     if (reply_capacity_ < total) {
         reply_.reset();
         reply_capacity_ = 0;
         reply_ = std::make_unique_for_overwrite<std::byte[]>(total);
         reply_capacity_ = total;
     }
-    const auto* const in = reinterpret_cast<const double*>(pipe_.peek(byte_count).data());
     runner_->process(in, reinterpret_cast<double*>(reply_.get()), frames);
     pipe_.consume(byte_count);
     const uint32_t latency = effect_->latency();

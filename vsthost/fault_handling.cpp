@@ -109,8 +109,10 @@ std::string write_minidump()
         return {};
     wchar_t path[MAX_PATH + 64];
     std::swprintf(path, std::size(path), L"%lsqvxVSTHost-%lu.dmp", folder, GetCurrentProcessId());
+    // A leftover of an earlier process of this number goes; whatever else has the name is not written to.
+    DeleteFileW(path);
     const HANDLE file =
-        CreateFileW(path, GENERIC_WRITE | DELETE, 0, nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
+        CreateFileW(path, GENERIC_WRITE | DELETE, 0, nullptr, CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr);
     if (file == INVALID_HANDLE_VALUE)
         return {};
     // Until it is complete the file goes with its handle, however the process ends.
@@ -205,6 +207,7 @@ void vsthost::install_fault_handling()
     start_reports();
     let_crashes_through_callbacks();
     SetErrorMode(SEM_FAILCRITICALERRORS | SEM_NOGPFAULTERRORBOX | SEM_NOOPENFILEERRORBOX);
+    SetDllDirectoryW(L""); // libraries are never looked for in the folder that the player happens to be in
     _set_error_mode(_OUT_TO_STDERR); // the run-time library's own "abnormal termination" box
     std::signal(SIGABRT, on_abort);
 
@@ -216,7 +219,9 @@ void vsthost::install_fault_handling()
     const DWORD length = GetEnvironmentVariableW(L"QVX_VSTHOST_MINIDUMP_MS", wish, room);
     if (length != 0 && length < room)
         reporter.dump_limit = std::wcstoul(wish, nullptr, 10);
-    const HMODULE dbghelp = reporter.dump_limit == 0 ? nullptr : LoadLibraryW(L"dbghelp.dll");
+    const HMODULE dbghelp = reporter.dump_limit == 0
+                                ? nullptr
+                                : LoadLibraryExW(L"dbghelp.dll", nullptr, LOAD_LIBRARY_SEARCH_SYSTEM32);
     const auto find = [dbghelp]<class Function>(Function& function, const char* name) {
         if (dbghelp != nullptr)
             function = reinterpret_cast<Function>(reinterpret_cast<void*>(GetProcAddress(dbghelp, name)));

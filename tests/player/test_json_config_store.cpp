@@ -64,7 +64,9 @@ TEST_CASE("store: a broken file is an error that names it, and is never overwrit
 {
     const temp_folder folder;
     const std::string path = folder.path("config.json");
-    for (const std::string_view content : {"", "{\"a\": 1", "[1]", "\xFF\xFE", "{\"a\": \"\x80\"}"}) {
+    const std::string deep = "{\"a\":" + std::string(100'000, '[') + std::string(100'000, ']') + "}";
+    for (const std::string& content : {std::string(), std::string("{\"a\": 1"), std::string("[1]"),
+                                       std::string("\xFF\xFE"), std::string("{\"a\": \"\x80\"}"), deep}) {
         folder.write("config.json", bytes(content));
         CHECK_THROWS_WITH_AS(service_new<json_config_store>(path),
                              doctest::Contains("config.json: is not a valid configuration file"),

@@ -36,10 +36,11 @@ public:
     {
     }
     void print_line(const char* utf8, size_t byte_count) noexcept override
-    {
+    try {
         const std::lock_guard lock(state_->mutex);
         state_->lines.emplace_back(utf8, byte_count);
         state_->changed.notify_all();
+    } catch (const std::bad_alloc&) {
     }
 
 private:
@@ -95,13 +96,21 @@ public:
                 throw exception_win32(ERROR_NOT_ENOUGH_MEMORY);
             ++state_->detached;
         }
-        std::thread([shared = state_, item = service_ptr_t<runnable>(&work)]() mutable {
-            item->run();
-            item.release();
+        const auto done = [shared = state_] {
             const std::lock_guard lock(shared->mutex);
             --shared->detached;
             shared->changed.notify_all();
-        }).detach();
+        };
+        try {
+            std::thread([done, item = service_ptr_t<runnable>(&work)]() mutable {
+                item->run();
+                item.release();
+                done();
+            }).detach();
+        } catch (...) {
+            done();
+            throw;
+        }
     }
 
 private:

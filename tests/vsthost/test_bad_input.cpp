@@ -53,6 +53,13 @@ TEST_CASE("the command line: what is unknown, missing or wrong is named")
         {{"process", "--vst-version", "4"}, exit_code::usage, "option --vst-version takes"},
         {{"configure", "--parent-window", "11112222333344445"}, exit_code::usage, "--parent-window takes"},
         {{"process", "--vst", "a.dll", "--vst-version", "2"}, exit_code::usage, "needs the option --pipe"},
+        // Paths that broke out of their quotation marks, or swallowed what follows them.
+        {{"configure", "--vst", "e.dll", "--data", "x", "--vst-version", "3"},
+         exit_code::usage,
+         "behind --vst"},
+        {{"configure", "--vst", "e.dll", "--vst-version", "3", "--vst-version", "2"},
+         exit_code::usage,
+         "twice"},
         {{"process", "--vst", "a.dll", "--vst-version", "2", "--pipe", "\\\\.\\pipe\\no such pipe"},
          exit_code::pipe_open,
          "no such pipe"},

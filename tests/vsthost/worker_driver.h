@@ -79,6 +79,7 @@ public:
     std::string output(); // of standard output, for the constructor without a pipe
 
     HANDLE process_handle() const { return process_.get(); }
+    HANDLE pipe_handle() const { return pipe_.get(); }
 
 private:
     void start(const std::string& program, const std::vector<std::string>& arguments, bool with_output,

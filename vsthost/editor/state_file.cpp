@@ -25,8 +25,9 @@ constexpr auto slow_pause = 250ms;
 
 bool write_file(const std::wstring& path, const std::vector<uint8_t>& bytes)
 {
-    const win::file_handle file(
-        CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr));
+    // A leftover goes; what somebody else put there, a link to another file for instance, is not written to.
+    DeleteFileW(path.c_str());
+    const win::file_handle file(CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW, 0, nullptr));
     DWORD done = 0;
     return file && (bytes.empty() ||
                     (WriteFile(file.get(), bytes.data(), static_cast<DWORD>(bytes.size()), &done, nullptr) &&
