@@ -8,7 +8,7 @@ else()
     set(QVX_BITS 32)
 endif()
 
-set(QVX_DIST "${CMAKE_SOURCE_DIR}/build/dist")
+set(QVX_DIST "${CMAKE_SOURCE_DIR}/build/dist" CACHE PATH "where what is shipped goes")
 set(QVX_DIST_ARCH "${QVX_DIST}/${QVX_ARCH}")
 set(QVX_TESTS_BIN "${CMAKE_BINARY_DIR}/tests/bin")
 

@@ -129,6 +129,7 @@ struct CDialogConfigureVST::life_t {
 
 CDialogConfigureVST::CDialogConfigureVST()
     : dataFile_(makeDataFileName())
+    , nativeDataFile_(win::to_utf16(dataFile_))
     , life_(std::make_shared<life_t>())
     , thread_("VST configure run", Nv::thread::ownAborter)
 {
@@ -138,7 +139,7 @@ CDialogConfigureVST::~CDialogConfigureVST()
 {
     life_->destroyed = true;
     stop();
-    DeleteFileW(win::to_utf16(dataFile_).c_str());
+    DeleteFileW(nativeDataFile_.c_str());
 }
 
 void CDialogConfigureVST::Start(const vstConfig_t& effect, void* parentWindow)
@@ -256,7 +257,7 @@ void CDialogConfigureVST::writeState() noexcept
         if (!effect_->state.empty())
             target->write(effect_->state.data(), effect_->state.size(), abort_callback_never());
     } catch (...) {
-        DeleteFileW(win::to_utf16(dataFile_).c_str());
+        DeleteFileW(nativeDataFile_.c_str());
     }
 }
 

@@ -63,6 +63,7 @@ private:
     void editorClosed();
 
     const std::string dataFile_;
+    const std::wstring nativeDataFile_;  // the same: it is deleted where nothing can be allocated any more
     const std::shared_ptr<life_t> life_; // tells what callbacks did to this object
     std::shared_ptr<run_t> run_;         // of the run begun last, empty after its end
     std::optional<vstConfig_t> effect_;  // with the state reported last

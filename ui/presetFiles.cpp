@@ -4,12 +4,12 @@
 #include "sdk/exceptions.h"
 #include "sdk/filesystem.h"
 #include "sdk/shell.h"
+#include "win/long_path.h"
 
 #include <windows.h>
 
 #include <algorithm>
 #include <exception>
-#include <optional>
 
 namespace {
 
@@ -49,23 +49,25 @@ void overwrite(const std::string& path, const std::vector<uint8_t>& bytes)
     open(path, filesystem::open_mode::write)->write(bytes.data(), bytes.size(), abort_callback_never());
 }
 
-// Opening for writing empties the file. When the write then fails, a full disk for instance, the preset that
-// was there is put back: the room that it took has just become free.
+// Opening for writing empties a file, so the bytes are first written beside it: when they do not fit, the
+// preset that was there stays.
 void writePreset(const std::string& path, const std::vector<uint8_t>& bytes)
 {
-    std::optional<std::vector<uint8_t>> before;
+    const std::string fresh = path + ".new";
+    const std::wstring from = win::long_path(native_path(fresh)), to = win::long_path(native_path(path));
     try {
-        before = readPreset(path);
-    } catch (const std::exception&) {
-        // Not there, or none of ours.
-    }
-    try {
-        overwrite(path, bytes);
+        overwrite(fresh, bytes);
+        if (MoveFileExW(from.c_str(), to.c_str(), MOVEFILE_REPLACE_EXISTING))
+            return;
+    } catch (const exception_io_denied&) {
+        // Perhaps no more than new files are forbidden there.
     } catch (...) {
-        if (before)
-            overwrite(path, *before);
+        DeleteFileW(from.c_str());
         throw;
     }
+    // Somebody has it open, or the player's files are none of the system's.
+    DeleteFileW(from.c_str());
+    overwrite(path, bytes);
 }
 
 // The window may be gone by the time there is something to tell.

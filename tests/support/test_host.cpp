@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
-#include <set>
 #include <string_view>
 #include <thread>
 
@@ -23,7 +22,7 @@ struct test_host::state {
     std::vector<std::string> lines;
     std::map<std::string, std::string> texts;
     std::map<std::string, bool> switches;
-    std::set<std::string> hidden;
+    std::vector<guid_t> hidden;
     size_t detached = 0;
     bool refuse_detached = false;
 };
@@ -223,9 +222,9 @@ void test_host::hide_service(const guid_t& class_guid, bool hide)
 {
     const std::lock_guard lock(state_->mutex);
     if (hide)
-        state_->hidden.insert(guid_text(class_guid));
+        state_->hidden.push_back(class_guid);
     else
-        state_->hidden.erase(guid_text(class_guid));
+        std::erase(state_->hidden, class_guid);
 }
 
 config_store& test_host::store() noexcept
@@ -240,7 +239,7 @@ config_store& test_host::store() noexcept
 size_t test_host::get_service_count(const guid_t& class_guid) const noexcept
 {
     const std::lock_guard lock(state_->mutex);
-    if (state_->hidden.contains(guid_text(class_guid)))
+    if (std::ranges::find(state_->hidden, class_guid) != state_->hidden.end())
         return 0;
     return static_cast<size_t>(
         std::ranges::count(services_, class_guid, [](const auto& service) { return service.first; }));

@@ -1,0 +1,236 @@
+// No memory, thread, handle or room on the disk to be had, at every place where one is asked for: each is
+// refused once, and from there on. What fails says so, leaves nothing behind and what was saved as it was,
+// and works again when there is enough.
+
+#include "catalogue/settings.h"
+#include "dsp/dsp_vst.h"
+#include "exhaustion/scarcity.h"
+#include "player/json_config_store.h"
+#include "player/whole_file.h"
+#include "sdk/dsp_chunk_list_impl.h"
+#include "sdk/dsp_preset_impl.h"
+#include "support/dialog_host.h"
+#include "support/system_counts.h"
+#include "support/temp_folder.h"
+#include "support/test_options.h"
+#include "ui/CDialogConfigureVST.h"
+#include "ui/presetFiles.h"
+#include "vsthost/editor/state_file.h"
+#include "worker/protocol.h"
+#include "worker/startWorker.h"
+
+#include <doctest/doctest.h>
+
+#include <functional>
+#include <vector>
+
+namespace {
+
+using bytes = std::vector<uint8_t>;
+
+void answer_politely(thread_worker::ends& player)
+{
+    Nv::commandHeader header;
+    while (player.read(&header, sizeof header)) {
+        bytes payload(header.byteCount + 4);
+        if (!player.read(payload.data(), header.byteCount))
+            return;
+        const uint32_t none = 0;
+        const bool goes_on = header.code == Nv::cmdProcess ? player.write(payload.data(), payload.size())
+                             : header.code == Nv::cmdSetFormat
+                                 ? player.write(payload.data(), header.byteCount)
+                             : header.code == Nv::cmdDrainTail ? player.write(&none, sizeof none)
+                                                               : true;
+        if (!goes_on)
+            return;
+    }
+}
+
+vstConfig_t any_effect()
+{
+    vstConfig_t effect;
+    effect.path = "C:\\e.vst3";
+    effect.name = "E";
+    effect.arch = "x64";
+    effect.vstVersion = 3;
+    effect.state.assign(3000, 7);
+    return effect;
+}
+
+// What a scenario does, and whether what was saved before is still whole when it has failed.
+struct scenario {
+    std::string name;
+    std::function<void()> play; // throws when it fails
+    std::function<bool()> intact = [] { return true; };
+    std::function<void()> prepare = [] {}; // before anything is refused
+    size_t first = scarcity::memory;
+};
+
+class exhausted {
+public:
+    exhausted()
+    {
+        Nv::setComponentPath(thread_worker::folder() + "component.dll");
+        player.host.store().set_bool("advconfig.unnamed.17F04BF0-5745-462F-929C-E7F230F51F5A", true); // tails
+    }
+
+    // Refuses each call of each kind in turn; `stride`: every so many allocations in the short form.
+    void play(const scenario& each, int stride)
+    {
+        CAPTURE(each.name);
+        for (int i = 0; i < 2; ++i) {
+            each.prepare();
+            REQUIRE(outcome(each) == "");
+        }
+        const system_counts before = system_counts::now();
+        int refusals = 0, failures = 0;
+        for (size_t which = each.first; which < scarcity::count; ++which)
+            for (const bool for_good : {false, true}) {
+                const std::string function = scarcity::gifts[which].function;
+                CAPTURE(function);
+                CAPTURE(for_good);
+                const int step = which == scarcity::memory && !test_options::long_run() ? stride : 1;
+                for (int nth = 1;; nth += step) {
+                    CAPTURE(nth);
+                    each.prepare();
+                    scarcity::now.calls = scarcity::now.refused = 0;
+                    scarcity::now.nth = nth;
+                    scarcity::now.for_good = for_good;
+                    scarcity::now.which = which;
+                    const std::string failure = outcome(each);
+                    scarcity::now.which = scarcity::count;
+                    if (scarcity::now.refused == 0)
+                        break;
+                    ++refusals;
+                    failures += !failure.empty();
+                    CHECK(failure != "no text");
+                    CHECK(each.intact());
+                    REQUIRE(player.host.wait_until_detached_done());
+                }
+                each.prepare();
+                REQUIRE(outcome(each) == ""); // there is enough again
+            }
+        before.check_nothing_more(4);
+        MESSAGE(each.name, ": ", refusals, " refusals, ", failures, " failures told");
+        CHECK(refusals > 0);
+        player.host.clear_console();
+    }
+
+    dialog_host player;
+
+private:
+    std::string outcome(const scenario& each)
+    {
+        try {
+            each.play();
+            return "";
+        } catch (const std::exception& failure) {
+            scarcity::now.which = scarcity::count;
+            const std::string text = failure.what();
+            return text.empty() ? "no text" : text;
+        }
+    }
+
+    const scarcity::hooks hooks_;
+    thread_worker workers_{&answer_politely};
+};
+
+void play_chunks()
+{
+    dsp_preset_impl preset;
+    vstConfigToPreset(any_effect(), preset);
+    const auto dsp = service_new<dsp_vst>(preset, 0u);
+    abort_callback_impl token;
+    for (const uint32_t rate : {44100u, 48000u}) {
+        dsp_chunk_list_impl list;
+        audio_chunk& chunk = *list.add_item();
+        chunk.set_data_size(8000);
+        chunk.set_sample_rate(rate);
+        chunk.set_channels(2, 3);
+        chunk.set_sample_count(4000);
+        dsp->run_abortable(list, nullptr, 0, token);
+    }
+    dsp_chunk_list_impl none;
+    dsp->run_abortable(none, nullptr, dsp_flag_end_of_playback, token);
+}
+
+} // namespace
+
+TEST_CASE("exhaustion: an effect that plays")
+{
+    exhausted test;
+    test.play({"chunks", &play_chunks}, 11);
+}
+
+TEST_CASE("exhaustion: an effect's editor")
+{
+    exhausted test;
+    const auto edit = [&] {
+        CDialogConfigureVST run;
+        bool reported = false;
+        run.onStateChanged = [&](const vstConfig_t&) { reported = true; };
+        run.Start(any_effect(), nullptr);
+        test.player.run_for(0.03);
+        run.stop();
+    };
+    test.play({"editor", edit}, 47);
+}
+
+TEST_CASE("exhaustion: what is saved stays whole")
+{
+    exhausted test;
+    const temp_folder folder;
+    const bytes old_bytes(30000, 1), new_bytes(50000, 2);
+    const auto holds_either = [&](const std::string& name) {
+        try {
+            const auto found = player::read_whole_file(folder.path(name), 1 << 20);
+            return found && (*found == old_bytes || *found == new_bytes);
+        } catch (const std::exception&) {
+            return false;
+        }
+    };
+    const auto old_preset = [&] {
+        folder.write("e.vstpreset", old_bytes);
+        test.player.shell->shown.clear();
+        test.player.shell->answer = folder.path("e.vstpreset");
+    };
+    const auto save_preset = [&] {
+        savePreset(nullptr, new_bytes);
+        if (test.player.shell->shown.size() > 1)
+            throw std::runtime_error(test.player.shell->shown[1]);
+    };
+    test.play({"preset", save_preset, [&] { return holds_either("e.vstpreset"); }, old_preset}, 3);
+
+    const auto save_state = [&] {
+        if (const unsigned long code = vsthost::replace_state_file(folder.path("state"), new_bytes))
+            throw std::runtime_error("Windows error " + std::to_string(code));
+    };
+    test.play({"state file", save_state, [&] { return holds_either("state"); },
+               [&] { folder.write("state", old_bytes); }},
+              1);
+
+    const std::string config = "{\"folders\": \"old\"}", path = folder.path("config.json");
+    const auto text_in = [&] {
+        string_out_impl text;
+        service_new<player::json_config_store>(path)->get_string("folders", "none", text);
+        return text.text;
+    };
+    const auto save_settings = [&] {
+        const auto store = service_new<player::json_config_store>(path);
+        try {
+            store->set_string("folders", "new");
+        } catch (...) {
+            scarcity::now.which = scarcity::count;
+            string_out_impl text;
+            store->get_string("folders", "none", text);
+            CHECK(text.text == "old"); // what is in use is what is on the disk
+            throw;
+        }
+    };
+    test.play({"settings", save_settings, [&] { return text_in() == "old" || text_in() == "new"; },
+               [&] {
+                   folder.write("config.json", {config.begin(), config.end()});
+               },
+               scarcity::thread}, // the library that writes it ends a program without memory
+              1);
+}
