@@ -100,6 +100,7 @@ constexpr option_word option_words[] = {
 
 // A path is put into the command line as it is, so one with a quotation mark may bring options of its own, or
 // take the following ones for part of itself. No file has such a name: such a line is refused as a whole.
+// People, who probe, may put their options in any order.
 std::optional<usage_error> broken_out(const std::vector<std::string>& arguments)
 {
     for (size_t i = 1; i < arguments.size(); ++i) {
@@ -110,7 +111,8 @@ std::optional<usage_error> broken_out(const std::vector<std::string>& arguments)
         if (std::find(arguments.begin() + 1, arguments.begin() + static_cast<std::ptrdiff_t>(i),
                       arguments[i]) != arguments.begin() + static_cast<std::ptrdiff_t>(i))
             return usage_error{"option " + arguments[i] + " is given twice"};
-        if (arguments[i] == "--vst" && i + 2 < arguments.size() && arguments[i + 2] != "--vst-version")
+        if (arguments[0] != "probe" && arguments[i] == "--vst" && i + 2 < arguments.size() &&
+            arguments[i + 2] != "--vst-version")
             return usage_error{"behind --vst and its path comes --vst-version, not \"" + arguments[i + 2] +
                                "\""};
     }

@@ -53,6 +53,7 @@ TEST_CASE("the command line: what is unknown, missing or wrong is named")
         {{"process", "--vst-version", "4"}, exit_code::usage, "option --vst-version takes"},
         {{"configure", "--parent-window", "11112222333344445"}, exit_code::usage, "--parent-window takes"},
         {{"process", "--vst", "a.dll", "--vst-version", "2"}, exit_code::usage, "needs the option --pipe"},
+        {{"probe", "--vst", "none.dll", "--save-state", "x"}, exit_code::module_missing, "does not exist"},
         // Paths that broke out of their quotation marks, or swallowed what follows them.
         {{"configure", "--vst", "e.dll", "--data", "x", "--vst-version", "3"},
          exit_code::usage,

@@ -87,6 +87,9 @@ TEST_CASE("connecting")
     DWORD written = 0;
     CHECK(WriteFile(client.get(), "abcd", 4, &written, nullptr));
     CHECK(pipe.readWord() == 0x64636261);
+    // Nobody else gets in.
+    CHECK_FALSE(open_client(name));
+    CHECK(GetLastError() == ERROR_PIPE_BUSY);
 }
 
 TEST_CASE("a worker that is quicker than the connect")
