@@ -61,7 +61,7 @@ std::string effect_name(const std::string& path)
 std::string failure_advice(std::string_view failure)
 {
     if (failure == "file not found")
-        return "put the worker programs qvxVSTHost64.exe and qvxVSTHost32.exe beside the component";
+        return "put qvxVSTHost64.exe and qvxVSTHost32.exe back";
     if (failure == "timeout" || failure == "could not connect pipe" || failure == "pipe creation failure" ||
         failure == "could not start the worker process")
         return "its worker program did not come up: see the console, then try again";
