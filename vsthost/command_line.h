@@ -32,7 +32,7 @@ struct usage_error {
     std::string text;
 };
 
-// `arguments` without the program's own name, UTF-8. An option that comes twice counts with its last value.
+// `arguments` without the program's own name, UTF-8. An option that comes twice is refused.
 std::variant<options, usage_error> parse_command_line(const std::vector<std::string>& arguments);
 
 // What --help prints, for the program of this name.
