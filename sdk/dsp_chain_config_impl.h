@@ -26,7 +26,7 @@ public:
     }
     void remove_item(size_t index) override
     {
-        items_.at(index);
+        static_cast<void>(items_.at(index)); // throws when there is none
         items_.erase(items_.begin() + static_cast<std::ptrdiff_t>(index));
     }
 

@@ -27,7 +27,7 @@ std::wstring win::long_path(const std::string& path)
 {
     // Folders are limited to 248 characters without the prefix, files to 260.
     constexpr size_t short_enough = 240;
-    const std::wstring wide = to_utf16(path);
+    std::wstring wide = to_utf16(path);
     if (wide.starts_with(L"\\\\?\\"))
         return wide;
     std::wstring full = full_path(wide);

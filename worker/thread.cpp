@@ -44,7 +44,7 @@ void thread::start(std::function<void()> function, int priority)
         _beginthreadex(nullptr, 0, &thread::entry, passed.get(), CREATE_SUSPENDED, nullptr)));
     if (!handle_)
         throw bug_check();
-    passed.release(); // the thread's from here on
+    static_cast<void>(passed.release()); // the thread's from here on
     running_ = true;
     SetThreadPriority(handle_.get(), priority);
     ResumeThread(handle_.get());

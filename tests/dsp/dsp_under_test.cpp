@@ -178,24 +178,3 @@ void kill_process(uint32_t id, uint32_t exit_code)
         WaitForSingleObject(process.get(), 10000) != WAIT_OBJECT_0)
         throw std::runtime_error("the worker could not be killed");
 }
-
-void check_side_by_side(const std::vector<scenario>& scenarios)
-{
-    std::vector<std::string> answers(scenarios.size());
-    {
-        std::vector<std::thread> threads;
-        for (size_t i = 0; i < scenarios.size(); ++i) {
-            threads.emplace_back([&answer = answers[i], &play = scenarios[i].play] {
-                std::string result;
-                const std::string failure = failure_of([&] { result = play(); });
-                answer = failure.empty() ? result : failure;
-            });
-        }
-        for (std::thread& each : threads)
-            each.join();
-    }
-    for (size_t i = 0; i < scenarios.size(); ++i) {
-        CAPTURE(scenarios[i].name);
-        CHECK(answers[i] == scenarios[i].expected);
-    }
-}

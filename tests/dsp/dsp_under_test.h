@@ -64,12 +64,3 @@ void kill_process(uint32_t id, uint32_t exit_code);
 
 // The setting "process tail samples" in the test host's store.
 constexpr const char* tail_key = "advconfig.unnamed.17F04BF0-5745-462F-929C-E7F230F51F5A";
-
-// Runs the scenarios side by side, each on a thread of its own, and checks what each of them answers: most of
-// their time is waiting. An exception is answered as failure_of words it.
-struct scenario {
-    std::string name;
-    std::string expected;
-    std::function<std::string()> play;
-};
-void check_side_by_side(const std::vector<scenario>& scenarios);

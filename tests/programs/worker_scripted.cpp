@@ -87,7 +87,7 @@ void burst_stderr(size_t byte_count)
         line.resize(63, 'x');
         line += '\n';
         if (byte_count < line.size())
-            line = line.substr(0, byte_count - 1) + '\n';
+            line.replace(byte_count - 1, std::string::npos, "\n");
         byte_count -= line.size();
         write_stderr(line);
     }

@@ -33,8 +33,8 @@ std::string text_after(const std::string& line, std::string_view word)
 } // namespace
 
 fake_worker::fake_worker(std::string script, const char* folder_name)
+    : id_(unique_text())
 {
-    id_ = unique_text();
     const std::filesystem::path folder =
         std::filesystem::temp_directory_path() / native(std::string(folder_name) + " " + id_);
     std::filesystem::create_directories(folder);

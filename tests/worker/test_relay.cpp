@@ -57,30 +57,3 @@ TEST_CASE_FIXTURE(relay_fixture, "what a worker prints reaches the console line 
         CHECK(worker->waitForExit(10000));
     }
 }
-
-TEST_CASE_FIXTURE(relay_fixture, "what ends the relay before its worker")
-{
-    fake_worker fake("write-stderr \"up\\n\"\nsignal-event {event:up}\nhang\n");
-    const auto worker = start_with_stderr(fake);
-    REQUIRE(fake.wait_for("up"));
-    SUBCASE("the player shuts down")
-    {
-        std::thread relay([&] { readStdErr(worker); });
-        CHECK(host.wait_for_line("VST: up"));
-        host.app_token.abort();
-        relay.join();
-        readStdErr(worker); // a token that aborts already: nothing is read
-        CHECK(host.console_lines().size() == 1);
-    }
-    SUBCASE("a player without a token, or without a console")
-    {
-        host.hide_service(app_abort::class_guid, true);
-        readStdErr(worker);
-        host.hide_service(app_abort::class_guid, false);
-        host.hide_service(console_service::class_guid, true);
-        readStdErr(worker);
-        CHECK(host.console_lines().empty());
-    }
-    CHECK_FALSE(worker->waitForExit(0)); // the worker goes on
-    worker->terminate();
-}

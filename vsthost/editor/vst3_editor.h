@@ -12,6 +12,8 @@ class vst3_editor final : public effect_editor {
 public:
     vst3_editor(ref<v3_plugin_view> view, editor_host& host);
     ~vst3_editor() override;
+    vst3_editor(const vst3_editor&) = delete;
+    vst3_editor& operator=(const vst3_editor&) = delete;
 
     std::optional<editor_size> size() override;
     bool open(void* window) override;
