@@ -83,6 +83,28 @@ def unknown_messages(page, sources):
                     yield f"{message}: {part!r}"
 
 
+# What tells a user something. Mistakes on the command line explain themselves.
+TELLS = re.compile(r"\b(report|fatal_error|player_error|wav_error|throw_file_error|runtime_error|print|show_popup|refuse|"
+                   r"unusable|broken|tellConsole)[({]")
+EXPLAIN_THEMSELVES = {"command_line.cpp", "command_help.cpp", "component_settings.cpp"}
+
+
+def literals(statement):
+    return [text.replace('\\"', '"').strip(" :;,.") for text in re.findall(r'(?<![\\L])"((?:[^"\\\n]|\\.)*)"', statement)]
+
+
+def unexplained(page, text):
+    """Statements that tell a user something in more than three words of which the page has none."""
+    explained = {part.strip(" :;,.") for message in re.findall(r"`([^`]+)`", page)
+                 for part in " ".join(message.split()).split("...") if len(part) > 7}
+    text = re.sub(r'(?<!\\)"\s*\n\s*"', "", re.sub(r"//[^\n]*|#include.*", "", text))
+    for statement in text.split(";"):
+        told = [literal for literal in literals(statement) if len(literal.split()) > 3] if TELLS.search(statement) else []
+        if told and not any(part in literal or literal in part for literal in literals(statement) for part in explained
+                            if len(literal) > 7):
+            yield " | ".join(told)
+
+
 class Documents(unittest.TestCase):
     def none(self, problems):
         problems = list(problems)
@@ -119,6 +141,15 @@ class Documents(unittest.TestCase):
         self.none(unknown_messages(page, sources))
         planted = list(unknown_messages("- `VST error`, `VST ... terrified`: no\n", sources))
         self.assertEqual(planted, ["VST ... terrified: ' terrified'"])
+
+    def test_unexplained(self):
+        """every message of the sources is explained"""
+        page = (TOP / "docs" / "troubleshooting.md").read_text()
+        self.none(f"{path.relative_to(TOP)}: {message}" for room in ROOMS for path in sorted((TOP / room).rglob("*.cpp"))
+                  if path.name not in EXPLAIN_THEMSELVES and path.parts[len(TOP.parts)] != "tools"
+                  for message in unexplained(page, path.read_text()))
+        planted = 'report("the effect sings "\n    "out of tune"); f("no thing to tell"); report("VST error at the end");'
+        self.assertEqual(list(unexplained(page, planted)), ["the effect sings out of tune"])
 
     def test_planted(self):
         """a planted broken link, file and option are found"""
