@@ -5,8 +5,8 @@ A NAME picks a room's tests by the name of its folder, or test cases by a part o
 Without one every test program runs: x64 and x86 under Wine, native ones, and the checks written in Python.
 
 Two run at a time, each with a Wine prefix and an X server of its own, so that neither sees the other's processes,
-windows or focus; those that measure time run alone, after the others. One after the other with --long, --jobs 1 or
-a DISPLAY to see them on.
+windows or focus. Those that have to be in time run when the others are done, and what measures runs alone at the end.
+One after the other with --long, --jobs 1 or a DISPLAY to see them on.
 """
 import argparse
 import os
@@ -24,8 +24,9 @@ COUNTS = re.compile(r"^(\d+) passed, (\d+) failed, (\d+) skipped\s*$")
 SLOW_SECONDS = 20  # what a program may take in its short form
 LIMIT_SECONDS = 300  # then it is ended
 LIMIT_SECONDS_LONG = 8 * 3600
-# How a program written in Python says that it runs alone; for the others tests/CMakeLists.txt does.
-ALONE = re.compile(r"^# Runs alone: ", re.MULTILINE)
+BUSY, TIMED, ALONE = range(3)  # the order; programs of one kind run side by side, ALONE ones do not
+# How a program written in Python says that it runs alone; of the others tests/CMakeLists.txt says which are timed.
+RUNS_ALONE = re.compile(r"^# Runs alone: ", re.MULTILINE)
 
 
 @dataclass
@@ -34,7 +35,7 @@ class Program:
     arch: str
     command: list[str]
     filters: list[str]  # names of test cases; empty: all of them
-    alone: bool  # nothing else may run meanwhile
+    kind: int
 
     @property
     def folder(self):
@@ -46,14 +47,15 @@ def find_programs():
     for arch, suffix in (("x64", ".exe"), ("x86", ".exe"), ("native", "")):
         tests = TOP / "build" / arch / "tests"
         for line in sorted((tests / "programs.txt").read_text().splitlines()):
-            name, _, alone = line.partition(" ")
+            name, _, why_timed = line.partition(" ")
             command = [str(tests / "bin" / (name + suffix))]
             if arch != "native":
                 command.insert(0, str(TOP / "tools" / "wine"))
-            programs.append(Program(name.removeprefix("test_"), arch, command, [], bool(alone)))
+            programs.append(Program(name.removeprefix("test_"), arch, command, [],
+                                    TIMED if why_timed else BUSY))
     for path in sorted((TOP / "tests").glob("*/test_*.py")):
-        alone = ALONE.search(path.read_text()) is not None
-        programs.append(Program(path.parent.name, "python", ["/usr/bin/python3", str(path)], [], alone))
+        kind = ALONE if RUNS_ALONE.search(path.read_text()) else BUSY
+        programs.append(Program(path.parent.name, "python", ["/usr/bin/python3", str(path)], [], kind))
     return programs
 
 
@@ -162,7 +164,7 @@ def report(program, result, width, long):
 
 
 def run_all(programs, long, jobs):
-    """Runs them, `jobs` at a time while there are such that need not be alone. Returns the counts."""
+    """Runs them, `jobs` at a time where they may. Returns the counts."""
     totals = [0, 0, 0]
     width = max(len(program.room) for program in programs)
     if subprocess.run([TOP / "tools" / "wine", "--has-x86"]).returncode != 0:
@@ -172,11 +174,12 @@ def run_all(programs, long, jobs):
         programs = [program for program in programs if program.arch != "x86"]
 
     # The checks in Python first: the longest of all is among them.
-    waiting = sorted(programs, key=lambda program: (program.alone, program.arch != "python"))
+    waiting = sorted(programs, key=lambda program: (program.kind, program.arch != "python"))
     running = []
     try:
         while waiting or running:
-            while waiting and len(running) < jobs and not (running and (waiting[0].alone or running[0].program.alone)):
+            while waiting and (not running or len(running) < jobs and
+                               waiting[0].kind == running[0].program.kind != ALONE):
                 program = waiting.pop(0)
                 arguments = ["--long"] if long else []
                 if program.filters:

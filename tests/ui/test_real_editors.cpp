@@ -59,9 +59,7 @@ struct real_run {
 
 const vstConfig_t effects[] = {
     {shipped_effect("qvxGain.vst3", "x64"), "gain", "x64", 3},
-    {shipped_effect("qvxGain.dll", "x86"), "gain", "x86", 2},
-    {shipped_effect("qvxEcho.vst3", "x86"), "echo", "x86", 3},
-    {shipped_effect("qvxEcho.dll", "x64"), "echo", "x64", 2},
+    {shipped_effect("qvxEcho.dll", "x86"), "echo", "x86", 2},
 };
 
 } // namespace
