@@ -120,14 +120,22 @@ private:
     size_t size_ = 0;
 };
 
-// Where the loader would take a library from; the module's own folder comes first.
+// Where the loader would take a library from: the module's own folder, those of the system, the path; not
+// this program's folder, where libraries lie that are the player's.
 std::optional<std::wstring> find_library(const std::wstring& name, const std::wstring& folder)
 {
     const std::wstring beside = folder + L"\\" + name;
     if (is_file(beside))
         return beside;
+    std::wstring places(32 * 1024 + 2 * MAX_PATH, L'\0');
+    size_t used = GetSystemDirectoryW(places.data(), MAX_PATH);
+    places[used++] = L';';
+    used += GetWindowsDirectoryW(&places[used], MAX_PATH);
+    places[used++] = L';';
+    used += GetEnvironmentVariableW(L"PATH", &places[used], static_cast<DWORD>(places.size() - used));
+    places.resize(std::min(used, places.size()));
     wchar_t found[MAX_PATH];
-    const DWORD length = SearchPathW(nullptr, name.c_str(), nullptr, MAX_PATH, found, nullptr);
+    const DWORD length = SearchPathW(places.c_str(), name.c_str(), nullptr, MAX_PATH, found, nullptr);
     if (length == 0 || length >= MAX_PATH)
         return std::nullopt;
     return std::wstring(found, length);

@@ -31,7 +31,7 @@ chain_pane::chain_pane(HWND parent, live_chain& chain)
     : parent_(parent)
     , chain_(chain)
     , dialogs_(chain)
-    , label_(make_control(parent, L"STATIC", "&DSP chain, in the order the sound goes through it", 0,
+    , label_(make_control(parent, L"STATIC", "DSP &chain, in the order the sound goes through it", 0,
                           ids::chain_label))
     , list_(make_control(parent, WC_LISTVIEWW, "DSP chain",
                          WS_TABSTOP | LVS_REPORT | LVS_NOCOLUMNHEADER | LVS_SINGLESEL | LVS_SHOWSELALWAYS,
@@ -39,7 +39,7 @@ chain_pane::chain_pane(HWND parent, live_chain& chain)
     , add_(make_control(parent, L"BUTTON", "A&dd", WS_TABSTOP, ids::chain_add))
     , configure_(make_control(parent, L"BUTTON", "Co&nfigure", WS_TABSTOP, ids::chain_configure))
     , remove_(make_control(parent, L"BUTTON", "&Remove", WS_TABSTOP, ids::chain_remove))
-    , up_(make_control(parent, L"BUTTON", "Move u&p", WS_TABSTOP, ids::chain_up))
+    , up_(make_control(parent, L"BUTTON", "Mov&e up", WS_TABSTOP, ids::chain_up))
     , down_(make_control(parent, L"BUTTON", "Move do&wn", WS_TABSTOP, ids::chain_down))
 {
     ListView_SetExtendedListViewStyle(list_, LVS_EX_CHECKBOXES | LVS_EX_FULLROWSELECT);
@@ -140,6 +140,7 @@ void chain_pane::add(const dsp_choice& choice)
     select(slot);
     // A DSP as it comes does nothing: what it is to do is the next thing anybody wants to say.
     configure(slot);
+    dialogs_.remove_if_left_as_is(slot);
 }
 
 bool chain_pane::command(int id)

@@ -3,6 +3,7 @@
 #include "player/chain.h"
 #include "player/player_error.h"
 
+#include <cstring>
 #include <vector>
 
 namespace player {
@@ -25,7 +26,15 @@ public:
         }
     }
     void set_preset(const dsp_preset& preset) override { owner_->chain_.set_preset(slot_, preset); }
-    void dsp_dialog_done(bool) override { owner_->done(slot_); }
+    void dsp_dialog_done(bool) override
+    {
+        const bool unwanted = owner_->is_left_as_is(slot_);
+        config_dialogs& owner = *owner_; // this object may go with its dialog
+        const uint64_t slot = slot_;
+        owner.done(slot);
+        if (unwanted)
+            owner.chain_.remove(slot);
+    }
 
 private:
     config_dialogs* owner_; // lives as long as the player's window, and no dialog longer than that
@@ -62,6 +71,26 @@ void config_dialogs::open(uint64_t slot, HWND parent)
         opened.window = active;
     if (opened.dialog)
         open_[slot] = std::move(opened);
+}
+
+void config_dialogs::remove_if_left_as_is(uint64_t slot)
+{
+    const auto slots = chain_.get();
+    const chain_slot* const what = find_slot(*slots, slot);
+    if (const auto known = open_.find(slot); what && known != open_.end())
+        known->second.removed_as = what->preset;
+}
+
+bool config_dialogs::is_left_as_is(uint64_t slot) const
+{
+    const auto slots = chain_.get();
+    const chain_slot* const what = find_slot(*slots, slot);
+    const auto known = open_.find(slot);
+    if (!what || known == open_.end() || !known->second.removed_as)
+        return false;
+    const dsp_preset &now = what->preset, &then = *known->second.removed_as;
+    return now.get_owner() == then.get_owner() && now.get_data_size() == then.get_data_size() &&
+           std::memcmp(now.get_data(), then.get_data(), now.get_data_size()) == 0;
 }
 
 void config_dialogs::done(uint64_t slot)

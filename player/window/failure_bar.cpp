@@ -30,18 +30,28 @@ failure_bar::failure_bar(HWND parent)
 bool failure_bar::show(const play_status& now, const std::string& name)
 {
     const bool wanted = now.state == play_state::failed;
-    if (wanted) {
+    if (wanted && (!shown_ || slot_ != now.failure.slot || reason_ != now.failure.reason)) {
         slot_ = now.failure.slot;
-        set_window_text(text_, failure_sentence(name, now.failure.reason));
+        reason_ = now.failure.reason;
+        set_window_text(text_, failure_sentence(name, reason_));
     }
-    if (wanted == shown_)
+    const bool has_dsp = wanted && slot_ != 0 && !name.empty();
+    if (wanted == shown_) {
+        if (wanted && !has_dsp)
+            for (const HWND control : {leave_out_, configure_})
+                if (IsWindowVisible(control)) {
+                    if (GetFocus() == control)
+                        SetFocus(start_again_);
+                    ShowWindow(control, SW_HIDE);
+                }
         return false;
+    }
     shown_ = wanted;
     const auto set = [](HWND control, bool visible) { ShowWindow(control, visible ? SW_SHOW : SW_HIDE); };
     set(text_, wanted);
     set(start_again_, wanted);
-    set(leave_out_, wanted && slot_ != 0);
-    set(configure_, wanted && slot_ != 0);
+    set(leave_out_, has_dsp);
+    set(configure_, has_dsp);
     return true;
 }
 

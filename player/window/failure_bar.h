@@ -10,7 +10,8 @@ class failure_bar {
 public:
     explicit failure_bar(HWND parent);
 
-    // `name` is the DSP's. True when the bar came or went.
+    // `name` is the DSP's now, empty when it is not in the chain any more: the sentence keeps the name that
+    // it failed under. True when the bar came or went.
     bool show(const play_status& now, const std::string& name);
     bool is_shown() const noexcept { return shown_; }
     uint64_t slot() const noexcept { return slot_; } // of the DSP that failed; 0: it was something else
@@ -22,6 +23,7 @@ private:
     HWND text_, start_again_, leave_out_, configure_;
     bool shown_ = false;
     uint64_t slot_ = 0;
+    std::string reason_;
 };
 
 // The sentence. Pure.

@@ -400,6 +400,9 @@ LRESULT main_window::handle(UINT message, WPARAM first, LPARAM second)
     case WM_COMMAND:
         command(LOWORD(first), HIWORD(first));
         return 0;
+    case WM_NEXTDLGCTL: // the key of a label; only dialogs of the system answer it by themselves
+        next_control(window_, first, second);
+        return 0;
     case WM_NOTIFY:
         if (reinterpret_cast<const NMHDR*>(second)->idFrom == ids::chain_list)
             chain_->notified(*reinterpret_cast<const NMHDR*>(second));

@@ -47,7 +47,7 @@ menu_bar::menu_bar(HWND window, const shortcuts& keys)
                {mainmenu_group_visualisations, add_popup(bar, L"&Visualisations")}};
     // What a component hangs elsewhere must not get lost.
     if (!menu_of_group({}, {mainmenu_group_dsp, mainmenu_group_visualisations}).empty())
-        groups_.push_back({{}, add_popup(bar, L"&Components")});
+        groups_.push_back({{}, add_popup(bar, L"Components")});
     add_item(add_popup(bar, L"&Help"), ids::about, L"&About...");
     SetMenu(window, bar);
 }

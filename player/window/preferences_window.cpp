@@ -290,8 +290,9 @@ LRESULT preferences_window::draw_row(NMTVCUSTOMDRAW& row) const
         return CDRF_DODEFAULT;
     if (row.nmcd.dwDrawStage == CDDS_PREPAINT)
         return CDRF_NOTIFYITEMDRAW;
+    // Not CDIS_FOCUS: the chosen row keeps that when the tree has lost the keyboard.
     if (row.nmcd.dwDrawStage == CDDS_ITEMPREPAINT && (row.nmcd.uItemState & CDIS_SELECTED) != 0 &&
-        (row.nmcd.uItemState & CDIS_FOCUS) == 0) {
+        GetFocus() != row.nmcd.hdr.hwndFrom) {
         row.clrText = look_.text();
         row.clrTextBk = look_.chosen();
     }
@@ -309,6 +310,9 @@ LRESULT preferences_window::handle(UINT message, WPARAM first, LPARAM second)
         return 0;
     case WM_COMMAND:
         command(LOWORD(first), HIWORD(first));
+        return 0;
+    case WM_NEXTDLGCTL: // the key of a label; only dialogs of the system answer it by themselves
+        next_control(window_, first, second);
         return 0;
     case WM_NOTIFY: {
         auto& header = *reinterpret_cast<NMHDR*>(second);

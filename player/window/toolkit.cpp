@@ -117,6 +117,12 @@ void register_class(const wchar_t* name, WNDPROC procedure, HBRUSH back)
         throw exception_win32(GetLastError());
 }
 
+void next_control(HWND window, WPARAM first, LPARAM second) noexcept
+{
+    SetFocus(LOWORD(second) ? reinterpret_cast<HWND>(first)
+                            : GetNextDlgTabItem(window, GetFocus(), static_cast<BOOL>(first)));
+}
+
 void set_window_text(HWND window, const std::string& text)
 {
     if (window_text(window) != text)

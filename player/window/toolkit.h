@@ -55,6 +55,9 @@ HWND make_control(HWND parent, const wchar_t* class_name, const char* text, DWOR
 // Registers a window class of the module's, once.
 void register_class(const wchar_t* name, WNDPROC procedure, HBRUSH back = nullptr);
 
+// What a dialog does with WM_NEXTDLGCTL: the control that it names gets the keyboard, or the next or previous
+// one.
+void next_control(HWND window, WPARAM first, LPARAM second) noexcept;
 void set_window_text(HWND window, const std::string& text); // only when it differs, so that nothing flickers
 std::string window_text(HWND window);
 

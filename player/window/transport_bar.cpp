@@ -15,6 +15,29 @@ constexpr double steps_per_second = 10;
 
 } // namespace
 
+namespace {
+
+// A click beside the thumb goes to that place instead of a page on; the thumb is then held there.
+LRESULT CALLBACK jump_to_click(HWND bar, UINT message, WPARAM first, LPARAM second, UINT_PTR, DWORD_PTR)
+{
+    const POINT at{static_cast<short>(LOWORD(second)), static_cast<short>(HIWORD(second))};
+    RECT thumb{}, channel{};
+    if (message == WM_LBUTTONDOWN || message == WM_LBUTTONDBLCLK) {
+        SendMessageW(bar, TBM_GETTHUMBRECT, 0, reinterpret_cast<LPARAM>(&thumb));
+        SendMessageW(bar, TBM_GETCHANNELRECT, 0, reinterpret_cast<LPARAM>(&channel));
+        const double way = channel.right - channel.left - (thumb.right - thumb.left);
+        if (!PtInRect(&thumb, at) && way > 0) {
+            const double place = (at.x - channel.left - (thumb.right - thumb.left) / 2.0) / way;
+            const auto end = static_cast<double>(SendMessageW(bar, TBM_GETRANGEMAX, 0, 0));
+            SendMessageW(bar, TBM_SETPOS, TRUE,
+                         static_cast<LPARAM>(std::lround(std::clamp(place, 0.0, 1.0) * end)));
+        }
+    }
+    return DefSubclassProc(bar, message, first, second);
+}
+
+} // namespace
+
 transport_bar::transport_bar(HWND parent, playback_engine& engine, const appearance& look)
     : engine_(engine)
     , play_(make_control(parent, L"BUTTON", "&Play", WS_TABSTOP | WS_GROUP, ids::play))
@@ -29,6 +52,7 @@ transport_bar::transport_bar(HWND parent, playback_engine& engine, const appeara
     SendMessageW(bar_, TBM_SETLINESIZE, 0, static_cast<LPARAM>(5 * steps_per_second));
     SendMessageW(bar_, TBM_SETPAGESIZE, 0, static_cast<LPARAM>(30 * steps_per_second));
     SendMessageW(bar_, TBM_SETRANGEMAX, TRUE, 0);
+    SetWindowSubclass(bar_, &jump_to_click, 0, 0);
 }
 
 bool transport_bar::command(int id)
@@ -57,10 +81,28 @@ void transport_bar::scrolled(int code)
 void transport_bar::show(const play_status& now)
 {
     const bool is_playing = now.state == play_state::playing;
-    EnableWindow(play_, now.has_file && !is_playing);
-    EnableWindow(pause_, is_playing);
-    EnableWindow(stop_, now.has_file && now.state != play_state::stopped);
-    EnableWindow(bar_, now.has_file);
+    const struct {
+        HWND control;
+        bool usable;
+    } states[] = {{play_, now.has_file && !is_playing},
+                  {pause_, is_playing},
+                  {stop_, now.has_file && now.state != play_state::stopped},
+                  {bar_, now.has_file}};
+    HWND next = nullptr;
+    for (const auto& [control, usable] : states) {
+        if (!usable)
+            continue;
+        EnableWindow(control, TRUE);
+        next = next ? next : control;
+    }
+    for (const auto& [control, usable] : states) {
+        if (usable)
+            continue;
+        // The keyboard's focus must not stay on what is greyed under it.
+        if (GetFocus() == control)
+            SetFocus(next ? next : GetNextDlgTabItem(GetParent(control), control, FALSE));
+        EnableWindow(control, FALSE);
+    }
     if (now.length != length_) {
         length_ = now.length;
         SendMessageW(bar_, TBM_SETRANGEMAX, TRUE,

@@ -120,21 +120,27 @@ TEST_CASE("modules that cannot be used are told apart")
 
 TEST_CASE("a library that a module needs and that is not there is named")
 {
-    for (const std::string& arch : arches()) {
-        CAPTURE(arch);
-        std::vector<uint8_t> module = read_file(effect_path(arch, "qvxGain.dll"));
-        const std::string needed = "msvcrt.dll";
-        const std::string absent = "absent.dll";
-        auto at = std::search(module.begin(), module.end(), needed.begin(), needed.end());
-        REQUIRE(at != module.end());
-        std::ranges::copy(absent, at);
-        const std::string path = temporary("needs-more-" + arch + ".dll");
-        std::ofstream(path, std::ios::binary)
-            .write(reinterpret_cast<const char*>(module.data()), static_cast<std::streamsize>(module.size()));
-        worker with({arch, path, 2});
-        check_end(with, exit_code::dependency_missing, "it needs absent.dll", path);
-        DeleteFileA(path.c_str());
-    }
+    const std::pair<std::string, std::string> cases[] = {
+        {"msvcrt.dll", "absent.dll"},
+        // It lies beside the worker, where the loader does not look for what a module needs.
+        {"KERNEL32.dll", "libstdc++-6.dll"},
+    };
+    for (const std::string& arch : arches())
+        for (const auto& [needed, absent] : cases) {
+            CAPTURE(arch);
+            CAPTURE(absent);
+            std::vector<uint8_t> module = read_file(effect_path(arch, "qvxGain.dll"));
+            auto at = std::search(module.begin(), module.end(), needed.begin(), needed.end());
+            REQUIRE(at != module.end());
+            std::copy(absent.c_str(), absent.c_str() + absent.size() + 1, at);
+            const std::string path = temporary("needs-more-" + arch + ".dll");
+            std::ofstream(path, std::ios::binary)
+                .write(reinterpret_cast<const char*>(module.data()),
+                       static_cast<std::streamsize>(module.size()));
+            worker with({arch, path, 2});
+            check_end(with, exit_code::dependency_missing, "it needs " + absent, path);
+            DeleteFileA(path.c_str());
+        }
 }
 
 TEST_CASE("a bundle folder is opened through its module file")
