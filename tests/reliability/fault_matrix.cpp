@@ -19,7 +19,6 @@ constexpr faults ends =
 constexpr faults hang = only(worker_hangs), cut = only(answers_short), garbage = only(answers_garbage),
                  late = only(answers_late), abort_ = only(player_aborts), down = only(player_shuts_down),
                  lost = only(player_killed);
-constexpr int connect_ms = 10000; // what a worker has to open its pipe
 
 struct expectation {
     faults when;

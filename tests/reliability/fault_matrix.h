@@ -21,6 +21,8 @@ enum fault : unsigned {
 };
 extern const char* const fault_names[fault_count];
 
+constexpr int connect_ms = 10000; // what a worker has to open its pipe
+
 struct cell {
     const char* step = nullptr;
     fault kind = worker_killed;
