@@ -4,6 +4,9 @@
 
 // What a configure run hears of the player: chunks of the newest DSP with the same effect, as they were
 // before processing. Registered as long as it lives.
+//
+// Locks are taken in this order: the set of listeners (shared), lock_, the queue's own. Whoever takes chunks
+// out holds the last one alone, so none of them waits for a worker.
 class listenerImpl final : public vstAudioListener {
 public:
     // `path`: of the effect's module. Throws std::bad_alloc and Nv::bug_check.

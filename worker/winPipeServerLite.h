@@ -4,8 +4,11 @@
 //
 // States: idle -> pipe created -> worker started -> connected -> conversation -> closed. A pipe is never
 // reused: each launch makes one with a fresh name. Closing it is how a worker learns that the conversation is
-// over. One thread at a time; only the worker reference is shared, with the thread that relays its standard
-// error.
+// over.
+//
+// One thread at a time, without a lock. The process that `worker` refers to is shared with the thread that
+// relays its standard error. While one thread writes live audio, the one that launched may wait for the
+// worker's end; it joins the writer before it closes the pipe or changes `worker`.
 
 #include "worker/overlapped.h"
 

@@ -34,8 +34,9 @@ struct launchParams {
 
 class workerProcess {
 public:
-    // Starts the process. Throws std::runtime_error "pipe creation failure" or "could not start the worker
-    // process", and file_not_found when there is no such program; nothing is left open then.
+    // Starts the process; one launch at a time in this program, others wait for it. Throws std::runtime_error
+    // "pipe creation failure" or "could not start the worker process", and file_not_found when there is no
+    // such program; nothing is left open then.
     explicit workerProcess(launchParams params);
     ~workerProcess();
     workerProcess(const workerProcess&) = delete;
