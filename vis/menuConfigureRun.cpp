@@ -45,6 +45,8 @@ void startMenuConfigureRun(vstConfig_t effect, uint32_t occurrence)
         menuRun = new CDialogConfigureVST;
     editedOccurrence = occurrence;
     menuRun->stop();
+    if (!menuRun) // the player, handed the last state, began to quit
+        return;
     menuRun->onStateChanged = &writeBack;
     menuRun->Start(effect, host.get_main_window());
 }

@@ -237,7 +237,8 @@ const std::vector<step> steps = {
      "stop",
      {"close-stderr"},
      {"write-stderr \"\\xff\\xfe\\n\""},
-     {{ends | cut | down, {"VST: one"}},
+     {{ends | cut, {"VST: one"}},
+      {down, {"VST: one", ""}}, // it does not wait for what is on its way
       {hang, {"VST: one"}, 1000},
       {garbage, {"VST: one / VST: tw\xff\xfe / VST: o"}},
       {late, {"VST: one / VST: two"}, 1000},

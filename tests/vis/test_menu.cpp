@@ -182,3 +182,18 @@ TEST_CASE("the next command ends the editor before, whose last state is placed b
     test.player.run_for(0.2);
     CHECK(first.process_ids().size() == 1);
 }
+
+TEST_CASE("a player that quits while it is handed the last state is not shown another editor")
+{
+    fake_worker fake(editor);
+    menu_fixture test{entry(fake.script_path()), entry(fake.script_path())};
+    CHECK(test.execute(0));
+    REQUIRE(fake.wait_for("up"));
+    CHECK(test.player.run_until([&] { return test.states()[0] == "edit"; }, 5));
+    test.player.chain.set_changed([] { endMenuConfigureRun(); });
+    CHECK(test.execute(0));
+    test.player.chain.set_changed({});
+    CHECK(test.states()[0] == "last");
+    test.player.run_for(0.2);
+    CHECK(fake.process_ids().size() == 1);
+}
