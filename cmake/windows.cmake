@@ -12,8 +12,8 @@ set(QVX_DIST "${CMAKE_SOURCE_DIR}/build/dist" CACHE PATH "where what is shipped 
 set(QVX_DIST_ARCH "${QVX_DIST}/${QVX_ARCH}")
 set(QVX_TESTS_BIN "${CMAKE_BINARY_DIR}/tests/bin")
 
-# The same sources make the same files.
-add_link_options(-Wl,--no-insert-timestamp)
+# The same sources make the same files: no times in them, and no base address that is made of the output's path.
+add_link_options(-Wl,--no-insert-timestamp -Wl,--disable-auto-image-base)
 
 # Everything in build/dist/: what people run, without the tests.
 add_custom_target(shipped)
