@@ -38,6 +38,7 @@ struct crash_reporter {
     start_symbols start = nullptr;
     symbol_options set_options = nullptr;
     std::atomic<bool> taken{false};
+    SRWLOCK file_begins = SRWLOCK_INIT; // held while there is a file that would stay behind
 };
 crash_reporter reporter;
 
@@ -109,15 +110,22 @@ std::string write_minidump()
         return {};
     wchar_t path[MAX_PATH + 64];
     std::swprintf(path, std::size(path), L"%lsqvxVSTHost-%lu.dmp", folder, GetCurrentProcessId());
-    // A leftover of an earlier process of this number goes; whatever else has the name is not written to.
-    DeleteFileW(path);
-    const HANDLE file =
-        CreateFileW(path, GENERIC_WRITE | DELETE, 0, nullptr, CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr);
-    if (file == INVALID_HANDLE_VALUE)
-        return {};
+    // Never into what somebody else put there; a leftover of an earlier process of this number goes.
+    const auto create = [&path] {
+        return CreateFileW(path, GENERIC_WRITE | DELETE, 0, nullptr, CREATE_NEW, FILE_ATTRIBUTE_NORMAL,
+                           nullptr);
+    };
+    AcquireSRWLockExclusive(&reporter.file_begins);
+    HANDLE file = create();
+    if (file == INVALID_HANDLE_VALUE && DeleteFileW(path))
+        file = create();
     // Until it is complete the file goes with its handle, however the process ends.
     FILE_DISPOSITION_INFO disposition{TRUE};
-    SetFileInformationByHandle(file, FileDispositionInfo, &disposition, sizeof disposition);
+    if (file != INVALID_HANDLE_VALUE)
+        SetFileInformationByHandle(file, FileDispositionInfo, &disposition, sizeof disposition);
+    ReleaseSRWLockExclusive(&reporter.file_begins);
+    if (file == INVALID_HANDLE_VALUE)
+        return {};
     // A dump holds no symbols, but where nobody has started the symbol handler its writer does so itself and
     // looks through every loaded module on some systems, which takes seconds.
     if (reporter.set_options != nullptr && reporter.start != nullptr) {
@@ -168,6 +176,8 @@ LONG WINAPI on_unhandled(EXCEPTION_POINTERS* pointers)
     SetEvent(reporter.wanted);
     WaitForSingleObject(reporter.told, line_limit);
     WaitForSingleObject(reporter.done, reporter.dump_limit);
+    for (int tries = 0; tries < 100 && !TryAcquireSRWLockExclusive(&reporter.file_begins); ++tries)
+        Sleep(2);
     TerminateProcess(GetCurrentProcess(), code);
     return EXCEPTION_EXECUTE_HANDLER;
 }
@@ -245,6 +255,10 @@ void vsthost::end_process(exit_code code)
 
 void vsthost::end_process(const fatal_error& error)
 {
-    report(error.what());
+    try {
+        report(error.what());
+    } catch (const std::bad_alloc&) {
+        report_out_of_memory();
+    }
     end_process(error.code());
 }

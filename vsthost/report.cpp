@@ -71,11 +71,19 @@ public:
         }
         WakeAllConditionVariable(&changed_);
     }
+    void push_spare() noexcept
+    {
+        {
+            const win::exclusive_lock lock(lock_);
+            spare_wanted_ = !spare_.empty();
+        }
+        WakeAllConditionVariable(&changed_);
+    }
     bool flush(unsigned milliseconds)
     {
         const ULONGLONG end = GetTickCount64() + milliseconds;
         const win::exclusive_lock lock(lock_);
-        while (!lines_.empty() || writing_) {
+        while (!lines_.empty() || spare_wanted_ || writing_) {
             const ULONGLONG now = GetTickCount64();
             if (now >= end)
                 return false;
@@ -93,10 +101,15 @@ private:
             std::string line;
             {
                 const win::exclusive_lock lock(lock_);
-                while (lines_.empty())
+                while (lines_.empty() && !spare_wanted_)
                     SleepConditionVariableSRW(&changed_, &lock_.native, INFINITE, 0);
-                line = std::move(lines_.front());
-                lines_.pop_front();
+                if (lines_.empty()) {
+                    line = std::move(spare_);
+                    spare_wanted_ = false;
+                } else {
+                    line = std::move(lines_.front());
+                    lines_.pop_front();
+                }
                 writing_ = true;
             }
             if (out != nullptr && out != INVALID_HANDLE_VALUE)
@@ -114,6 +127,8 @@ private:
     win::srw_lock lock_; // guards what follows but `started_`
     CONDITION_VARIABLE changed_ = CONDITION_VARIABLE_INIT;
     std::deque<std::string> lines_;
+    std::string spare_ = "out of memory\n";
+    bool spare_wanted_ = false;
     size_t dropped_ = 0;
     bool writing_ = false;
     std::atomic<bool> started_{false};
@@ -141,6 +156,11 @@ void vsthost::report(std::string_view line)
             c = ' ';
     text += '\n';
     queue().push(std::move(text));
+}
+
+void vsthost::report_out_of_memory() noexcept
+{
+    queue().push_spare();
 }
 
 bool vsthost::flush_reports(unsigned milliseconds)

@@ -3,6 +3,7 @@
 
 #include "vsthost/exit_codes.h"
 #include "vsthost/process_shell.h"
+#include "vsthost/report.h"
 
 #include <exception>
 #include <new>
@@ -20,7 +21,8 @@ auto or_end_process(Work&& work) noexcept
     } catch (const fatal_error& error) {
         end_process(error);
     } catch (const std::bad_alloc&) {
-        end_process(fatal_error(exit_code::out_of_memory, "out of memory"));
+        report_out_of_memory();
+        end_process(exit_code::out_of_memory);
     } catch (const std::exception& error) {
         end_process(fatal_error(exit_code::internal, "internal error: " + std::string(error.what())));
     }

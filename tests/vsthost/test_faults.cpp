@@ -74,6 +74,18 @@ TEST_CASE("an effect whose end hangs is ended by the deadline")
     CHECK(std::chrono::steady_clock::now() - begin < std::chrono::seconds(12));
 }
 
+TEST_CASE("a worker without memory says so and ends with its code")
+{
+    for_some_kinds([](const kind& which) {
+        worker with(module(which, "module_that_takes_the_memory"));
+        REQUIRE(with.set_format(stereo) == stereo);
+        CHECK(with.process(ramp(2000), 2).audio == ramp(2000));
+        with.send(Nv::cmdDrainTail, nullptr, 0);
+        CHECK(with.wait(10000) == static_cast<uint32_t>(exit_code::out_of_memory));
+        CHECK(with.errors().find("out of memory\n") != std::string::npos);
+    });
+}
+
 TEST_CASE("lines that nobody reads hold up neither the sound nor the end")
 {
     for_some_kinds([](const kind& which) {

@@ -55,6 +55,14 @@ TEST_CASE("a state file is absent, empty, read whole or refused")
     CHECK(read_state_file(folder.path("full"), 5000) == filled(70000, 3));
     release.join();
     CHECK(replace_state_file(folder.path("no\\folder"), filled(1, 1)) != 0);
+
+    // A link that somebody put where the new file goes leads nowhere.
+    folder.write("other", filled(5, 5));
+    REQUIRE(CreateHardLinkW(win::to_utf16(folder.path("state.new")).c_str(),
+                            win::to_utf16(folder.path("other")).c_str(), nullptr));
+    CHECK(replace_state_file(folder.path("state"), filled(9, 9)) == 0);
+    CHECK(read_state_file(folder.path("state")) == filled(9, 9));
+    CHECK(read_state_file(folder.path("other")) == filled(5, 5));
 }
 
 TEST_CASE("the newest state reaches a file that somebody holds, and nothing stays beside it")
