@@ -6,9 +6,6 @@ using namespace player;
 
 namespace {
 
-constexpr sample_type all_types[] = {sample_type::int8,  sample_type::int16,   sample_type::int24,
-                                     sample_type::int32, sample_type::float32, sample_type::float64};
-
 std::string refusal(const std::vector<uint8_t>& fmt)
 {
     try {
