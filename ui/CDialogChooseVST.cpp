@@ -66,7 +66,7 @@ CDialogChooseVST::~CDialogChooseVST()
 std::shared_ptr<CDialogChooseVST> CDialogChooseVST::open(HWND parent,
                                                          service_ptr_t<dsp_preset_edit_callback_v2> callback)
 {
-    const auto made = std::make_shared<CDialogChooseVST>(std::move(callback));
+    auto made = std::make_shared<CDialogChooseVST>(std::move(callback));
     made->self_ = made;
     try {
         made->create(parent);
@@ -251,5 +251,5 @@ void CDialogChooseVST::show_choices(int id, const std::vector<std::string>& text
     SelectObject(context, before);
     ReleaseDC(box, context);
     const int room = toolkit::scaled(box, 12) + GetSystemMetrics(SM_CXVSCROLL);
-    SendMessageW(box, CB_SETDROPPEDWIDTH, static_cast<WPARAM>(widest + room), 0);
+    SendMessageW(box, CB_SETDROPPEDWIDTH, static_cast<WPARAM>(widest) + static_cast<WPARAM>(room), 0);
 }

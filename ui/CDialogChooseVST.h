@@ -15,7 +15,7 @@ class CDialogChooseVST final : public toolkit::dialog_window,
 public:
     // Modal: lives on its maker's stack, who then calls run(). The callback's dialog_done ends it by end().
     explicit CDialogChooseVST(service_ptr_t<dsp_preset_edit_callback_v2> callback);
-    ~CDialogChooseVST();
+    ~CDialogChooseVST() override;
     using dialog_window::end;
     using dialog_window::run;
 

@@ -16,7 +16,7 @@ public:
 
 private:
     CDialogFolders();
-    ~CDialogFolders() = default;
+    ~CDialogFolders() override = default;
 
     void on_init() override;
     void on_command(int id, int code, HWND control) override;

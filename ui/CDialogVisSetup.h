@@ -20,7 +20,7 @@ public:
 
 private:
     explicit CDialogVisSetup(start_t start);
-    ~CDialogVisSetup() = default;
+    ~CDialogVisSetup() override = default;
 
     void on_init() override;
     void on_command(int id, int code, HWND control) override;

@@ -192,4 +192,37 @@ private:
     std::atomic<uint32_t> count_{1};
 };
 
+// A host object on the heap with one interface, which Object::own_iid() names; Object is the class derived
+// from it.
+template <class Object, class Interface>
+class counted_object : public Interface {
+public:
+    counted_object(const counted_object&) = delete;
+    counted_object& operator=(const counted_object&) = delete;
+
+    v3_result V3_API query_interface(const uint8_t* iid, void** object) override
+    {
+        if (offer<Interface>(this, iid, v3_funknown_iid, object) ||
+            offer<Interface>(this, iid, Object::own_iid(), object))
+            return ok;
+        *object = nullptr;
+        return no_interface;
+    }
+    uint32_t V3_API add_ref() override { return count_.up(); }
+    uint32_t V3_API release() override
+    {
+        const uint32_t left = count_.down();
+        if (left == 0)
+            delete static_cast<Object*>(this);
+        return left;
+    }
+
+protected:
+    counted_object() = default;
+    ~counted_object() = default;
+
+private:
+    counted count_;
+};
+
 } // namespace vsthost::v3

@@ -216,28 +216,6 @@ v3_result V3_API component_handler::notify_program_list_change(int32_t, int32_t)
     return ok;
 }
 
-v3_result V3_API connection_proxy::query_interface(const uint8_t* iid, void** object)
-{
-    if (offer<connection_point_interface>(this, iid, v3_funknown_iid, object) ||
-        offer<connection_point_interface>(this, iid, v3_connection_point_iid, object))
-        return ok;
-    *object = nullptr;
-    return no_interface;
-}
-
-uint32_t V3_API connection_proxy::add_ref()
-{
-    return count_.up();
-}
-
-uint32_t V3_API connection_proxy::release()
-{
-    const uint32_t left = count_.down();
-    if (left == 0)
-        delete this;
-    return left;
-}
-
 v3_result V3_API connection_proxy::connect(v3_connection_point**)
 {
     return ok;

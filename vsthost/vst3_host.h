@@ -85,7 +85,7 @@ private:
 };
 
 // Stands between component and controller: messages pass on the GUI thread only.
-class connection_proxy final : public connection_point_interface {
+class connection_proxy final : public counted_object<connection_proxy, connection_point_interface> {
 public:
     // On the GUI thread; `target` is not owned and outlives the connection.
     explicit connection_proxy(v3_connection_point** target)
@@ -93,21 +93,18 @@ public:
         , thread_(GetCurrentThreadId())
     {
     }
+    static const uint8_t* own_iid() { return v3_connection_point_iid; }
     void detach() noexcept { target_ = nullptr; }
     v3_connection_point** get()
     {
         return as<v3_connection_point>(static_cast<connection_point_interface*>(this));
     }
 
-    v3_result V3_API query_interface(const uint8_t* iid, void** object) override;
-    uint32_t V3_API add_ref() override;
-    uint32_t V3_API release() override;
     v3_result V3_API connect(v3_connection_point** other) override;
     v3_result V3_API disconnect(v3_connection_point** other) override;
     v3_result V3_API notify(v3_message** message) override;
 
 private:
-    counted count_;
     v3_connection_point** target_;
     DWORD thread_;
 };

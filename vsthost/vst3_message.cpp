@@ -10,24 +10,10 @@ namespace vsthost::v3 {
 
 namespace {
 
-class attribute_list final : public attribute_list_interface {
+class attribute_list final : public counted_object<attribute_list, attribute_list_interface> {
 public:
-    v3_result V3_API query_interface(const uint8_t* iid, void** object) override
-    {
-        if (offer<attribute_list_interface>(this, iid, v3_funknown_iid, object) ||
-            offer<attribute_list_interface>(this, iid, v3_attribute_list_iid, object))
-            return ok;
-        *object = nullptr;
-        return no_interface;
-    }
-    uint32_t V3_API add_ref() override { return count_.up(); }
-    uint32_t V3_API release() override
-    {
-        const uint32_t left = count_.down();
-        if (left == 0)
-            delete this;
-        return left;
-    }
+    static const uint8_t* own_iid() { return v3_attribute_list_iid; }
+
     v3_result V3_API set_int(const char* id, int64_t value) override { return set(id, value); }
     v3_result V3_API get_int(const char* id, int64_t* value) override { return get(id, value); }
     v3_result V3_API set_float(const char* id, double value) override { return set(id, value); }
@@ -95,28 +81,13 @@ private:
         return ok;
     }
 
-    counted count_;
     std::map<std::string, content_type> values_;
 };
 
-class message final : public message_interface {
+class message final : public counted_object<message, message_interface> {
 public:
-    v3_result V3_API query_interface(const uint8_t* iid, void** object) override
-    {
-        if (offer<message_interface>(this, iid, v3_funknown_iid, object) ||
-            offer<message_interface>(this, iid, v3_message_iid, object))
-            return ok;
-        *object = nullptr;
-        return no_interface;
-    }
-    uint32_t V3_API add_ref() override { return count_.up(); }
-    uint32_t V3_API release() override
-    {
-        const uint32_t left = count_.down();
-        if (left == 0)
-            delete this;
-        return left;
-    }
+    static const uint8_t* own_iid() { return v3_message_iid; }
+
     const char* V3_API get_message_id() override { return has_id_ ? id_.c_str() : nullptr; }
     void V3_API set_message_id(const char* id) override
     {
@@ -126,13 +97,11 @@ public:
     attribute_list_interface* V3_API get_attributes() override { return attributes_; } // no reference
 
     message() = default;
+    ~message() { attributes_->release(); }
     message(const message&) = delete;
     message& operator=(const message&) = delete;
 
 private:
-    ~message() { attributes_->release(); }
-
-    counted count_;
     std::string id_;
     bool has_id_ = false;
     attribute_list* attributes_ = new attribute_list;

@@ -31,32 +31,17 @@ struct plug_frame_interface : unknown {
 };
 
 // Counted, because views keep it; detach() before the editor goes.
-class plug_frame final : public plug_frame_interface {
+class plug_frame final : public counted_object<plug_frame, plug_frame_interface> {
 public:
     explicit plug_frame(vst3_editor& editor)
         : editor_(&editor)
         , thread_(GetCurrentThreadId())
     {
     }
+    static const uint8_t* own_iid() { return v3_plugin_frame_iid; }
     void detach() noexcept { editor_ = nullptr; }
     v3_plugin_frame** get() { return as<v3_plugin_frame>(static_cast<plug_frame_interface*>(this)); }
 
-    v3_result V3_API query_interface(const uint8_t* iid, void** object) override
-    {
-        if (offer<plug_frame_interface>(this, iid, v3_funknown_iid, object) ||
-            offer<plug_frame_interface>(this, iid, v3_plugin_frame_iid, object))
-            return ok;
-        *object = nullptr;
-        return no_interface;
-    }
-    uint32_t V3_API add_ref() override { return count_.up(); }
-    uint32_t V3_API release() override
-    {
-        const uint32_t left = count_.down();
-        if (left == 0)
-            delete this;
-        return left;
-    }
     v3_result V3_API resize_view(v3_plugin_view**, v3_view_rect* wanted) override
     {
         if (wanted == nullptr)
@@ -67,7 +52,6 @@ public:
     }
 
 private:
-    counted count_;
     vst3_editor* editor_; // GUI thread
     DWORD thread_;
 };
