@@ -99,7 +99,9 @@ void savePreset(void* parentWindow, const std::vector<uint8_t>& state)
         return;
     }
     try {
-        const std::vector<uint8_t> bytes = state; // the caller's may change or go while the picker is open
+        // The caller's may change or go while the picker is open.
+        // NOLINTNEXTLINE(performance-unnecessary-copy-initialization)
+        const std::vector<uint8_t> bytes = state;
         const auto path = uGetOpenFileName(parentWindow, filter, extension, "Save VST preset", nullptr, true);
         if (path)
             writePreset(*path, bytes);

@@ -36,6 +36,8 @@ void writeBack(const vstConfig_t& edited)
 
 } // namespace
 
+// A copy: the command that it belongs to may go while the run before ends.
+// NOLINTNEXTLINE(performance-unnecessary-value-param)
 void startMenuConfigureRun(vstConfig_t effect, uint32_t occurrence)
 {
     host_api& host = core_api::get_host();

@@ -166,9 +166,8 @@ void vsthost::editor_window::prepare(MSG& message) const
         return;
     const POINT at{static_cast<short>(LOWORD(message.lParam)), static_cast<short>(HIWORD(message.lParam))};
     const HWND under = WindowFromPoint(at);
-    if (IsChild(window_, message.hwnd) && IsChild(window_, under))
-        message.hwnd = under;
-    else if (message.hwnd == window_ && IsChild(window_, under))
+    const bool is_ours = message.hwnd == window_ || IsChild(window_, message.hwnd);
+    if (is_ours && IsChild(window_, under))
         message.hwnd = under;
 }
 
