@@ -36,13 +36,14 @@ constexpr gift gifts[count] = {{"malloc", 0},
                                {"MoveFileExW", ERROR_DISK_FULL}};
 
 // What is taken away now: `nth` counts from 1.
-struct {
+struct taken {
     std::atomic<size_t> which{count};
     std::atomic<int> nth{0};
     std::atomic<bool> for_good{false};
     std::atomic<int> calls{0};
     std::atomic<int> refused{0};
-} now;
+};
+inline taken now;
 
 inline bool refuses(size_t which)
 {

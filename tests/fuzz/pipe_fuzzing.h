@@ -44,7 +44,7 @@ public:
             next_ = std::strtoull(one, nullptr, 10);
             seconds_ = -1;
         } else if (const char* const time = std::getenv("QVX_FUZZ_SECONDS")) {
-            seconds_ = std::atof(time);
+            seconds_ = std::strtod(time, nullptr);
             next_ = static_cast<uint64_t>(began_.time_since_epoch().count());
         }
     }
