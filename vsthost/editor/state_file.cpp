@@ -16,7 +16,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-constexpr int64_t largest_state = 256 * 1024 * 1024;
+constexpr int64_t largest_state = int64_t{256} * 1024 * 1024;
 // A reader holds the file for a moment: tried again at once and for a while; then somebody holds it for good,
 // which is told, and it is tried now and then.
 constexpr auto quick_pause = 10ms;
