@@ -16,6 +16,8 @@
 #include "support/test_options.h"
 #include "ui/CDialogConfigureVST.h"
 #include "ui/listenerImpl.h"
+#include "vis/capture_double.h"
+#include "vis/vis_instance.h"
 
 #include <doctest/doctest.h>
 
@@ -202,7 +204,9 @@ TEST_CASE("race: two runs back to back; the second is the one that runs")
         test.run->Start(test.fake.effect(), nullptr);
         test.chance.pause(start_ms);
         test.run->Start(second.effect(), nullptr);
-        REQUIRE(second.wait_for("up"));
+        const bool up = second.wait_for("up", 20);
+        const auto lines = test.player.host.console_lines();
+        REQUIRE_MESSAGE(up, (lines.empty() ? "" : lines.back()), ", worker ", second.process_ids().size());
         CHECK(test.run->isRunning());
         test.run->stop();
         second.reset("up");
@@ -228,6 +232,28 @@ TEST_CASE("race: callbacks that were posted before a stop say nothing after it")
         test.events.clear();
         closing.reset("closed");
     });
+}
+
+TEST_CASE("race: visualisations whose worker goes while they are fed")
+{
+    dice chance;
+    CAPTURE(chance.seed_);
+    fake_worker::use_for_launches();
+    vis_fixture test;
+    const fake_worker fake("connect\non 1 * no-reply\non 3 * no-reply\nserve 2\nexit 0");
+    system_counts before = {};
+    for (int i = -warm_up; i < rounds(); ++i) {
+        if (i == 0)
+            before = system_counts::now();
+        new vis_instance(fake.effect());
+        chance.pause(start_ms);
+        CHECK(test.player.run_until([&] {
+            test.deliver(small_chunk());
+            return test.capture->callbacks.empty();
+        }));
+        CHECK(test.player.host.wait_until_detached_done());
+    }
+    before.check_nothing_more(spare);
 }
 
 TEST_CASE("race: a listener leaves while chunks are handed over")
