@@ -43,8 +43,11 @@ void console_lines::set_receiver(HWND window, UINT message)
 
 console_pane::console_pane(HWND parent)
     : label_(make_control(parent, L"STATIC", "C&onsole", 0, ids::console_label))
+    // Lines stay whole: where they are wrapped, Wine's control keeps some memory of each at every change of
+    // width.
     , text_(make_control(parent, L"EDIT", "",
-                         WS_TABSTOP | WS_VSCROLL | ES_MULTILINE | ES_READONLY | ES_AUTOVSCROLL,
+                         WS_TABSTOP | WS_VSCROLL | WS_HSCROLL | ES_MULTILINE | ES_READONLY | ES_AUTOVSCROLL |
+                             ES_AUTOHSCROLL,
                          ids::console_text, WS_EX_CLIENTEDGE))
     , copy_(make_control(parent, L"BUTTON", "Cop&y", WS_TABSTOP, ids::console_copy))
     , clear_(make_control(parent, L"BUTTON", "C&lear", WS_TABSTOP, ids::console_clear))

@@ -8,6 +8,8 @@
 #include <commctrl.h>
 #include <doctest/doctest.h>
 
+#include <cstdio>
+
 using namespace player;
 
 namespace {
@@ -172,6 +174,8 @@ TEST_CASE(
             bytes = player.private_bytes();
         }
     }
+    std::printf("%d rounds of %u s: handles %zu -> %zu, memory %zu -> %zu KiB\n", rounds, seconds, handles,
+                player.handle_count(), bytes / 1024, player.private_bytes() / 1024);
     CHECK(player.handle_count() <= handles + 10);
     CHECK(player.private_bytes() <= bytes + (4 << 20));
     player.close_cleanly();
