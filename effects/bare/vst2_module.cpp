@@ -166,6 +166,7 @@ private:
     // The editor, made at the first question about it; null without one.
     editor* shown();
     intptr_t control_editor(int32_t opcode, void* ptr);
+    intptr_t tell(int32_t opcode, int32_t index, void* ptr);
 
     vst_effect table_{};
     std::unique_ptr<effect> effect_;
@@ -284,6 +285,36 @@ intptr_t instance::control_editor(int32_t opcode, void* ptr)
     }
 }
 
+// What a host asks about the effect.
+intptr_t instance::tell(int32_t opcode, int32_t index, void* ptr)
+{
+    switch (opcode) {
+    case op_can_be_automated:
+        return has_parameter(index) ? 1 : 0;
+    case op_get_category:
+        return is_shell_ ? category_shell : about().instrument ? category_synth : category_effect;
+    case op_effect_name:
+    case op_product:
+        copy_text(ptr, 32, about().name);
+        return 1;
+    case op_vendor:
+        copy_text(ptr, 64, "qvx");
+        return 1;
+    case op_vendor_version:
+        return 1000;
+    case op_tail: {
+        const uint32_t tail = effect_->tail(); // here 0 is "unknown" and 1 is "none"
+        return tail == 0 ? 1 : static_cast<intptr_t>(std::min<uint32_t>(tail, 0x7FFFFFFF));
+    }
+    case op_next_in_shell:
+        return is_shell_ ? next_in_shell(ptr) : 0;
+    case op_vst_version:
+        return 2400;
+    default:
+        return 0;
+    }
+}
+
 intptr_t instance::control(int32_t opcode, int32_t index, intptr_t value, void* ptr, float opt)
 {
     switch (opcode) {
@@ -329,35 +360,14 @@ intptr_t instance::control(int32_t opcode, int32_t index, intptr_t value, void* 
         if (!about().keeps_chunk || value < 0 || (!ptr && value != 0))
             return 0;
         return effect_->load({static_cast<const std::byte*>(ptr), static_cast<std::size_t>(value)}) ? 1 : 0;
-    case op_can_be_automated:
-        return has_parameter(index) ? 1 : 0;
-    case op_get_category:
-        return is_shell_ ? category_shell : about().instrument ? category_synth : category_effect;
     case op_set_speaker_arrangement: // value and ptr are the addresses of the two
         return set_arrangement(reinterpret_cast<const speaker_arrangement*>(value),
                                static_cast<const speaker_arrangement*>(ptr));
     case op_get_speaker_arrangement:
         return get_arrangement(reinterpret_cast<speaker_arrangement**>(value),
                                static_cast<speaker_arrangement**>(ptr));
-    case op_effect_name:
-    case op_product:
-        copy_text(ptr, 32, about().name);
-        return 1;
-    case op_vendor:
-        copy_text(ptr, 64, "qvx");
-        return 1;
-    case op_vendor_version:
-        return 1000;
-    case op_tail: {
-        const uint32_t tail = effect_->tail(); // here 0 is "unknown" and 1 is "none"
-        return tail == 0 ? 1 : static_cast<intptr_t>(std::min<uint32_t>(tail, 0x7FFFFFFF));
-    }
-    case op_next_in_shell:
-        return is_shell_ ? next_in_shell(ptr) : 0;
-    case op_vst_version:
-        return 2400;
     default:
-        return 0;
+        return tell(opcode, index, ptr);
     }
 }
 

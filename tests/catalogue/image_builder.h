@@ -1,6 +1,6 @@
 #pragma once
 // Builds module images byte by byte, with every field open to being set wrong, and a reader over bytes in
-// memory that can be told to fail.
+// memory.
 
 #include "catalogue/moduleImage.h"
 
@@ -114,8 +114,6 @@ public:
     }
     bool read_at(uint64_t offset, void* buffer, size_t byte_count, size_t& delivered) noexcept override
     {
-        if (reads++ == failing_read)
-            return false;
         const uint64_t left = offset < bytes_.size() ? bytes_.size() - offset : 0;
         delivered = static_cast<size_t>(std::min<uint64_t>(byte_count, left));
         if (delivered)
@@ -123,9 +121,6 @@ public:
         return true;
     }
     uint64_t get_size() const noexcept override { return bytes_.size(); }
-
-    size_t reads = 0;
-    size_t failing_read = SIZE_MAX; // the read with this number fails
 
 private:
     std::vector<uint8_t> bytes_;

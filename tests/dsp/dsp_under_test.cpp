@@ -163,18 +163,3 @@ std::string failure_of(const std::function<void()>& work)
     }
     return "";
 }
-
-bool process_gone(uint32_t id, double limit_seconds)
-{
-    const win::kernel_handle process(OpenProcess(SYNCHRONIZE, FALSE, id));
-    return !process ||
-           WaitForSingleObject(process.get(), static_cast<DWORD>(limit_seconds * 1000)) == WAIT_OBJECT_0;
-}
-
-void kill_process(uint32_t id, uint32_t exit_code)
-{
-    const win::kernel_handle process(OpenProcess(SYNCHRONIZE | PROCESS_TERMINATE, FALSE, id));
-    if (!process || !TerminateProcess(process.get(), exit_code) ||
-        WaitForSingleObject(process.get(), 10000) != WAIT_OBJECT_0)
-        throw std::runtime_error("the worker could not be killed");
-}

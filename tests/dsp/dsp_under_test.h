@@ -57,10 +57,5 @@ void fill_chunk(audio_chunk& chunk, const audio& contents);
 // "CLASS: TEXT" of what `work` throws, "" when it returns.
 std::string failure_of(const std::function<void()>& work);
 
-// Waits until there is no such process any more; false at the limit.
-bool process_gone(uint32_t id, double limit_seconds = 5);
-// Ends it by force and waits until it has ended.
-void kill_process(uint32_t id, uint32_t exit_code);
-
 // The setting "process tail samples" in the test host's store.
 constexpr const char* tail_key = "advconfig.unnamed.17F04BF0-5745-462F-929C-E7F230F51F5A";

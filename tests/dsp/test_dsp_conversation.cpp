@@ -69,6 +69,12 @@ TEST_CASE("the first chunk brings state and format, the next ones only themselve
     CHECK(test.samples(0) == std::vector<double>{5, 5.5});
     CHECK(test.samples(1).back() == (20 + 199999) * 0.5);
     CHECK_FALSE(test.dsp->need_track_change_mark());
+
+    // More bytes than a command can announce: nothing is sent, and nothing read of a chunk that has not as
+    // many.
+    test.list.get_item(0)->set_sample_count(size_t{1} << 28);
+    CHECK(failure_of([&] { test.dsp->run(test.list, nullptr, 0); }) == "runtime_error: VST error");
+    CHECK(test.said() == "");
 }
 
 TEST_CASE("a seek brings reset, state and format before the next chunk, and takes the latency away")
@@ -203,7 +209,7 @@ TEST_CASE("a live update takes over another state of the same effect and nothing
     CHECK(test.apply(changed));
     CHECK(test.run(stereo) == "");
     CHECK(test.said() == "2:100000 1:64"); // no new format
-    CHECK(test.last_command(2).hash == fnv1a_text(std::string(100000, 0x55)));
+    CHECK(test.last_command(2).payload == std::string(100000, 0x55));
     CHECK(test.heard() == "44100/2/0x3*4");
     CHECK(test.run({.rate = 48000}) == ""); // now the layout counts
     CHECK(test.said() == "5:0 2:100000 3:20 1:64");

@@ -134,16 +134,6 @@ double real_of(const std::string& word)
     return value;
 }
 
-std::string bytes_of_hexadecimal(const std::string& word)
-{
-    if (word.size() % 2 != 0)
-        throw std::runtime_error("odd number of digits");
-    std::string bytes;
-    for (size_t i = 0; i < word.size(); i += 2)
-        bytes += byte_of(word[i], word[i + 1]);
-    return bytes;
-}
-
 std::string hexadecimal_of(std::string_view bytes)
 {
     static const char digits[] = "0123456789abcdef";

@@ -14,5 +14,4 @@ std::vector<statement> parse_script(std::string_view text, const std::map<std::s
 // Numbers of a script. Throw std::runtime_error when the word is not one.
 unsigned long long number_of(const std::string& word);
 double real_of(const std::string& word);
-std::string bytes_of_hexadecimal(const std::string& word);
 std::string hexadecimal_of(std::string_view bytes);

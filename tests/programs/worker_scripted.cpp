@@ -11,11 +11,9 @@
 
 #include <algorithm>
 #include <array>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <functional>
-#include <mutex>
 #include <optional>
 #include <stdexcept>
 #include <thread>
@@ -23,7 +21,6 @@
 namespace {
 
 constexpr unsigned code_bad_script = 90;
-constexpr unsigned code_unexpected = 91;
 constexpr unsigned code_bad_conversation = 92;
 constexpr unsigned code_no_pipe = 93;
 constexpr unsigned code_no_event = 94;
@@ -31,7 +28,7 @@ constexpr unsigned code_too_long = 99;
 constexpr DWORD event_limit_ms = 30000;
 constexpr DWORD life_limit_ms = 120000;
 constexpr uint64_t payload_limit = 256 << 20;
-constexpr size_t recorded_payload_limit = 4096;
+constexpr size_t recorded_payload_limit = 100000;
 
 // The worker ends with this code and says why.
 struct failure : std::runtime_error {
@@ -78,21 +75,6 @@ void write_stderr(std::string_view bytes)
     write_all(GetStdHandle(STD_ERROR_HANDLE), bytes);
 }
 
-void burst_stderr(size_t byte_count)
-{
-    for (unsigned number = 1; byte_count > 0; ++number) {
-        char head[32];
-        std::snprintf(head, sizeof(head), "burst %06u ", number);
-        std::string line = head;
-        line.resize(63, 'x');
-        line += '\n';
-        if (byte_count < line.size())
-            line.replace(byte_count - 1, std::string::npos, "\n");
-        byte_count -= line.size();
-        write_stderr(line);
-    }
-}
-
 std::string as_bytes(const auto& value)
 {
     return std::string(reinterpret_cast<const char*>(&value), sizeof(value));
@@ -108,7 +90,11 @@ public:
         folder_ = script.substr(0, script.find_last_of("\\/") + 1);
     }
 
-    void run(const std::vector<statement>& script) { run_lines(script, 0, script.size()); }
+    void run(const std::vector<statement>& script)
+    {
+        for (const statement& words : script)
+            execute(words);
+    }
     void note(const std::string& line)
     {
         if (record_)
@@ -122,7 +108,6 @@ private:
         statement action;
     };
 
-    void run_lines(const std::vector<statement>& script, size_t from, size_t to);
     void execute(const statement& words);
     void on_broken_pipe();
     std::wstring file_path(const std::string& name) const;
@@ -139,7 +124,7 @@ private:
     std::vector<std::string> arguments_;
     std::map<std::string, std::string> options_;
     std::string folder_;
-    win::file_handle pipe_, record_, payloads_;
+    win::file_handle pipe_, record_;
     std::vector<win::file_handle> held_;
 
     std::array<std::string, 5> format_ = {"=", "=", "=", "=", "="};
@@ -154,27 +139,6 @@ private:
     bool no_reply_ = false;
     std::optional<uint64_t> short_reply_;
 };
-
-void worker::run_lines(const std::vector<statement>& script, size_t from, size_t to)
-{
-    for (size_t at = from; at < to; ++at) {
-        if (script[at][0] != "repeat") {
-            execute(script[at]);
-            continue;
-        }
-        size_t end = at + 1;
-        for (int depth = 1; end < to; ++end) {
-            depth += script[end][0] == "repeat" ? 1 : script[end][0] == "end" ? -1 : 0;
-            if (depth == 0)
-                break;
-        }
-        if (end == to)
-            throw failure(code_bad_script, "repeat without end");
-        for (uint64_t i = number_of(script[at].at(1)); i > 0; --i)
-            run_lines(script, at + 1, end);
-        at = end;
-    }
-}
 
 std::wstring worker::file_path(const std::string& name) const
 {
@@ -224,16 +188,9 @@ std::pair<uint32_t, std::string> worker::read_command()
     std::memcpy(&header, head.data(), sizeof(header));
     std::string payload = read_pipe(header.byteCount);
 
-    uint64_t hash = 0xcbf29ce484222325;
-    for (const char byte : payload)
-        hash = (hash ^ static_cast<unsigned char>(byte)) * 0x100000001b3;
-    char text[64];
-    std::snprintf(text, sizeof(text), "command %u %u %016llx ", static_cast<unsigned>(header.code),
-                  static_cast<unsigned>(header.byteCount), static_cast<unsigned long long>(hash));
     const bool shown = !payload.empty() && payload.size() <= recorded_payload_limit;
-    note(text + (shown ? hexadecimal_of(payload) : "-"));
-    if (payloads_)
-        write_all(payloads_.get(), payload);
+    note("command " + std::to_string(header.code) + " " + std::to_string(header.byteCount) + " " +
+         (shown ? hexadecimal_of(payload) : "-"));
     return {header.code, std::move(payload)};
 }
 
@@ -355,11 +312,9 @@ void worker::execute(const statement& words)
              for (const std::string& argument : arguments_)
                  note("argument " + argument);
          }},
-        {"record-payloads", [&] { payloads_ = append_to(file_path(text(1))); }},
         {"connect", [&] { connect(); }},
         {"close-pipe", [&] { pipe_.reset(); }},
         {"write-stderr", [&] { write_stderr(text(1)); }},
-        {"stderr-burst", [&] { burst_stderr(static_cast<size_t>(number(1))); }},
         {"echo-input",
          [&] {
              char byte = 0;
@@ -369,27 +324,12 @@ void worker::execute(const statement& words)
          }},
         {"close-stderr", [&] { CloseHandle(GetStdHandle(STD_ERROR_HANDLE)); }},
         {"read", [&] { read_pipe(number(1)); }},
-        {"expect",
-         [&] {
-             const auto [code, payload] = read_command();
-             if ((text(1) != "*" && word32(1) != code) || (text(2) != "*" && number(2) != payload.size()))
-                 throw failure(code_unexpected, "expected " + text(1) + " " + text(2) + ", got " +
-                                                    std::to_string(code) + " " +
-                                                    std::to_string(payload.size()));
-         }},
         {"serve", [&] { serve(words.size() > 1 ? number(1) : UINT64_MAX); }},
-        {"reply-bytes", [&] { write_pipe(bytes_of_hexadecimal(text(1))); }},
         {"reply-words",
          [&] {
              for (size_t i = 1; i < words.size(); ++i)
                  write_pipe(as_bytes(word32(i)));
          }},
-        {"reply-doubles",
-         [&] {
-             for (size_t i = 1; i < words.size(); ++i)
-                 write_pipe(as_bytes(real_of(words[i])));
-         }},
-        {"reply-zeros", [&] { write_pipe(std::string(static_cast<size_t>(number(1)), '\0')); }},
         {"reply-garbage",
          [&] {
              std::string bytes(static_cast<size_t>(number(1)), '\0');
@@ -425,11 +365,6 @@ void worker::execute(const statement& words)
                                                      FILE_SHARE_READ, nullptr, CREATE_ALWAYS, 0, nullptr));
              if (!file || !write_all(file.get(), text(2)))
                  throw failure(code_bad_script, "cannot write " + text(1));
-         }},
-        {"ask-window",
-         [&] {
-             const auto window = reinterpret_cast<HWND>(std::stoull(text(1), nullptr, 16));
-             SendMessageW(window, WM_NULL, 0, 0);
          }},
         {"background", [&] { std::thread([this, inner = rest(1)] { execute(inner); }).detach(); }},
         {"format",

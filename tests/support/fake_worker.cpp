@@ -58,9 +58,7 @@ fake_worker::fake_worker(std::string script, const char* folder_name)
         at += value.size();
     }
     script_path_ = folder_ + "script.txt";
-    std::ofstream(native(script_path_), std::ios::binary)
-        << "record record.txt\nrecord-payloads payloads.bin\n"
-        << script;
+    std::ofstream(native(script_path_), std::ios::binary) << "record record.txt\n" << script;
 }
 
 fake_worker::~fake_worker()
@@ -130,7 +128,7 @@ std::vector<fake_worker::command> fake_worker::commands() const
         std::istringstream words(text_after(line, "command "));
         command each = {};
         std::string payload;
-        if (!(words >> each.code >> each.byte_count >> each.hash >> payload))
+        if (!(words >> each.code >> each.byte_count >> payload))
             continue;
         for (size_t i = 0; payload != "-" && i + 1 < payload.size(); i += 2)
             each.payload += static_cast<char>(std::stoi(payload.substr(i, 2), nullptr, 16));
@@ -159,14 +157,4 @@ std::vector<uint32_t> fake_worker::process_ids() const
             found.push_back(static_cast<uint32_t>(std::stoul(id)));
     }
     return found;
-}
-
-std::string fnv1a_text(std::string_view bytes)
-{
-    uint64_t hash = 0xcbf29ce484222325;
-    for (const char byte : bytes)
-        hash = (hash ^ static_cast<unsigned char>(byte)) * 0x100000001b3;
-    char text[24];
-    std::snprintf(text, sizeof(text), "%016llx", static_cast<unsigned long long>(hash));
-    return text;
 }

@@ -17,12 +17,11 @@ public:
     struct command {
         uint32_t code;
         uint32_t byte_count;
-        std::string hash;    // as fnv1a_text gives it
-        std::string payload; // empty when longer than 4096 bytes
+        std::string payload; // empty when longer than 100000 bytes
     };
 
     // `script`: its text; "{event:NAME}" stands for the event of that name (made here, not signalled, manual
-    // reset), "{folder}" for the folder. A `record` and a `record-payloads` statement are put in front.
+    // reset), "{folder}" for the folder. A `record` statement is put in front.
     explicit fake_worker(std::string script, const char* folder_name = "fake worker");
     ~fake_worker();
     fake_worker(const fake_worker&) = delete;
@@ -45,7 +44,6 @@ public:
     std::vector<command> commands() const;
     std::vector<std::string> arguments() const; // of the first start
     std::vector<uint32_t> process_ids() const;  // of all starts
-    std::string payloads() const { return file("payloads.bin"); }
 
 private:
     std::string id_;     // unique in the system
@@ -53,5 +51,3 @@ private:
     std::string script_path_;
     std::map<std::string, win::kernel_handle> events_;
 };
-
-std::string fnv1a_text(std::string_view bytes);

@@ -196,11 +196,6 @@ bool test_host::wait_for_line(const std::string& line, double limit_seconds)
     return state_->wait(limit_seconds, [&] { return std::ranges::find(lines, line) != lines.end(); });
 }
 
-bool test_host::wait_for_line_count(size_t count, double limit_seconds)
-{
-    return state_->wait(limit_seconds, [&] { return state_->lines.size() >= count; });
-}
-
 size_t test_host::detached_count() const
 {
     const std::lock_guard lock(state_->mutex);

@@ -34,8 +34,6 @@ public:
     void clear_console();
     // Waits until the console holds this line; false at the limit.
     bool wait_for_line(const std::string& line, double limit_seconds = 10);
-    // Waits until at least `count` lines are there; false at the limit.
-    bool wait_for_line_count(size_t count, double limit_seconds = 10);
 
     // Threads that run detached work now. The wait ends when no more than `left` are; it is false at the
     // limit.

@@ -7,17 +7,13 @@
 #include <windows.h>
 
 #include <mutex>
-#include <string>
 #include <vector>
 
 class watched_pipes {
 public:
     struct call {
-        std::wstring name;
-        DWORD open_mode, pipe_mode, instances, out_size, in_size, limit;
-        bool inheritable;      // by attributes without a descriptor; false without attributes
-        bool earlier_was_open; // the handle of the call before, at the time of this one
-        HANDLE result;
+        DWORD open_mode;
+        bool inheritable; // by attributes without a descriptor; false without attributes
     };
 
     watched_pipes()
@@ -39,17 +35,12 @@ private:
     {
         const std::lock_guard lock(current_->mutex_);
         auto& calls = current_->calls;
-        DWORD flags = 0;
-        const bool open = !calls.empty() && GetHandleInformation(calls.back().result, &flags);
         const bool inheritable = security && security->bInheritHandle && !security->lpSecurityDescriptor &&
                                  security->nLength == sizeof(SECURITY_ATTRIBUTES);
         const bool refused = current_->refused_ > 0 && --current_->refused_ == 0;
-        const HANDLE result =
-            refused ? INVALID_HANDLE_VALUE
-                    : real_(name, open_mode, pipe_mode, instances, out_size, in_size, limit, security);
-        calls.push_back(
-            {name, open_mode, pipe_mode, instances, out_size, in_size, limit, inheritable, open, result});
-        return result;
+        calls.push_back({open_mode, inheritable});
+        return refused ? INVALID_HANDLE_VALUE
+                       : real_(name, open_mode, pipe_mode, instances, out_size, in_size, limit, security);
     }
 
     static inline watched_pipes* current_ = nullptr;
