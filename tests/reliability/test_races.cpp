@@ -223,7 +223,10 @@ TEST_CASE("race: callbacks that were posted before a stop say nothing after it")
         vstConfig_t effect = closing.effect();
         effect.state = {'y'};
         test.run->Start(effect, nullptr);
-        REQUIRE(closing.wait_for("closed"));
+        const bool has_closed = closing.wait_for("closed");
+        const auto lines = test.player.host.console_lines();
+        REQUIRE_MESSAGE(has_closed, (lines.empty() ? "" : lines.back()), ", worker ",
+                        closing.process_ids().size(), ": ", closing.record());
         test.chance.pause(60); // nothing is dispatched meanwhile
         test.run->stop();
         CHECK(test.events == "state ");
