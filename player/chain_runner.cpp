@@ -87,10 +87,10 @@ void chain_runner::run(dsp_chunk_list& chunks, uint32_t flags, abort_callback& a
             // A wait that was broken by the token may carry a text of its own.
             if (abort.is_aborting())
                 throw exception_aborted();
-            const dsp_failure failure(each->slot->id, error.what());
+            const uint64_t slot = each->slot->id;
             instances_.erase(each);
             taken_.reset();
-            throw failure;
+            throw dsp_failure(slot, error.what());
         }
     }
 }

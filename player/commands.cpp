@@ -265,12 +265,12 @@ command_result run_settings(const command_line& line, config_store& store)
                                                         {"folders", joined(now.folders)},
                                                         {"disabled-folders", joined(now.disabled_folders)}};
     std::string text;
-    for (const auto& [name, value] : rows) {
+    for (const auto& row : rows) {
         const bool wanted =
             std::any_of(line.settings.begin(), line.settings.end(),
-                        [&](const std::string& item) { return item.substr(0, item.find('=')) == name; });
+                        [&](const std::string& item) { return item.substr(0, item.find('=')) == row.first; });
         if (wanted || line.settings.empty())
-            text += std::string(name) + "=" + value + "\n";
+            text += std::string(row.first) + "=" + row.second + "\n";
     }
     return {text, {}};
 }

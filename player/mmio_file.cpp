@@ -13,7 +13,7 @@ mmio_file::mmio_file(const std::string& path, win::file_handle file, DWORD flags
     MMIOINFO info{};
     info.pIOProc = &serve;
     // The three words of private data are how the procedure finds this object.
-    mmio_file* self = this;
+    void* const self = this;
     static_assert(sizeof(self) <= sizeof(info.adwInfo));
     std::memcpy(info.adwInfo, &self, sizeof(self));
     mmio_ = mmioOpenW(nullptr, &info, flags);
@@ -39,9 +39,9 @@ void mmio_file::close()
 LRESULT CALLBACK mmio_file::serve(LPSTR info_bytes, UINT message, LPARAM first, LPARAM second)
 {
     auto& info = *reinterpret_cast<MMIOINFO*>(info_bytes);
-    mmio_file* self = nullptr;
+    void* self = nullptr;
     std::memcpy(&self, info.adwInfo, sizeof(self));
-    return self->handle(info, message, first, second);
+    return static_cast<mmio_file*>(self)->handle(info, message, first, second);
 }
 
 LRESULT mmio_file::handle(MMIOINFO& info, UINT message, LPARAM first, LPARAM second)

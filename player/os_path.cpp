@@ -9,7 +9,7 @@ namespace {
 
 std::wstring full_path(const std::string& path)
 {
-    const std::wstring wide = win::to_utf16(path);
+    std::wstring wide = win::to_utf16(path);
     if (wide.empty() || wide.starts_with(L"\\\\?\\"))
         return wide;
     std::wstring full(260, L'\0');

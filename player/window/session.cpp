@@ -5,6 +5,7 @@
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
+#include <charconv>
 #include <cmath>
 #include <cstdio>
 
@@ -102,13 +103,22 @@ std::string place_to_text(const window_place& place)
 
 std::optional<window_place> place_from_text(const std::string& text)
 {
-    window_place place;
-    int maximised = 0;
-    if (text.size() > 79 || std::sscanf(text.c_str(), "%9d,%9d,%9d,%9d,%9d", &place.left, &place.top,
-                                        &place.width, &place.height, &maximised) != 5)
+    // The sum of two fits an int as well.
+    constexpr int furthest = 999'999'999;
+    int numbers[5] = {};
+    const char* at = text.data();
+    const char* const end = at + text.size();
+    for (int& number : numbers) {
+        if (&number != numbers && (at == end || *at++ != ','))
+            return std::nullopt;
+        const auto read = std::from_chars(at, end, number);
+        if (read.ec != std::errc() || number < -furthest || number > furthest)
+            return std::nullopt;
+        at = read.ptr;
+    }
+    if (at != end)
         return std::nullopt;
-    place.maximised = maximised != 0;
-    return place;
+    return window_place{numbers[0], numbers[1], numbers[2], numbers[3], numbers[4] != 0};
 }
 
 window_place on_screen(window_place place, int left, int top, int right, int bottom)

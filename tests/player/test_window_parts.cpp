@@ -189,7 +189,7 @@ TEST_CASE("window parts: places on the screen, times, levels")
 {
     const window_place place{-5, 10, 700, 500, true};
     CHECK(place_from_text(place_to_text(place)) == place);
-    for (const char* bad : {"", "1,2,3", "a,b,c,d,e"})
+    for (const char* bad : {"", "1,2,3", "a,b,c,d,e", "1,2,3,4,1x", "1,2,1000000000,4,0"})
         CHECK_FALSE(place_from_text(bad));
     const struct {
         window_place wanted, got;
