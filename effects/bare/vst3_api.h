@@ -53,7 +53,7 @@ void copy_text(int16_t (&to)[size], std::string_view text)
 {
     std::size_t i = 0;
     for (; i < size - 1 && i < text.size(); ++i)
-        to[i] = text[i];
+        to[i] = static_cast<unsigned char>(text[i]);
     to[i] = 0;
 }
 

@@ -82,7 +82,8 @@ int thumb_at(const box& track, int thumb_width, double normalised)
 double value_at(const box& track, int thumb_width, int x)
 {
     const int way = std::max(1, track.width - thumb_width);
-    return std::clamp(static_cast<double>(x - track.x - thumb_width / 2) / way, 0.0, 1.0);
+    const int gone = x - track.x - thumb_width / 2; // as thumb_at rounds
+    return std::clamp(static_cast<double>(gone) / way, 0.0, 1.0);
 }
 
 } // namespace panel

@@ -98,9 +98,10 @@ void scope_picture::draw_trace(HDC dc, const panel::box& area, std::size_t chann
     const std::vector<float>& samples = heard_[channel];
     if (samples.size() < start_ + span_ || area.width < 2)
         return;
-    const auto y_of = [&area](float sample) {
+    const int half = area.height / 2;
+    const auto y_of = [&area, half](float sample) {
         const double kept = std::isfinite(sample) ? std::clamp(static_cast<double>(sample), -1.0, 1.0) : 0.0;
-        return area.y + area.height / 2 - static_cast<int>(std::lround(kept * (area.height / 2 - 1)));
+        return area.y + half - static_cast<int>(std::lround(kept * (half - 1)));
     };
     std::vector<POINT> points;
     const auto columns = static_cast<std::size_t>(area.width);
