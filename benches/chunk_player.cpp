@@ -24,7 +24,8 @@ std::vector<win::kernel_handle> workers()
     entry.dwSize = sizeof entry;
     for (BOOL more = Process32FirstW(all.get(), &entry); more; more = Process32NextW(all.get(), &entry)) {
         const std::wstring name = entry.szExeFile;
-        if (entry.th32ParentProcessID == GetCurrentProcessId() && name.find(L"qvxVSTHost") != name.npos)
+        if (entry.th32ParentProcessID == GetCurrentProcessId() &&
+            name.find(L"qvxVSTHost") != std::wstring::npos)
             found.emplace_back(OpenProcess(PROCESS_QUERY_INFORMATION, FALSE, entry.th32ProcessID));
     }
     return found;

@@ -121,7 +121,7 @@ std::vector<std::string> chain_fixture::render_arguments(const std::vector<std::
     return arguments;
 }
 
-program_result chain_fixture::run(std::vector<std::string> arguments) const
+program_result chain_fixture::run(const std::vector<std::string>& arguments) const
 {
     return run_program(player(), arguments);
 }

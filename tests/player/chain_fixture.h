@@ -51,7 +51,7 @@ public:
     // "--config" with the store of this fixture, "render", the inputs, out.wav.
     std::vector<std::string> render_arguments(const std::vector<std::string>& inputs,
                                               const std::vector<std::string>& more) const;
-    program_result run(std::vector<std::string> arguments) const;
+    program_result run(const std::vector<std::string>& arguments) const;
     // A render that must succeed, its console lines in `err` and its --json in `report`.
     void render(const std::vector<std::string>& inputs, std::vector<std::string> more);
     // Lines with which workers told what they loaded.

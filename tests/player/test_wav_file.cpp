@@ -51,7 +51,7 @@ std::string refusal(const temp_folder& folder, const bytes& content)
         wav_reader reader(folder.path("in.wav"));
     } catch (const player_error& error) {
         // One line that begins with the file.
-        const std::string line = error.what();
+        std::string line = error.what();
         CHECK(line.starts_with(folder.path("in.wav") + ": "));
         CHECK(line.find('\n') == std::string::npos);
         return line;

@@ -123,7 +123,7 @@ int main(int argc, char** argv)
         if (std::strcmp(argv[i], "--long") == 0)
             long_run_wanted = true;
         else if (std::strcmp(argv[i], "--hang-limit") == 0 && i + 1 < argc)
-            limit = std::atoi(argv[i + 1]);
+            limit = static_cast<int>(std::strtol(argv[i + 1], nullptr, 10));
     }
     if (limit <= 0)
         limit = long_run_wanted ? 7200 : 60;

@@ -108,8 +108,10 @@ TEST_CASE("meters move with the sound that a DSP of the effect hears, and stop w
     const auto play = [&] {
         for (int i = 0; i < 5; ++i) {
             volume = volume < 0.5 ? 0.9 : 0.1;
-            for (size_t s = 0; s < 2 * 4410; ++s)
-                chunk.get_data()[s] = volume * std::sin(0.05 * static_cast<double>(s / 2));
+            for (size_t s = 0; s < 2 * 4410; ++s) {
+                const size_t frame = s / 2;
+                chunk.get_data()[s] = volume * std::sin(0.05 * static_cast<double>(frame));
+            }
             CHECK(feedAudioListener(test.effect.path, chunk, 1));
             test.player.run_for(0.1);
         }

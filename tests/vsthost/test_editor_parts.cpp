@@ -26,7 +26,7 @@ public:
     {
         if (text == "?")
             return false;
-        values[id] = std::atof(text.c_str());
+        values[id] = std::strtod(text.c_str(), nullptr);
         return true;
     }
 };

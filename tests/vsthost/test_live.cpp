@@ -13,8 +13,10 @@ namespace {
 std::vector<double> tone(size_t frames, uint32_t channels, double level)
 {
     std::vector<double> samples(frames * channels);
-    for (size_t i = 0; i < samples.size(); ++i)
-        samples[i] = level * std::sin(static_cast<double>(i / channels) * 0.1);
+    for (size_t i = 0; i < samples.size(); ++i) {
+        const size_t frame = i / channels;
+        samples[i] = level * std::sin(static_cast<double>(frame) * 0.1);
+    }
     return samples;
 }
 
@@ -49,7 +51,8 @@ TEST_CASE("audio of any format goes through the effect, and nothing else that co
             CHECK(wait_until([&] {
                 const std::string said = shown.said();
                 const size_t at = said.find("heard=");
-                return at != std::string::npos && std::abs(std::atof(said.c_str() + at + 6) - level) < 0.01;
+                return at != std::string::npos &&
+                       std::abs(std::strtod(said.c_str() + at + 6, nullptr) - level) < 0.01;
             }));
         }
         // No format at all, impossible ones, half a frame, something unknown, a large piece.

@@ -29,7 +29,7 @@ std::wstring description_of_current_thread()
     PWSTR text = nullptr;
     if (!get || FAILED(get(GetCurrentThread(), &text)))
         return L"?";
-    const std::wstring copy = text;
+    std::wstring copy = text;
     LocalFree(text);
     return copy;
 }
