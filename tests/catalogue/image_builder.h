@@ -114,6 +114,7 @@ public:
     }
     bool read_at(uint64_t offset, void* buffer, size_t byte_count, size_t& delivered) noexcept override
     {
+        ++reads;
         const uint64_t left = offset < bytes_.size() ? bytes_.size() - offset : 0;
         delivered = static_cast<size_t>(std::min<uint64_t>(byte_count, left));
         if (delivered)
@@ -121,6 +122,8 @@ public:
         return true;
     }
     uint64_t get_size() const noexcept override { return bytes_.size(); }
+
+    size_t reads = 0;
 
 private:
     std::vector<uint8_t> bytes_;
