@@ -193,7 +193,10 @@ command_result run_scan(const command_line& line, player_host& host, abort_callb
     if (line.json)
         return {scan_json(report.found), {}};
     if (report.found.empty())
-        return {{}, "scan: no effects found; name the folders that they lie in", 0};
+        return {{},
+                line.scan_folders.empty() ? "scan: no effects found; name the folders that they lie in"
+                                          : "scan: no effects found in these folders",
+                0};
     return {scan_text(report.found), {}};
 }
 

@@ -13,12 +13,14 @@ sys.path.insert(0, str(TOP / "tests"))
 from support import python_tests  # noqa: E402
 
 PROGRAM = TOP / "build" / "x64" / "benches" / "bin" / "bench.exe"
-LOOSE = 10
+LOOSE = 5  # times the goal; most figures lie below theirs, so that ten times one of them is above this
+# What a figure is in units of its goal, where that is far below.
+FAR_BELOW = {"hand-over": 0.05}
 
 
 class Bench(unittest.TestCase):
     def test_no_figure_is_tenfold(self):
-        """no figure of the benchmark is ten times its goal"""
+        """no figure of the benchmark has become ten times what it is"""
         # A file: background processes would keep a pipe open.
         with tempfile.TemporaryFile() as output:
             code = subprocess.run([TOP / "tools" / "wine", PROGRAM, "--rounds", "1", "--seconds", "0.02", "--candidates",
@@ -31,7 +33,9 @@ class Bench(unittest.TestCase):
         for word in ("answered", "qvxGain", "busy", "turn", "apart", "together", "first chunk", "hand-over", "scan"):
             self.assertIn(word, names)
         for figure in figures:
-            self.assertLess(figure["ratio"], LOOSE * figure["goal"], figure)
+            usual = next((part for word, part in FAR_BELOW.items() if word in figure["name"]), None)
+            bound = LOOSE if usual is None else 10 * usual
+            self.assertLess(figure["ratio"], bound * figure["goal"], figure)
 
 
 if __name__ == "__main__":

@@ -1,4 +1,4 @@
-// Runs every fuzzer of this folder over a copy of its corpus, 3 seconds each, a minute with --long. A finding
+// Runs every fuzzer of this folder over a copy of its corpus, 5 seconds each, a minute with --long. A finding
 // is a failed case that prints the fuzzer's report and leaves the input beside the program.
 
 #include "support/test_options.h"
@@ -49,7 +49,7 @@ outcome run_fuzzer(const std::string& name)
     fs::copy(fs::path(FUZZ_CORPUS) / name, work / "corpus");
     const fs::path log_file = work / "log";
     const std::string command =
-        "'" + program.string() + "' -max_total_time=" + (test_options::long_run() ? "60" : "3") +
+        "'" + program.string() + "' -max_total_time=" + (test_options::long_run() ? "60" : "5") +
         " -timeout=5 -rss_limit_mb=512 -max_len=8192 -print_final_stats=1 -artifact_prefix='" +
         (work / "finding-").string() + "' '" + (work / "corpus").string() + "' > '" + log_file.string() +
         "' 2>&1";

@@ -179,13 +179,19 @@ TEST_CASE("race: destroyed while the player feeds it")
     std::atomic<size_t> taken{0};
     std::thread feeder([&] {
         const audio_chunk_impl_t chunk = small_chunk();
-        while (!over)
+        while (!over) {
             taken += feedAudioListener(test.fake.script_path(), chunk, 1);
+            Sleep(1); // far more often than a player, and still not a whole processor
+        }
     });
     test.often([&] {
         test.run->Start(test.fake.effect(), nullptr);
         if (test.chance.up_to(2) != 0) // else it goes while it is still starting
-            CHECK(test.player.run_until([&, before = taken.load()] { return taken != before; }));
+        {
+            const bool is_fed = test.player.run_until([&, before = taken.load()] { return taken != before; });
+            const auto lines = test.player.host.console_lines();
+            CHECK_MESSAGE(is_fed, (lines.empty() ? "" : lines.back()));
+        }
         test.chance.pause(40);
         test.make_run();
     });

@@ -37,6 +37,7 @@ fake_worker::fake_worker(std::string script, const char* folder_name)
 {
     const std::filesystem::path folder =
         std::filesystem::temp_directory_path() / native(std::string(folder_name) + " " + id_);
+    std::filesystem::remove_all(folder); // an earlier process of this number may have been killed
     std::filesystem::create_directories(folder);
     folder_ = win::to_utf8(folder.wstring()) + "\\";
 

@@ -2,6 +2,7 @@
 
 #include "pipe_pair.h"
 #include "raw_worker.h"
+#include "watched_pipes.h"
 
 #include "support/patched_import.h"
 #include "win/utf.h"
@@ -55,7 +56,13 @@ TEST_CASE("connecting")
     CHECK(pipe.usePipe);
     CHECK(pipe.timeoutSeconds == 0);
     CHECK_THROWS_WITH_AS(pipe.connectWorker(1.0), "could not connect pipe", std::runtime_error);
-    const std::wstring name = pipe.createPipe();
+    const std::wstring name = [&pipe] {
+        const watched_pipes pipes;
+        const std::wstring made = pipe.createPipe();
+        REQUIRE(pipes.calls.size() == 1);
+        CHECK((pipes.calls[0].open_mode & FILE_FLAG_FIRST_PIPE_INSTANCE) != 0);
+        return made;
+    }();
     win::file_handle client;
     SUBCASE("the client comes while the connect is pending")
     {
