@@ -48,8 +48,11 @@ outcome run_fuzzer(const std::string& name)
     // The fuzzer adds what it finds to the folder it works on.
     fs::copy(fs::path(FUZZ_CORPUS) / name, work / "corpus");
     const fs::path log_file = work / "log";
+    // What is freed is kept aside for a while, to see late uses: not so much that it counts as a finding
+    // itself.
     const std::string command =
-        "'" + program.string() + "' -max_total_time=" + (test_options::long_run() ? "60" : "5") +
+        "ASAN_OPTIONS=quarantine_size_mb=32 '" + program.string() +
+        "' -max_total_time=" + (test_options::long_run() ? "60" : "5") +
         " -timeout=5 -rss_limit_mb=512 -max_len=8192 -print_final_stats=1 -artifact_prefix='" +
         (work / "finding-").string() + "' '" + (work / "corpus").string() + "' > '" + log_file.string() +
         "' 2>&1";
