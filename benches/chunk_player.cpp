@@ -5,6 +5,8 @@
 
 #include <tlhelp32.h>
 
+#include <algorithm>
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <stdexcept>
@@ -62,6 +64,15 @@ chunk_player::chunk_player(loaded_component& component, const vstConfig_t& effec
     if (!component.entry()->instantiate_v4(made, preset_of(effect), dsp_flag_realtime))
         throw std::runtime_error("the component makes no DSP");
     dsp_ = service_query_as<dsp_v2>(*made);
+}
+
+double chunk_player::loudest()
+{
+    const audio_chunk& chunk = *list_.get_item(0);
+    double most = 0;
+    for (size_t i = 0; i < chunk.get_used_size(); ++i)
+        most = std::max(most, std::abs(chunk.get_data()[i]));
+    return most;
 }
 
 void chunk_player::run(uint32_t channels, size_t frames)

@@ -22,6 +22,7 @@ public:
 
     // One chunk of that size; ends the program with a line when it fails.
     void run(uint32_t channels, size_t frames);
+    double loudest(); // sample of what the last chunk came back as
     // The worker that runs for this program; throws std::runtime_error unless there is exactly one.
     static win::kernel_handle only_worker();
 

@@ -10,6 +10,7 @@ void start_figures(const options& how);
 void sample_figures(const options& how);
 void scan_figures(const options& how);
 void feed_figures(const options& how);
+void allocation_figures(const options& how);
 
 inline bool wanted(const options& how, const std::string& name)
 {

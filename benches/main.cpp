@@ -54,6 +54,7 @@ int main(int count, char** arguments)
         bench::chunk_figures(how);
         bench::sample_figures(how);
         bench::feed_figures(how);
+        bench::allocation_figures(how);
         bench::start_figures(how);
         bench::scan_figures(how);
     } catch (const std::exception& failure) {
