@@ -2,7 +2,6 @@
 
 #include "catalogue/settings.h"
 #include "dsp/vstAudioListener.h"
-#include "sdk/console.h"
 #include "worker/abort.h"
 #include "worker/exceptions.h"
 #include "worker/startWorker.h"
@@ -23,15 +22,6 @@ constexpr double exitWaitSeconds = 1.0;
 // A tail is as long as the worker says; it is read in pieces, and refused beyond what a sane effect can ring.
 constexpr uint64_t tailPiece = 0x1000000;
 constexpr uint64_t tailLimit = sizeof(void*) == 8 ? uint64_t{1} << 30 : uint64_t{1} << 28;
-
-void tellConsole(const std::string& line) noexcept
-{
-    try {
-        console::print(line);
-    } catch (...) {
-        // The failure itself is on its way to the player all the same.
-    }
-}
 
 } // namespace
 
@@ -151,7 +141,7 @@ void dsp_vst::startProcess()
     try {
         Nv::startWorker(pipe_, config_, Nv::modeProcess, Nv::processOptions(config_, realtime_));
     } catch (const Nv::file_not_found& failure) {
-        tellConsole("VST: " + Nv::explainFailedStart(config_, failure));
+        Nv::tellFailedStart("VST: ", config_, failure);
         endWorker();
         throw;
     } catch (...) {

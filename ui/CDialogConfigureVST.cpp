@@ -2,7 +2,6 @@
 
 #include "catalogue/settings.h"
 #include "sdk/abort_callback_impl.h"
-#include "sdk/console.h"
 #include "sdk/dsp_config_manager.h"
 #include "sdk/filesystem.h"
 #include "sdk/host_api.h"
@@ -71,14 +70,6 @@ service_ptr_t<service_base> holdInstances()
     } catch (...) {
     }
     return hold;
-}
-
-void tellConsole(const std::string& line) noexcept
-{
-    try {
-        console::print(line);
-    } catch (...) {
-    }
 }
 
 // The conversation after the launch; returns when the worker has ended by itself, with its pipe still open.
@@ -210,7 +201,7 @@ void CDialogConfigureVST::runEditor(const std::shared_ptr<run_t>& run, const vst
     } catch (const std::exception& failure) {
         // What a worker has to say comes on the console by itself; without one nobody else tells.
         if (!started && !run->aborted)
-            tellConsole("VST: no configuration window: " + Nv::explainFailedStart(effect, failure));
+            Nv::tellFailedStart("VST: no configuration window: ", effect, failure);
     } catch (...) {
     }
     Nv::stopWorker(pipe, endSeconds);

@@ -1,5 +1,6 @@
 #include "worker/startWorker.h"
 
+#include "sdk/console.h"
 #include "sdk/filesystem.h"
 #include "sdk/threads.h"
 #include "win/utf.h"
@@ -65,11 +66,16 @@ void startWorker(winPipeServerLite& pipe, const vstConfig_t& effect, std::string
         pipe.connectWorker(connectSeconds);
 }
 
-std::string explainFailedStart(const vstConfig_t& effect, const std::exception& failure)
+void tellFailedStart(const char* what, const vstConfig_t& effect, const std::exception& failure) noexcept
 {
-    if (!dynamic_cast<const file_not_found*>(&failure))
-        return failure.what();
-    return "the worker program " + workerPath(effect) + " is missing; put it back beside the component";
+    try {
+        const bool missing = dynamic_cast<const file_not_found*>(&failure) != nullptr;
+        console::print(std::string(what) + (missing ? "the worker program " + workerPath(effect) +
+                                                          " is missing; put it back beside the component"
+                                                    : std::string(failure.what())));
+    } catch (...) {
+        // The failure itself is dealt with by the caller all the same.
+    }
 }
 
 } // namespace Nv

@@ -21,8 +21,8 @@ std::string componentPath();
 void startWorker(winPipeServerLite& pipe, const vstConfig_t& effect, std::string_view mode,
                  const argumentList& options);
 
-// A failed start in words for the console: exceptions have fixed texts, of which "file not found" does not
-// say that the worker program is the file. No full stop.
-std::string explainFailedStart(const vstConfig_t& effect, const std::exception& failure);
+// Says on the console, behind `what`, why a start failed: exceptions have fixed texts, of which
+// "file not found" does not say that the worker program is the file. Any thread.
+void tellFailedStart(const char* what, const vstConfig_t& effect, const std::exception& failure) noexcept;
 
 } // namespace Nv

@@ -88,7 +88,7 @@ TEST_CASE("chunks through two instances, with seeks, formats, presets and killed
             most_bytes = std::max(most_bytes, system_counts::now().private_bytes);
     }
     CHECK(failures == 0);
-    CHECK(kills == 2 * (chunks / killed_every - 1));
+    CHECK(kills >= 2 * (chunks / killed_every - 1)); // one that is still going may be met again
     before.check_nothing_more(4);
     CHECK(most_bytes < before.private_bytes + (2 << 20));
     std::printf("2 x %u chunks, %u workers killed, %.0f s, %d KiB more at most\n",

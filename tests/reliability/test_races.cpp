@@ -102,6 +102,14 @@ struct race {
         CHECK(player.host.wait_until_detached_done());
         before.check_nothing_more(spare);
     }
+    // A worker of a script has come to its statement `signal-event {event:NAME}`.
+    void comes_to(fake_worker& worker, const char* name)
+    {
+        const bool is_there = worker.wait_for(name, 20);
+        const auto lines = player.host.console_lines();
+        REQUIRE_MESSAGE(is_there, (lines.empty() ? "" : lines.back()), ", worker ",
+                        worker.process_ids().size(), ": ", worker.record());
+    }
     system_counts counts()
     {
         CHECK(player.host.wait_until_detached_done());
@@ -210,9 +218,7 @@ TEST_CASE("race: two runs back to back; the second is the one that runs")
         test.run->Start(test.fake.effect(), nullptr);
         test.chance.pause(start_ms);
         test.run->Start(second.effect(), nullptr);
-        const bool up = second.wait_for("up", 20);
-        const auto lines = test.player.host.console_lines();
-        REQUIRE_MESSAGE(up, (lines.empty() ? "" : lines.back()), ", worker ", second.process_ids().size());
+        test.comes_to(second, "up");
         CHECK(test.run->isRunning());
         test.run->stop();
         second.reset("up");
@@ -229,10 +235,7 @@ TEST_CASE("race: callbacks that were posted before a stop say nothing after it")
         vstConfig_t effect = closing.effect();
         effect.state = {'y'};
         test.run->Start(effect, nullptr);
-        const bool has_closed = closing.wait_for("closed");
-        const auto lines = test.player.host.console_lines();
-        REQUIRE_MESSAGE(has_closed, (lines.empty() ? "" : lines.back()), ", worker ",
-                        closing.process_ids().size(), ": ", closing.record());
+        test.comes_to(closing, "closed");
         test.chance.pause(60); // nothing is dispatched meanwhile
         test.run->stop();
         CHECK(test.events == "state ");
