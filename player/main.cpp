@@ -1,14 +1,14 @@
 // qvxplayer: the player, on the command line and as a window. Exit codes: 0 done, 1 failed (one line on
 // standard error says what), 2 the command line is wrong.
 
-#include "player/commands.h"
-#include "player/component_settings.h"
-#include "player/configure.h"
-#include "player/json_config_store.h"
-#include "player/os_path.h"
-#include "player/player_error.h"
-#include "player/scan_progress.h"
-#include "player/terminal.h"
+#include "player/commands/commands.h"
+#include "player/commands/configure.h"
+#include "player/commands/scan_progress.h"
+#include "player/host/component_settings.h"
+#include "player/services/json_config_store.h"
+#include "player/system/os_path.h"
+#include "player/system/player_error.h"
+#include "player/system/terminal.h"
 #include "player/window/gui.h"
 #include "sdk/abort_callback_impl.h"
 #include "win/utf.h"

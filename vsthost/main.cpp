@@ -1,6 +1,6 @@
 #include "vsthost/command_line.h"
 #include "vsthost/exit_codes.h"
-#include "vsthost/modes.h"
+#include "vsthost/modes/modes.h"
 #include "vsthost/process_shell.h"
 #include "vsthost/report.h"
 #include "win/utf.h"

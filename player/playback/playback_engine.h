@@ -2,10 +2,10 @@
 // Plays a file through the live chain, on a thread of its own. The main thread gives orders and looks at the
 // state; neither waits for the other.
 
-#include "player/chain_runner.h"
-#include "player/output_files.h"
+#include "player/chain/chain_runner.h"
 #include "player/playback/audio_sink.h"
 #include "player/services/stream_capture.h"
+#include "player/wav/output_files.h"
 #include "sdk/abort_callback_impl.h"
 #include "sdk/dsp_chunk_list_impl.h"
 #include "win/handle.h"

@@ -2,7 +2,7 @@
 
 #include "player/playback/playback_engine.h"
 
-#include "player/player_error.h"
+#include "player/system/player_error.h"
 #include "sdk/console.h"
 #include "sdk/exceptions.h"
 

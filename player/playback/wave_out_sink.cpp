@@ -1,8 +1,8 @@
 #include "player/playback/audio_sink.h"
 
-#include "player/player_error.h"
-#include "player/sample_conversion.h"
-#include "player/wav_format.h"
+#include "player/system/player_error.h"
+#include "player/wav/sample_conversion.h"
+#include "player/wav/wav_format.h"
 #include "win/handle.h"
 
 #include <mmsystem.h>

@@ -1,5 +1,5 @@
 #pragma once
-#include "player/live_chain.h"
+#include "player/chain/live_chain.h"
 #include "sdk/dsp_config_manager.h"
 
 namespace player {

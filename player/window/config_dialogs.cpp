@@ -1,7 +1,7 @@
 #include "player/window/config_dialogs.h"
 
-#include "player/chain.h"
-#include "player/player_error.h"
+#include "player/chain/chain.h"
+#include "player/system/player_error.h"
 
 #include <cstring>
 #include <vector>

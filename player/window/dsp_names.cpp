@@ -1,6 +1,7 @@
 #include "player/window/dsp_names.h"
 
-#include "player/chain.h"
+#include "player/chain/chain.h"
+#include "sdk/host_api.h"
 
 #include <algorithm>
 

@@ -1,6 +1,6 @@
 #include "player/window/failure_bar.h"
 
-#include "player/chain.h"
+#include "player/chain/chain.h"
 #include "player/window/ids.h"
 
 namespace player {

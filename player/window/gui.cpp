@@ -1,8 +1,8 @@
 #include "player/window/gui.h"
 
-#include "player/chain.h"
-#include "player/os_path.h"
-#include "player/queue_window.h"
+#include "player/chain/chain.h"
+#include "player/services/queue_window.h"
+#include "player/system/os_path.h"
 #include "player/window/main_window.h"
 #include "player/window/session.h"
 

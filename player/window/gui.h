@@ -1,7 +1,7 @@
 #pragma once
 // The window as a command: from the first message to the last.
 
-#include "player/player_host.h"
+#include "player/host/player_host.h"
 #include "player/window/console_pane.h"
 
 namespace player {

@@ -1,7 +1,7 @@
 #include "player/window/main_window.h"
 
-#include "player/os_path.h"
-#include "player/player_error.h"
+#include "player/system/os_path.h"
+#include "player/system/player_error.h"
 #include "player/window/ids.h"
 #include "player/window/session.h"
 #include "sdk/componentversion.h"

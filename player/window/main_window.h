@@ -1,5 +1,5 @@
 #pragma once
-#include "player/player_host.h"
+#include "player/host/player_host.h"
 #include "player/window/chain_pane.h"
 #include "player/window/console_pane.h"
 #include "player/window/failure_bar.h"

@@ -1,7 +1,7 @@
 #pragma once
 // What the window keeps from run to run, as texts for the store. Pure.
 
-#include "player/live_chain.h"
+#include "player/chain/live_chain.h"
 
 #include <optional>
 #include <string>

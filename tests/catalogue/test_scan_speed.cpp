@@ -3,7 +3,7 @@
 #include "catalogue/image_builder.h"
 #include "catalogue/scanFolders.h"
 #include "catalogue/small_host.h"
-#include "player/native_filesystem.h"
+#include "player/services/native_filesystem.h"
 #include "sdk/abort_callback_impl.h"
 #include "support/temp_folder.h"
 #include "support/test_options.h"

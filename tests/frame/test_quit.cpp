@@ -2,10 +2,10 @@
 
 #include "loaded_component.h"
 
-#include "player/component_settings.h"
-#include "player/json_config_store.h"
-#include "player/player_host.h"
-#include "player/queue_window.h"
+#include "player/host/component_settings.h"
+#include "player/host/player_host.h"
+#include "player/services/json_config_store.h"
+#include "player/services/queue_window.h"
 #include "resources/dialog_ids.h"
 #include "sdk/dsp.h"
 #include "sdk/mainmenu.h"

@@ -1,7 +1,7 @@
 // The player's store, and what the window reads out of it: accepted text comes back from being written.
 
 #include "catalogue/small_host.h"
-#include "player/store_text.h"
+#include "player/services/store_text.h"
 #include "player/window/session.h"
 #include "player/window/shortcuts.h"
 

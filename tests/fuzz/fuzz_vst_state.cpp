@@ -2,8 +2,8 @@
 // and a VST 3 preset that was read comes back from being written.
 
 #include "vsthost/pe_image.h"
-#include "vsthost/vst2_state.h"
-#include "vsthost/vstpreset.h"
+#include "vsthost/vst2/vst2_state.h"
+#include "vsthost/vst3/vstpreset.h"
 
 #include <algorithm>
 #include <cstdlib>

@@ -1,6 +1,6 @@
 // WAV files: what is accepted lies inside the file and can be converted; the walk ends.
 
-#include "player/sample_conversion.h"
+#include "player/wav/sample_conversion.h"
 
 #include <algorithm>
 #include <cstdlib>

@@ -1,6 +1,7 @@
 #!/usr/bin/python3
 """Checks of the source tree itself: which room includes what, headers, and text that has no place in it."""
 import concurrent.futures
+import graphlib
 import json
 import os
 import re
@@ -78,6 +79,23 @@ def wrong_includes(top):
             elif first != room and first not in ARROWS[room] and target not in ARROWS[room]:
                 problems.append(f"{where}, but {room} may include only: {' '.join(sorted(ARROWS[room])) or 'nothing'}")
     return problems
+
+
+def folder_circles(top):
+    """The folders within one room that include each other in a circle; programs' main.cpp stands above them all."""
+    uses = {}
+    for path in files(top):
+        relative = path.relative_to(top)
+        if path.suffix not in SOURCES or relative.parts[0] not in ARROWS or path.name == "main.cpp":
+            continue
+        for _, target in INCLUDE.findall(path.read_text(encoding="utf-8", errors="replace")):
+            if target.split("/")[0] == relative.parts[0] and Path(target).parent != relative.parent:
+                uses.setdefault(str(relative.parent), set()).add(str(Path(target).parent))
+    try:
+        graphlib.TopologicalSorter(uses).prepare()
+    except graphlib.CycleError as error:
+        return [" <- ".join(error.args[1])]
+    return []
 
 
 def unguarded_headers(top):
@@ -169,7 +187,7 @@ class Layout(unittest.TestCase):
 
     def test_includes(self):
         """no include goes against the arrows of the house"""
-        self.none(wrong_includes(TOP))
+        self.none(wrong_includes(TOP) + folder_circles(TOP))
 
     def test_guards(self):
         """every header has its guard"""
@@ -226,6 +244,10 @@ class PlantedFaults(unittest.TestCase):
         found = wrong_includes(self.top)
         self.assertEqual([problem.split(":")[0] for problem in found], sorted(bad), "\n" + "\n".join(found))
         self.assertTrue(found[0].startswith("catalogue/up.cpp:3: "), found[0])
+        self.assertEqual(folder_circles(self.top), [])
+        self.plant("ui/a.cpp", '#include "ui/toolkit/b.h"\n')
+        self.plant("ui/toolkit/b.h", '#include "ui/a.h"\n')
+        self.assertEqual(folder_circles(self.top), ["ui <- ui/toolkit <- ui"])
 
     def test_guards_and_text(self):
         """a planted header without guard and planted foreign text are found"""

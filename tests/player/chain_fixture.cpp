@@ -1,7 +1,7 @@
 #include "chain_fixture.h"
 
-#include "player/os_path.h"
-#include "player/wav_file.h"
+#include "player/system/os_path.h"
+#include "player/wav/wav_file.h"
 
 #include <doctest/doctest.h>
 

@@ -2,8 +2,8 @@
 //   config_store_writer STORE.json
 // Creates STORE.json.started once the first change is on the disk.
 
-#include "player/json_config_store.h"
-#include "player/whole_file.h"
+#include "player/services/json_config_store.h"
+#include "player/system/whole_file.h"
 #include "win/utf.h"
 
 #include <string>

@@ -1,7 +1,7 @@
 #include "driven_player.h"
 
-#include "player/chain.h"
-#include "player/json_config_store.h"
+#include "player/chain/chain.h"
+#include "player/services/json_config_store.h"
 #include "player/window/ids.h"
 #include "player/window/session.h"
 #include "support/system_counts.h"

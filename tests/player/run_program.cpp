@@ -1,7 +1,7 @@
 #include "run_program.h"
 
-#include "player/os_path.h"
-#include "player/whole_file.h"
+#include "player/system/os_path.h"
+#include "player/system/whole_file.h"
 #include "support/test_options.h"
 #include "win/utf.h"
 

@@ -3,7 +3,7 @@
 
 #include "chain_fixture.h"
 
-#include "player/whole_file.h"
+#include "player/system/whole_file.h"
 #include "support/test_options.h"
 
 #include <doctest/doctest.h>

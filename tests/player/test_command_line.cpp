@@ -1,6 +1,6 @@
-#include "player/command_line.h"
+#include "player/commands/command_line.h"
 
-#include "player/player_error.h"
+#include "player/system/player_error.h"
 
 #include <doctest/doctest.h>
 

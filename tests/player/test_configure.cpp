@@ -1,7 +1,7 @@
 // The shipped player's configure command, with its dialog driven from here.
 
 #include "catalogue/vstConfig.h"
-#include "player/whole_file.h"
+#include "player/system/whole_file.h"
 #include "run_program.h"
 #include "sdk/dsp_preset_impl.h"
 

@@ -1,8 +1,8 @@
-#include "player/json_config_store.h"
+#include "player/services/json_config_store.h"
 
-#include "player/os_path.h"
-#include "player/player_error.h"
-#include "player/whole_file.h"
+#include "player/system/os_path.h"
+#include "player/system/player_error.h"
+#include "player/system/whole_file.h"
 #include "run_program.h"
 
 #include <doctest/doctest.h>

@@ -1,4 +1,4 @@
-#include "player/live_chain.h"
+#include "player/chain/live_chain.h"
 #include "player/services/piece_cutter.h"
 #include "sdk/dsp_chain_config_impl.h"
 

@@ -1,8 +1,8 @@
 // Callbacks on the main thread and background tasks, as components use them.
 
-#include "player/json_config_store.h"
-#include "player/player_host.h"
-#include "player/queue_window.h"
+#include "player/host/player_host.h"
+#include "player/services/json_config_store.h"
+#include "player/services/queue_window.h"
 #include "sdk/abort_callback_impl.h"
 #include "sdk/initquit.h"
 #include "support/temp_folder.h"

@@ -1,7 +1,7 @@
-#include "player/player_host.h"
+#include "player/host/player_host.h"
 
-#include "player/json_config_store.h"
-#include "player/player_error.h"
+#include "player/services/json_config_store.h"
+#include "player/system/player_error.h"
 #include "run_program.h"
 #include "sdk/abort_callback_impl.h"
 #include "sdk/console.h"

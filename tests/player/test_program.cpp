@@ -1,9 +1,9 @@
 // The program as people run it, with the real component: exit codes, the last line of standard error, what is
 // left on the disk.
 
-#include "player/os_path.h"
-#include "player/wav_file.h"
-#include "player/whole_file.h"
+#include "player/system/os_path.h"
+#include "player/system/whole_file.h"
+#include "player/wav/wav_file.h"
 #include "run_program.h"
 
 #include <doctest/doctest.h>

@@ -1,4 +1,4 @@
-#include "player/sample_conversion.h"
+#include "player/wav/sample_conversion.h"
 
 #include <doctest/doctest.h>
 

@@ -1,8 +1,8 @@
 // The scan command as people run it, over real folders.
 
 #include "catalogue/image_builder.h"
-#include "player/os_path.h"
-#include "player/scan_progress.h"
+#include "player/commands/scan_progress.h"
+#include "player/system/os_path.h"
 #include "run_program.h"
 #include "support/folder_link.h"
 

@@ -1,7 +1,7 @@
 // What the player answers when a component asks for the chain, the stream, a hash or a look.
 
-#include "player/json_config_store.h"
-#include "player/player_host.h"
+#include "player/host/player_host.h"
+#include "player/services/json_config_store.h"
 #include "player/services/system_shell.h"
 #include "sdk/dsp_chain_config_impl.h"
 #include "sdk/dsp_config_manager.h"

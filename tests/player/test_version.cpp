@@ -1,8 +1,8 @@
 // One version everywhere: the component's record, what the programs print, the properties of every shipped
 // file.
 
-#include "player/json_config_store.h"
-#include "player/player_host.h"
+#include "player/host/player_host.h"
+#include "player/services/json_config_store.h"
 #include "run_program.h"
 #include "sdk/componentversion.h"
 #include "win/utf.h"

@@ -1,8 +1,8 @@
-#include "player/wav_file.h"
+#include "player/wav/wav_file.h"
 
-#include "player/os_path.h"
-#include "player/player_error.h"
-#include "player/whole_file.h"
+#include "player/system/os_path.h"
+#include "player/system/player_error.h"
+#include "player/system/whole_file.h"
 #include "support/temp_folder.h"
 #include "win/handle.h"
 

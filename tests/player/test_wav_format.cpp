@@ -1,4 +1,4 @@
-#include "player/wav_format.h"
+#include "player/wav/wav_format.h"
 
 #include <doctest/doctest.h>
 

@@ -1,7 +1,7 @@
 // The window as people use it: the shipped program, real workers, effects of both bitnesses.
 
 #include "driven_player.h"
-#include "player/json_config_store.h"
+#include "player/services/json_config_store.h"
 #include "player/window/ids.h"
 #include "support/test_options.h"
 

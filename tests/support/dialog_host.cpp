@@ -1,8 +1,8 @@
 #include "support/dialog_host.h"
 
-#include "player/native_filesystem.h"
 #include "player/services/chain_service.h"
 #include "player/services/md5_hasher.h"
+#include "player/services/native_filesystem.h"
 
 void scripted_shell::show_popup(void*, const char* text, const char* title)
 {

@@ -2,9 +2,9 @@
 // A small player for tests of dialogs and menus: the test_host with a message loop, files, the chain
 // and boxes and pickers that are answered without a hand on the mouse.
 
-#include "player/callback_queue.h"
-#include "player/live_chain.h"
-#include "player/queue_window.h"
+#include "player/chain/live_chain.h"
+#include "player/services/callback_queue.h"
+#include "player/services/queue_window.h"
 #include "sdk/shell.h"
 #include "support/test_host.h"
 

@@ -2,7 +2,7 @@
 
 #include "catalogue/scanFolders.h"
 #include "catalogue/settings.h"
-#include "player/task_runner.h"
+#include "player/services/task_runner.h"
 #include "win/utf.h"
 
 #include <windows.h>

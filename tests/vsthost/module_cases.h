@@ -2,8 +2,8 @@
 // What tests with the misbehaving modules share: which builds there are, and the state that the modules keep.
 
 #include "support/test_options.h"
-#include "vsthost/vst2_state.h"
-#include "vsthost/vstpreset.h"
+#include "vsthost/vst2/vst2_state.h"
+#include "vsthost/vst3/vstpreset.h"
 #include "vsthost/worker_driver.h"
 
 #include <doctest/doctest.h>

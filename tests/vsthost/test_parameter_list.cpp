@@ -1,8 +1,8 @@
 // The list of parameters in its real window.
 
 #include "vsthost/editor_driver.h"
-#include "vsthost/vst2_state.h"
-#include "vsthost/vstpreset.h"
+#include "vsthost/vst2/vst2_state.h"
+#include "vsthost/vst3/vstpreset.h"
 
 #include <cmath>
 

@@ -1,6 +1,6 @@
 #include "vsthost/pe_image.h"
-#include "vsthost/vst2_state.h"
-#include "vsthost/vstpreset.h"
+#include "vsthost/vst2/vst2_state.h"
+#include "vsthost/vst3/vstpreset.h"
 
 #include <doctest/doctest.h>
 

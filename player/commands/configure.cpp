@@ -1,0 +1,108 @@
+#include "player/commands/configure.h"
+
+#include "player/chain/chain.h"
+#include "player/services/queue_window.h"
+#include "player/system/os_path.h"
+#include "player/system/player_error.h"
+#include "player/system/whole_file.h"
+#include "win/long_path.h"
+
+#include <windows.h>
+
+namespace player {
+
+namespace {
+
+class preset_edit : public dsp_preset_edit_callback_v2 {
+public:
+    using service_interface = dsp_preset_edit_callback_v2;
+
+    explicit preset_edit(const dsp_preset& start)
+        : preset(start)
+    {
+    }
+    void get_preset(dsp_preset& out) override
+    {
+        out.set_owner(preset.get_owner());
+        out.set_data(preset.get_data(), preset.get_data_size());
+    }
+    void set_preset(const dsp_preset& changed) override { preset.copy_from(changed); }
+    void dsp_dialog_done(bool) override { done = true; }
+
+    dsp_preset_impl preset;
+    bool done = false;
+};
+
+// The player's loop, for as long as `edit` is not done.
+void run_messages(player_host& host, const preset_edit& edit, abort_callback& stop)
+{
+    const HANDLE stopped = stop.get_abort_event();
+    while (!edit.done && !stop.is_aborting()) {
+        MSG message;
+        while (!edit.done && PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) {
+            if (message.message == WM_QUIT)
+                return;
+            if (host.dialogs().take(message))
+                continue;
+            TranslateMessage(&message);
+            DispatchMessageW(&message);
+        }
+        if (!edit.done)
+            MsgWaitForMultipleObjectsEx(1, &stopped, INFINITE, QS_ALLINPUT, MWMO_INPUTAVAILABLE);
+    }
+}
+
+// Before the dialog opens: what is edited there must not be lost for a name that cannot be written.
+void check_writable(const std::string& file)
+{
+    if (file.empty())
+        return;
+    const std::string path = absolute_path(file);
+    if (!is_folder(folder_of(path)))
+        throw player_error(file + ": cannot be written: there is no such folder; check the path");
+    if (is_folder(path))
+        throw player_error(file + ": is a folder; name a file in it for the preset");
+    const DWORD attributes = GetFileAttributesW(win::long_path(path).c_str());
+    if (attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_READONLY) != 0)
+        throw player_error(file + ": is write-protected; take the protection away or name another file");
+}
+
+chain_entry first_preset(const configure_options& options)
+{
+    if (options.effect.module.empty())
+        return load_preset_entry(options.preset_file);
+    chain_entry entry = make_effect_entry(options.effect);
+    const std::string& file = options.preset_file;
+    if (!file.empty() && is_same_file(file, options.effect.module))
+        throw player_error(file + ": is the module itself; choose another file for the preset");
+    return entry;
+}
+
+} // namespace
+
+command_result run_configure(const command_line& line, player_host& host, abort_callback& stop)
+{
+    chain_entry entry = first_preset(line.configure);
+    check_writable(line.configure.preset_file);
+    const auto maker = find_dsp_entry(entry.preset.get_owner());
+    const auto third = maker ? service_query_as<dsp_entry_v3>(*maker) : nullptr;
+    if (!third)
+        throw player_error(entry.file + ": the component has no dialog for it");
+    const auto edit = service_new<preset_edit>(entry.preset);
+    {
+        const queue_window queue(host.main_queue());
+        service_ptr_t<service_base> dialog;
+        third->show_config_popup_v3(dialog, nullptr, *edit);
+        run_messages(host, *edit, stop);
+        dialog.release(); // brings the editor's last state
+    }
+    const std::string& file = line.configure.preset_file;
+    const bool is_new = !line.configure.effect.module.empty();
+    if (!file.empty() && (is_new || !(edit->preset == entry.preset)))
+        replace_whole_file(
+            file, {static_cast<const uint8_t*>(edit->preset.get_data()), edit->preset.get_data_size()});
+    entry.preset = edit->preset;
+    return show_preset(entry, line.json);
+}
+
+} // namespace player

@@ -1,0 +1,72 @@
+#pragma once
+// WAV files on the disk, through the multimedia I/O calls of Windows. One thread at a time.
+
+#include "player/wav/wav_format.h"
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace player {
+
+// Reads the audio of a WAV file. A file whose data chunk claims more bytes than are there is truncated, which
+// is an error; bytes behind the last whole frame of a complete data chunk are ignored, and so is the size
+// that the outermost chunk claims. Files over 2 GiB are refused.
+class wav_reader {
+public:
+    // Throws player_error, which names the file.
+    explicit wav_reader(const std::string& path);
+    ~wav_reader();
+    wav_reader(const wav_reader&) = delete;
+    wav_reader& operator=(const wav_reader&) = delete;
+
+    const wav_format& format() const noexcept { return audio_.format; }
+    uint64_t frame_count() const noexcept { return audio_.frame_count; }
+    uint64_t position() const noexcept { return position_; } // frames
+    // The next read begins at that frame; at most frame_count().
+    void seek(uint64_t frame);
+    // Interleaved doubles; fewer frames than asked for only at the end. Throws player_error.
+    size_t read(double* out, size_t frames);
+
+private:
+    class stream;
+    std::string path_;
+    std::unique_ptr<stream> stream_;
+    wav_audio audio_{};
+    uint64_t position_ = 0;
+    std::vector<uint8_t> packed_;
+};
+
+// Writes a WAV file under a temporary name beside its own and gives it its name at the end, so that there is
+// no half-written file at any time.
+class wav_writer {
+public:
+    // Makes the temporary file, so that a place that cannot be written shows at once. Throws player_error.
+    explicit wav_writer(const std::string& path);
+    // Without finish() before, removes what was written.
+    ~wav_writer();
+    wav_writer(const wav_writer&) = delete;
+    wav_writer& operator=(const wav_writer&) = delete;
+
+    const std::string& path() const noexcept { return path_; }
+    bool has_format() const noexcept { return format_.channels != 0; }
+    const wav_format& format() const noexcept { return format_; }
+    uint64_t frames() const noexcept { return frames_; }
+
+    // Once, before the first write.
+    void begin(const wav_format& format);
+    void write(const double* interleaved, size_t frames); // throws player_error, also beyond 2 GiB
+    void finish();                                        // after begin
+
+private:
+    class stream;
+    std::string path_;
+    std::string temporary_path_;
+    std::unique_ptr<stream> stream_;
+    wav_format format_;
+    uint64_t frames_ = 0;
+    std::vector<uint8_t> packed_;
+};
+
+} // namespace player
