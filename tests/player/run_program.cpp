@@ -17,8 +17,10 @@ DWORD limit_ms()
 win::file_handle inheritable_file(const std::string& path)
 {
     SECURITY_ATTRIBUTES inherit{sizeof(SECURITY_ATTRIBUTES), nullptr, TRUE};
-    win::file_handle file(CreateFileW(player::os_path(path).c_str(), GENERIC_WRITE, FILE_SHARE_READ, &inherit,
-                                      CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
+    // On a busy machine Wine may still hold what the last program wrote to when its process has ended.
+    win::file_handle file(CreateFileW(player::os_path(path).c_str(), GENERIC_WRITE,
+                                      FILE_SHARE_READ | FILE_SHARE_WRITE, &inherit, CREATE_ALWAYS,
+                                      FILE_ATTRIBUTE_NORMAL, nullptr));
     if (!file)
         throw std::runtime_error("cannot make " + path);
     return file;
