@@ -42,6 +42,7 @@ struct taken {
     std::atomic<bool> for_good{false};
     std::atomic<int> calls{0};
     std::atomic<int> refused{0};
+    std::atomic<size_t> largest{0}; // in bytes, of all that was asked of memory
 };
 inline taken now;
 
@@ -88,6 +89,8 @@ inline BOOL WINAPI half_written(HANDLE file, const void* bytes, DWORD size, DWOR
 inline decltype(&std::malloc) real_malloc = nullptr;
 inline void* no_memory(size_t size)
 {
+    if (size > now.largest && !thread_worker::is_worker())
+        now.largest = size;
     return refuses(memory) ? nullptr : real_malloc(size);
 }
 

@@ -28,19 +28,20 @@ namespace {
 
 using bytes = std::vector<uint8_t>;
 
-void answer_politely(thread_worker::ends& player)
+// A tail is announced and does not come.
+void answer_politely(thread_worker::ends& player, uint32_t tail_bytes)
 {
     Nv::commandHeader header;
     while (player.read(&header, sizeof header)) {
         bytes payload(header.byteCount + 4);
         if (!player.read(payload.data(), header.byteCount))
             return;
-        const uint32_t none = 0;
         const bool goes_on = header.code == Nv::cmdProcess ? player.write(payload.data(), payload.size())
                              : header.code == Nv::cmdSetFormat
                                  ? player.write(payload.data(), header.byteCount)
-                             : header.code == Nv::cmdDrainTail ? player.write(&none, sizeof none)
-                                                               : true;
+                             : header.code == Nv::cmdDrainTail
+                                 ? player.write(&tail_bytes, sizeof tail_bytes) && tail_bytes == 0
+                                 : true;
         if (!goes_on)
             return;
     }
@@ -68,7 +69,8 @@ struct scenario {
 
 class exhausted {
 public:
-    exhausted()
+    explicit exhausted(uint32_t tail_bytes = 0)
+        : workers_([tail_bytes](thread_worker::ends& other) { answer_politely(other, tail_bytes); })
     {
         Nv::setComponentPath(thread_worker::folder() + "component.dll");
         player.host.store().set_bool("advconfig.unnamed.17F04BF0-5745-462F-929C-E7F230F51F5A", true); // tails
@@ -132,7 +134,7 @@ private:
     }
 
     const scarcity::hooks hooks_;
-    thread_worker workers_{&answer_politely};
+    thread_worker workers_;
 };
 
 void play_chunks()
@@ -160,6 +162,17 @@ TEST_CASE("exhaustion: an effect that plays")
 {
     exhausted test;
     test.play({"chunks", &play_chunks}, 11);
+}
+
+TEST_CASE("exhaustion: a tail that is only announced takes no memory")
+{
+    constexpr size_t piece = 1 << 24; // in which it is read
+    const exhausted test(sizeof(void*) == 8 ? 1u << 30 : 1u << 28);
+    scarcity::now.largest = 0;
+    CHECK_THROWS_WITH(play_chunks(), "invalid input");
+    const size_t largest = scarcity::now.largest;
+    CHECK(largest >= piece);
+    CHECK(largest < piece + 4096);
 }
 
 TEST_CASE("exhaustion: an effect's editor")

@@ -222,6 +222,17 @@ size_t private_bytes(HANDLE process)
     return GetProcessMemoryInfo(process, &counters, sizeof counters) ? counters.PagefileUsage : 0;
 }
 
+// Also what was never touched. The process must not be about to end: some systems then wait for ever.
+size_t committed_bytes(HANDLE process)
+{
+    size_t total = 0;
+    MEMORY_BASIC_INFORMATION region{};
+    for (char* at = nullptr; VirtualQueryEx(process, at, &region, sizeof region) == sizeof region;
+         at = static_cast<char*>(region.BaseAddress) + region.RegionSize)
+        total += region.State == MEM_COMMIT && region.Type == MEM_PRIVATE ? region.RegionSize : 0;
+    return total;
+}
+
 std::atomic<size_t> most_of_a_worker{0};
 
 // A conversation with a real worker: it goes on, or ends with one of its codes, and never holds more memory
@@ -336,6 +347,26 @@ TEST_CASE("fuzz: both ends of the pipe")
     CHECK(instances.played() > 3);
     CHECK(real.played() > 1);
     CHECK(most - before < 128 * mebibyte);
+}
+
+TEST_CASE("fuzz: a worker takes no memory for what is only announced")
+{
+    constexpr uint32_t announced = 256 * mebibyte; // the most that it takes
+    for (const std::string& arch : worker_driver::arches())
+        for (const uint32_t code : {Nv::cmdSetState, Nv::cmdProcess}) {
+            CAPTURE(arch);
+            CAPTURE(code);
+            worker_driver::worker with({arch, worker_driver::effect_path(arch, "qvxGain.vst3"), 3});
+            REQUIRE(with.set_format({44100, 2, 3, 2, 3}).outChannels == 2);
+            const size_t before = committed_bytes(with.process_handle());
+            CHECK(before > 0);
+            const Nv::commandHeader header{code, announced};
+            with.write(&header, sizeof header);
+            // More than pipe and buffer hold: when this is through, the buffer has grown.
+            const std::vector<uint8_t> some(4 * mebibyte);
+            with.write(some.data(), some.size());
+            CHECK(committed_bytes(with.process_handle()) - before < 3 * some.size());
+        }
 }
 
 TEST_CASE("fuzz: no path brings options of its own onto a worker's command line")

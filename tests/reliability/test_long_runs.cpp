@@ -4,16 +4,15 @@
 #include "sdk/abort_callback_impl.h"
 #include "sdk/dsp_chunk_list_impl.h"
 #include "sdk/dsp_preset_impl.h"
-#include "support/dialog_host.h"
+#include "support/again_and_again.h"
+#include "support/fake_worker.h"
 #include "support/real_editor.h"
-#include "support/system_counts.h"
 #include "support/test_options.h"
+#include "ui/CDialogConfigureVST.h"
+#include "vis/capture_double.h"
+#include "vis/vis_instance.h"
 
 #include <doctest/doctest.h>
-
-#include <algorithm>
-#include <chrono>
-#include <cstdio>
 
 TEST_CASE("chunks through two instances, with seeks, formats, presets and killed workers: nothing grows")
 {
@@ -100,4 +99,35 @@ TEST_CASE("chunks through two instances, with seeks, formats, presets and killed
     CHECK(player.host.wait_until_detached_done());
     before.children = 0;
     before.check_nothing_more(4);
+}
+
+TEST_CASE("editors and visualisations, again and again: nothing grows")
+{
+    fake_worker::use_for_launches();
+    vis_fixture test;
+    CDialogConfigureVST run;
+    bool by_user = false;
+    const auto edit = [&] {
+        by_user = !by_user;
+        fake_worker fake(by_user ? "connect\nsignal-event {event:up}\nwait-event {event:close}\nexit 0"
+                                 : "connect\nsignal-event {event:up}\nread 1");
+        run.Start(fake.effect(), nullptr);
+        REQUIRE(fake.wait_for("up", 20));
+        if (by_user) {
+            fake.signal("close");
+            const bool is_over = test.player.run_until([&] { return !run.isRunning(); });
+            const auto lines = test.player.host.console_lines();
+            CHECK_MESSAGE(is_over, (lines.empty() ? "" : lines.back()));
+        }
+        run.stop();
+    };
+    const fake_worker fed("connect\non 1 * no-reply\non 3 * no-reply\nserve 2\nexit 0");
+    const auto show = [&] {
+        new vis_instance(fed.effect());
+        test.deliver(44100, 2, 3, 441);
+        CHECK(test.gone(20));
+    };
+    const bool is_long = test_options::long_run();
+    again_and_again("editors", is_long ? 1000 : 10, &test.player.host, edit);
+    again_and_again("visualisations", is_long ? 500 : 6, &test.player.host, show);
 }

@@ -9,9 +9,9 @@
 #include "sdk/audio_chunk_impl.h"
 #include "sdk/dsp_chunk_list_impl.h"
 #include "sdk/dsp_preset_impl.h"
+#include "support/again_and_again.h"
 #include "support/dialog_host.h"
 #include "support/fake_worker.h"
-#include "support/system_counts.h"
 #include "support/temp_folder.h"
 #include "support/test_options.h"
 #include "ui/CDialogConfigureVST.h"
@@ -48,8 +48,6 @@ private:
     std::mt19937 random_{seed_};
 };
 
-constexpr int warm_up = 5;    // rounds before anything is counted
-constexpr size_t spare = 4;   // handles: the runtime's, for locks at which two threads first met
 constexpr int start_ms = 120; // about what a start takes
 
 int rounds()
@@ -91,16 +89,10 @@ struct race {
     template <class Once>
     void often(Once&& once)
     {
-        system_counts before = {};
-        for (int i = -warm_up; i < rounds(); ++i) {
-            if (i == 0)
-                before = counts();
+        again_and_again("race", rounds(), &player.host, [&] {
             once();
             REQUIRE(!run->isRunning());
-        }
-        run.reset();
-        CHECK(player.host.wait_until_detached_done());
-        before.check_nothing_more(spare);
+        });
     }
     // A worker of a script has come to its statement `signal-event {event:NAME}`.
     void comes_to(fake_worker& worker, const char* name)
@@ -110,12 +102,6 @@ struct race {
         REQUIRE_MESSAGE(is_there, (lines.empty() ? "" : lines.back()), ", worker ",
                         worker.process_ids().size(), ": ", worker.record());
     }
-    system_counts counts()
-    {
-        CHECK(player.host.wait_until_detached_done());
-        return system_counts::now();
-    }
-
     dice chance;
     dialog_host player;
     std::string events;
@@ -253,10 +239,7 @@ TEST_CASE("race: visualisations whose worker goes while they are fed")
     fake_worker::use_for_launches();
     vis_fixture test;
     const fake_worker fake("connect\non 1 * no-reply\non 3 * no-reply\nserve 2\nexit 0");
-    system_counts before = {};
-    for (int i = -warm_up; i < rounds(); ++i) {
-        if (i == 0)
-            before = system_counts::now();
+    again_and_again("race", rounds(), &test.player.host, [&] {
         new vis_instance(fake.effect());
         chance.pause(start_ms);
         CHECK(test.player.run_until([&] {
@@ -264,8 +247,7 @@ TEST_CASE("race: visualisations whose worker goes while they are fed")
             return test.capture->callbacks.empty();
         }));
         CHECK(test.player.host.wait_until_detached_done());
-    }
-    before.check_nothing_more(spare);
+    });
 }
 
 TEST_CASE("race: a listener leaves while chunks are handed over")
@@ -304,11 +286,8 @@ TEST_CASE("race: the player shuts down while it scans")
         modules.make(std::to_string(i));
         modules.write(std::to_string(i) + "\\effect.dll", image_builder().build());
     }
-    system_counts before = {};
     int delivered = 0;
-    for (int i = -warm_up; i < rounds(); ++i) {
-        if (i == 0)
-            before = system_counts::now();
+    again_and_again("race", rounds(), nullptr, [&] {
         player::player_host host([](std::string_view) {},
                                  service_new<player::json_config_store>(settings.path("config.json")));
         host.start();
@@ -327,7 +306,6 @@ TEST_CASE("race: the player shuts down while it scans")
             if (chance.up_to(1))
                 scan.cancel();
         }));
-    }
-    before.check_nothing_more(spare);
+    });
     std::printf("%d scans were through\n", delivered);
 }
