@@ -30,10 +30,12 @@ void again_and_again(const char* what, int rounds, test_host* host, Once&& once)
             before = counts();
         once();
     }
+    const system_counts after = counts();
     const int more_kib =
-        static_cast<int>(counts().private_bytes / 1024) - static_cast<int>(before.private_bytes / 1024);
-    std::printf("%s: %d times, %.0f s, %d KiB more\n", what, rounds,
-                std::chrono::duration<double>(std::chrono::steady_clock::now() - began).count(), more_kib);
+        static_cast<int>(after.private_bytes / 1024) - static_cast<int>(before.private_bytes / 1024);
+    std::printf("%s: %d times, %.0f s, %d KiB and %d handles more\n", what, rounds,
+                std::chrono::duration<double>(std::chrono::steady_clock::now() - began).count(), more_kib,
+                static_cast<int>(after.handles) - static_cast<int>(before.handles));
     std::fflush(stdout);
     CHECK(more_kib < spare_kib);
     before.check_nothing_more(spare_handles);
