@@ -1,5 +1,7 @@
 #include "vsthost/command_line.h"
 
+#include "win/nearest_word.h"
+
 #include <algorithm>
 #include <charconv>
 #include <functional>
@@ -126,17 +128,31 @@ usage_error missing(const std::string& mode, std::string_view option)
             std::string(word->values)};
 }
 
-usage_error unknown(const std::string& given)
+template <class Table>
+std::string suggestion(const std::string& given, const Table& table)
 {
+    std::vector<std::string> words;
+    for (const auto& entry : table)
+        words.emplace_back(entry.word);
+    const std::string nearest = win::nearest_word(given, words);
+    return nearest.empty() ? "" : "; did you mean " + nearest + "?";
+}
+
+usage_error unknown_mode(const std::string& given)
+{
+    return {"unknown mode \"" + given + "\": use " + std::string(mode_words) + suggestion(given, modes)};
+}
+
+usage_error unknown_option(const std::string& given)
+{
+    // A path by itself is what everybody tries first.
+    if (!given.starts_with("-"))
+        return {"\"" + given + "\" stands alone: put the option that it is for before it, as in --vst \"" +
+                given + "\""};
     std::string words;
     for (const option_word& option : option_words)
         words += (words.empty() ? "" : " ") + std::string(option.word);
-    // A path by itself is what everybody tries first.
-    return {given.starts_with("-") ? "unknown option \"" + given + "\": use some of " + words
-                                   : "\"" + given +
-                                         "\" stands alone: put the option that it is for before it, as in "
-                                         "--vst \"" +
-                                         given + "\""};
+    return {"unknown option \"" + given + "\": use some of " + words + suggestion(given, option_words)};
 }
 
 bool is_vst3_name(std::string_view path)
@@ -156,14 +172,14 @@ std::variant<options, usage_error> vsthost::parse_command_line(const std::vector
         return usage_error{"no mode given: use " + std::string(mode_words)};
     const auto mode = std::ranges::find(modes, arguments[0], &mode_word::word);
     if (mode == std::end(modes))
-        return usage_error{"unknown mode \"" + arguments[0] + "\": use " + std::string(mode_words)};
+        return unknown_mode(arguments[0]);
 
     options result;
     result.mode = mode->mode;
     for (size_t i = 1; i < arguments.size(); i += 2) {
         const auto option = std::ranges::find(option_words, arguments[i], &option_word::word);
         if (option == std::end(option_words))
-            return unknown(arguments[i]);
+            return unknown_option(arguments[i]);
         if (i + 1 == arguments.size())
             return usage_error{"option " + arguments[i] + " needs a value: " + std::string(option->values)};
         if (!option->set(result, arguments[i + 1]))

@@ -1,5 +1,7 @@
 #include "player/commands/command_help.h"
 
+#include "win/nearest_word.h"
+
 #include <CLI/CLI.hpp>
 
 #include <algorithm>
@@ -114,24 +116,6 @@ const CLI::Option* option_in(const CLI::App& app, std::string_view text)
     return found;
 }
 
-// How many letters have to be added, removed or changed.
-size_t edit_distance(const std::string& a, const std::string& b)
-{
-    std::vector<size_t> row(b.size() + 1);
-    for (size_t j = 0; j <= b.size(); ++j)
-        row[j] = j;
-    for (size_t i = 1; i <= a.size(); ++i) {
-        size_t diagonal = row[0];
-        row[0] = i;
-        for (size_t j = 1; j <= b.size(); ++j) {
-            const size_t changed = diagonal + (a[i - 1] != b[j - 1]);
-            diagonal = row[j];
-            row[j] = std::min({row[j] + 1, row[j - 1] + 1, changed});
-        }
-    }
-    return row[b.size()];
-}
-
 } // namespace
 
 std::string help_page(const CLI::App& root, const CLI::App& which)
@@ -182,16 +166,8 @@ std::string explain_mistake(const CLI::App& root, const CLI::ParseError& error)
 
 std::string suggest(const std::string& wrong, const std::vector<std::string>& candidates)
 {
-    const std::string* nearest = nullptr;
-    size_t nearest_distance = wrong.size() / 2 + 1; // from there on it is another word
-    for (const std::string& candidate : candidates) {
-        const size_t distance = edit_distance(wrong, candidate);
-        if (distance < nearest_distance) {
-            nearest = &candidate;
-            nearest_distance = distance;
-        }
-    }
-    return nearest ? "; did you mean " + *nearest + "?" : "; --help lists what there is";
+    const std::string nearest = win::nearest_word(wrong, candidates);
+    return nearest.empty() ? "; --help lists what there is" : "; did you mean " + nearest + "?";
 }
 
 } // namespace player

@@ -69,10 +69,10 @@ public:
             ->add_option("--frames", line_.render.frames,
                          "a number of frames from 1 to 1048576: the size of a chunk (default 4096)")
             ->type_name("N");
-        render_
-            ->add_option("--seek", line_.render.seek,
-                         "a number of seconds from 0 on: go on there after the first chunk")
-            ->type_name("S");
+        seek_ = render_
+                    ->add_option("--seek", line_.render.seek,
+                                 "a number of seconds from 0 on: go on there after the first chunk")
+                    ->type_name("S");
         render_->add_flag("--tail", line_.render.tail, "also what rings on after the end");
         render_->add_flag("--realtime", line_.render.realtime, "tell the effects that this is playback");
 
@@ -220,7 +220,8 @@ private:
                               std::to_string(max_chunk_frames) + "; \"" +
                               std::to_string(line_.render.frames) + "\" is none");
         if (line_.render.seek && !(std::isfinite(*line_.render.seek) && *line_.render.seek >= 0))
-            throw usage_error("--seek needs a number of seconds from 0 on");
+            throw usage_error("--seek takes a number of seconds from 0 on; \"" + seek_->results().back() +
+                              "\" is none");
         taken_values taken;
         size_t modules = 0, presets = 0;
         effect_options* current = nullptr;
@@ -345,7 +346,7 @@ private:
     std::vector<std::string> files_, modules_, preset_files_;
     CLI::App *render_ = nullptr, *scan_ = nullptr, *preset_ = nullptr, *services_ = nullptr,
              *settings_ = nullptr, *configure_ = nullptr, *gui_ = nullptr;
-    CLI::Option *configure_effect_ = nullptr, *effect_ = nullptr, *preset_file_ = nullptr;
+    CLI::Option *configure_effect_ = nullptr, *effect_ = nullptr, *preset_file_ = nullptr, *seek_ = nullptr;
     effect_option_set render_effect_, preset_effect_, configure_options_;
 };
 

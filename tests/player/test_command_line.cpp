@@ -133,7 +133,7 @@ TEST_CASE("command line: mistakes are named, with the nearest thing that would b
     };
     const row rows[] = {
         {{"gui", "a.wav", "b.wav"}, "unexpected argument \"b.wav\""},
-        {{"rendr"}, "unknown command rendr; did you mean render?"},
+        {{"RENDR"}, "unknown command RENDR; did you mean render?"},
         {{"zzzzzzzzz"}, "unknown command zzzzzzzzz; --help"},
         {{"a.mp3"}, "\"a.mp3\" is neither a command nor a WAV file"},
         {{"a.wav", "b.wav"}, "unexpected argument \"b.wav\"; the window opens one file"},
@@ -161,7 +161,7 @@ TEST_CASE("command line: mistakes are named, with the nearest thing that would b
         {{"render", "a", "b", "--frames", "0"}, "--frames takes a number of frames from 1 to 1048576; \"0\""},
         {{"render", "a", "b", "--frames", "many"},
          "--frames takes a number of frames from 1 to 1048576; \"many\" is none"},
-        {{"render", "a", "b", "--seek", "-1"}, "--seek needs"},
+        {{"render", "a", "b", "--seek", "-1"}, "--seek takes a number of seconds from 0 on; \"-1\" is none"},
         {{"render", "a", "b", "--seek", "nan"}, "--seek"},
         {{"preset", "m"}, "preset needs a module and an output"},
         {{"preset", "--show", "f", "m"}, "preset needs"},

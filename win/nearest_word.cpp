@@ -1,0 +1,43 @@
+#include "win/nearest_word.h"
+
+#include <algorithm>
+
+namespace {
+
+char lower(char letter) noexcept
+{
+    return letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter - 'A' + 'a') : letter;
+}
+
+size_t edit_distance(std::string_view a, std::string_view b)
+{
+    std::vector<size_t> row(b.size() + 1);
+    for (size_t j = 0; j <= b.size(); ++j)
+        row[j] = j;
+    for (size_t i = 1; i <= a.size(); ++i) {
+        size_t diagonal = row[0];
+        row[0] = i;
+        for (size_t j = 1; j <= b.size(); ++j) {
+            const size_t changed = diagonal + (lower(a[i - 1]) != lower(b[j - 1]));
+            diagonal = row[j];
+            row[j] = std::min({row[j] + 1, row[j - 1] + 1, changed});
+        }
+    }
+    return row[b.size()];
+}
+
+} // namespace
+
+std::string win::nearest_word(std::string_view given, const std::vector<std::string>& words)
+{
+    std::string nearest;
+    size_t nearest_distance = given.size() / 2 + 1; // from there on it is another word
+    for (const std::string& word : words) {
+        const size_t distance = edit_distance(given, word);
+        if (distance < nearest_distance) {
+            nearest = word;
+            nearest_distance = distance;
+        }
+    }
+    return nearest;
+}

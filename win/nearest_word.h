@@ -1,0 +1,14 @@
+#pragma once
+// For mistakes on a command line: which of the words there are may have been meant. Pure.
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace win {
+
+// The word of which the fewest letters have to be added, removed or changed, whatever their case; empty when
+// none is nearer than another word would be.
+std::string nearest_word(std::string_view given, const std::vector<std::string>& words);
+
+} // namespace win
