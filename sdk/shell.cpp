@@ -12,9 +12,9 @@ service_ptr_t<shell_service> shell()
 
 } // namespace
 
-void show_popup(void* parent, const std::string& text, const std::string& title)
+void show_popup(void* parent, const std::string& text, const std::string& title, popup_kind kind)
 {
-    shell()->show_popup(parent, text.c_str(), title.c_str());
+    shell()->show_popup(parent, text.c_str(), title.c_str(), kind);
 }
 
 std::optional<std::string> uGetOpenFileName(void* parent, const char* filter, const char* default_extension,

@@ -6,9 +6,13 @@
 #include "sdk/service.h"
 #include "sdk/string_out.h"
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
+
+// What a box has to tell: the platform shows an icon for each and plays a sound.
+enum class popup_kind : uint32_t { information = 0, failure = 1 };
 
 // Exists exactly once.
 class shell_service : public service_base {
@@ -17,7 +21,7 @@ public:
     static constexpr guid_t class_guid = {
         0x58c1f2d7, 0x3a94, 0x4be6, {0x97, 0x0b, 0x6e, 0x25, 0xd3, 0x8f, 0x41, 0xc0}};
 
-    virtual void show_popup(void* parent, const char* text, const char* title) = 0;
+    virtual void show_popup(void* parent, const char* text, const char* title, popup_kind kind) = 0;
     // `filter` is pairs joined by "|": a text, then its patterns joined by ";". A name without an extension
     // gets `default_extension` (without the dot). `folder` may be null: the player's choice. False when the
     // user gave up.
@@ -57,7 +61,8 @@ protected:
 
 // The same as functions. Throw exception_host_bug_check when the player has no such service, and off the main
 // thread.
-void show_popup(void* parent, const std::string& text, const std::string& title);
+void show_popup(void* parent, const std::string& text, const std::string& title,
+                popup_kind kind = popup_kind::information);
 std::optional<std::string> uGetOpenFileName(void* parent, const char* filter, const char* default_extension,
                                             const char* title, const char* folder, bool save);
 std::optional<std::string> uBrowseForFolderEx(void* parent, const char* title);

@@ -89,7 +89,8 @@ void CDialogVisSetup::start(std::optional<size_t> row)
     try {
         start_(*effect);
     } catch (const std::exception& failure) {
-        show_popup(window(), std::string("Could not start visualisation: ") + failure.what(), "Information");
+        show_popup(window(), std::string("Could not start visualisation: ") + failure.what(), "Information",
+                   popup_kind::failure);
         return;
     }
     destroy();

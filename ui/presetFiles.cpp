@@ -74,7 +74,7 @@ void writePreset(const std::string& path, const std::vector<uint8_t>& bytes)
 void showFailure(void* parentWindow, const std::string& text, const char* title)
 {
     const HWND window = static_cast<HWND>(parentWindow);
-    show_popup(IsWindow(window) ? window : nullptr, text, title);
+    show_popup(IsWindow(window) ? window : nullptr, text, title, popup_kind::failure);
 }
 
 } // namespace

@@ -133,10 +133,10 @@ std::wstring picker_filter(const char* filter)
     return form + L'\0';
 }
 
-void system_shell::show_popup(void* owner, const char* text, const char* title)
+void system_shell::show_popup(void* owner, const char* text, const char* title, popup_kind kind)
 {
-    MessageBoxW(static_cast<HWND>(owner), wide(text).c_str(), wide(title).c_str(),
-                MB_OK | MB_ICONINFORMATION);
+    const UINT icon = kind == popup_kind::failure ? MB_ICONERROR : MB_ICONINFORMATION;
+    MessageBoxW(static_cast<HWND>(owner), wide(text).c_str(), wide(title).c_str(), MB_OK | icon);
 }
 
 bool system_shell::get_open_file_name(void* owner, const char* filter, const char* default_extension,

@@ -9,7 +9,7 @@ class system_shell : public shell_service {
 public:
     using service_interface = shell_service;
 
-    void show_popup(void* owner, const char* text, const char* title) override;
+    void show_popup(void* owner, const char* text, const char* title, popup_kind kind) override;
     bool get_open_file_name(void* owner, const char* filter, const char* default_extension, const char* title,
                             const char* folder, bool save, string_out& path) override;
     bool browse_for_folder(void* owner, const char* title, string_out& path) override;

@@ -136,7 +136,7 @@ void main_window::open_file(const std::string& path)
     try {
         engine_->open(std::make_unique<wav_reader>(full));
     } catch (const player_error& error) {
-        show_popup(window_, error.what(), "Open a file");
+        show_popup(window_, error.what(), "Open a file", popup_kind::failure);
         return;
     }
     file_ = full;
@@ -175,7 +175,7 @@ bool main_window::take_key(MSG& message)
             try {
                 run_command(*bound);
             } catch (const std::exception& error) {
-                show_popup(window_, error.what(), "Command");
+                show_popup(window_, error.what(), "Command", popup_kind::failure);
             }
             return true;
         }
@@ -455,7 +455,7 @@ LRESULT CALLBACK main_window::procedure(HWND window, UINT message, WPARAM first,
         if (message == WM_TIMER || message == WM_CLOSE)
             console::print(failure); // again and again, or nobody would read it: no box
         else
-            show_popup(window, failure, "qvxplayer");
+            show_popup(window, failure, "qvxplayer", popup_kind::failure);
     } catch (const std::exception&) {
         // There is no way left to say it.
     }

@@ -362,7 +362,7 @@ LRESULT CALLBACK preferences_window::procedure(HWND window, UINT message, WPARAM
     } catch (const std::exception& error) {
         // Storing failed, mostly: what is shown stays.
         try {
-            show_popup(window, error.what(), "Preferences");
+            show_popup(window, error.what(), "Preferences", popup_kind::failure);
         } catch (const std::exception&) {
         }
         return 0;

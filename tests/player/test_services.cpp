@@ -66,7 +66,7 @@ LRESULT CALLBACK hearing_procedure(HWND window, UINT message, WPARAM first, LPAR
 class scripted_shell : public shell_service {
 public:
     using service_interface = shell_service;
-    void show_popup(void*, const char* text, const char*) override { shown.push_back(text); }
+    void show_popup(void*, const char* text, const char*, popup_kind) override { shown.push_back(text); }
     bool get_open_file_name(void*, const char*, const char*, const char*, const char*, bool,
                             string_out&) override
     {

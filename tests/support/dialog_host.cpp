@@ -4,7 +4,7 @@
 #include "player/services/md5_hasher.h"
 #include "player/services/native_filesystem.h"
 
-void scripted_shell::show_popup(void*, const char* text, const char* title)
+void scripted_shell::show_popup(void*, const char* text, const char* title, popup_kind)
 {
     shown.push_back(std::string("popup ") + title + ": " + text);
     if (meanwhile)

@@ -23,7 +23,7 @@ public:
     std::optional<std::string> answer; // of every picker; empty: the user gives up
     std::function<void()> meanwhile;   // runs while a box or picker is open
 
-    void show_popup(void* parent, const char* text, const char* title) override;
+    void show_popup(void* parent, const char* text, const char* title, popup_kind kind) override;
     bool get_open_file_name(void* parent, const char* filter, const char* default_extension,
                             const char* title, const char* folder, bool save, string_out& path) override;
     bool browse_for_folder(void* parent, const char* title, string_out& path) override;
