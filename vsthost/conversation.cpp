@@ -190,11 +190,12 @@ void vsthost::conversation::tell_format(const Nv::streamFormat& wanted, const Nv
         return;
     introduced_ = true;
     const effect_info about = effect_->info();
+    const uint32_t latency = effect_->latency();
     report("qvxVSTHost" QVX_BITS_TEXT " " QVX_VERSION ": " + about.name +
            (about.vendor.empty() ? "" : " by " + about.vendor) + ", " + about.format + ", " +
            std::to_string(reply.sampleRate) + " Hz, " + channels(reply.inChannels, reply.outChannels) + ", " +
-           (about.is_double ? "64" : "32") + "-bit samples, latency " + std::to_string(effect_->latency()) +
-           ", from " + about.module);
+           (about.is_double ? "64" : "32") + "-bit samples" +
+           (latency == 0 ? "" : ", latency " + std::to_string(latency)) + ", from " + about.module);
 }
 
 void vsthost::conversation::on_drain_tail(uint32_t byte_count)

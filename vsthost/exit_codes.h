@@ -10,7 +10,7 @@ namespace vsthost {
 enum class exit_code : unsigned {
     ok = 0,                  // also: the player closed the pipe
     usage = 2,               // unknown, missing or malformed option
-    pipe_open = 10,          // the pipe named on the command line cannot be opened
+    pipe_open = 10,          // the pipe named on the command line cannot be opened, or is not there any more
     protocol = 11,           // the player sent something that is no command
     module_missing = 12,     // no such file
     module_unusable = 13,    // a file, but not an effect module of the version asked for

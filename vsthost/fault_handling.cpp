@@ -6,18 +6,22 @@
 #include <dbghelp.h>
 #include <windows.h>
 
+#include <algorithm>
 #include <atomic>
 #include <csignal>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
+#include <utility>
+#include <vector>
 
 namespace {
 
 // In ms; either may itself run into what broke, and the player waits for the process to end.
 constexpr DWORD line_limit = 1000;
 constexpr DWORD usual_dump_limit = 900;
+constexpr size_t dumps_kept = 10;
 constexpr DWORD abort_code = 0xE0000001; // for abort(), which has no exception code of its own
 
 using write_dump = BOOL(WINAPI*)(HANDLE, DWORD, HANDLE, MINIDUMP_TYPE, MINIDUMP_EXCEPTION_INFORMATION*,
@@ -101,15 +105,41 @@ std::string place_of(const void* address)
     return win::to_utf8(full.substr(full.find_last_of(L"\\/") + 1)) + offset;
 }
 
-// The dump's path, or nothing when it could not be written.
-std::string write_minidump()
+// Nothing when there is none.
+std::wstring dump_folder()
 {
     wchar_t folder[MAX_PATH + 1];
     const DWORD length = GetTempPathW(MAX_PATH, folder);
-    if (reporter.dump == nullptr || length == 0 || length > MAX_PATH)
+    return length > MAX_PATH ? std::wstring() : std::wstring(folder, length);
+}
+
+// All but the newest: nobody else clears them away.
+void remove_old_dumps()
+{
+    const std::wstring folder = dump_folder();
+    WIN32_FIND_DATAW found;
+    const HANDLE search = FindFirstFileW((folder + L"qvxVSTHost-*.dmp").c_str(), &found);
+    if (folder.empty() || search == INVALID_HANDLE_VALUE)
+        return;
+    std::vector<std::pair<uint64_t, std::wstring>> dumps; // when it was written, and its name
+    do {
+        const FILETIME& written = found.ftLastWriteTime;
+        dumps.emplace_back(uint64_t{written.dwHighDateTime} << 32 | written.dwLowDateTime, found.cFileName);
+    } while (FindNextFileW(search, &found));
+    FindClose(search);
+    std::sort(dumps.rbegin(), dumps.rend());
+    for (size_t i = dumps_kept; i < dumps.size(); ++i)
+        DeleteFileW((folder + dumps[i].second).c_str());
+}
+
+// The dump's path, or nothing when it could not be written.
+std::string write_minidump()
+{
+    const std::wstring folder = dump_folder();
+    if (reporter.dump == nullptr || folder.empty())
         return {};
     wchar_t path[MAX_PATH + 64];
-    std::swprintf(path, std::size(path), L"%lsqvxVSTHost-%lu.dmp", folder, GetCurrentProcessId());
+    std::swprintf(path, std::size(path), L"%lsqvxVSTHost-%lu.dmp", folder.c_str(), GetCurrentProcessId());
     // Never into what somebody else put there; a leftover of an earlier process of this number goes.
     const auto create = [&path] {
         return CreateFileW(path, GENERIC_WRITE | DELETE, 0, nullptr, CREATE_NEW, FILE_ATTRIBUTE_NORMAL,
@@ -157,6 +187,7 @@ DWORD WINAPI report_crashes(void*)
     if (!dump.empty())
         vsthost::report("a crash dump is in " + dump);
     vsthost::flush_reports(line_limit);
+    remove_old_dumps();
     SetEvent(reporter.done);
     return 0;
 }

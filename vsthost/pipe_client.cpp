@@ -25,6 +25,9 @@ vsthost::pipe_client::pipe_client(const std::string& name, at_pipe_end at_end)
                                          nullptr, OPEN_EXISTING, FILE_FLAG_OVERLAPPED, nullptr));
     if (!pipe_) {
         const DWORD error = GetLastError();
+        // The player has taken it back: another effect was chosen meanwhile. That is its will and no fault.
+        if (error == ERROR_FILE_NOT_FOUND)
+            end_process(exit_code::pipe_open);
         throw fatal_error(exit_code::pipe_open,
                           "the pipe \"" + name + "\" cannot be opened: " + win::error_text(error));
     }

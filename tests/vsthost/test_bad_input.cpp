@@ -43,13 +43,13 @@ TEST_CASE("the command line: what is unknown, missing or wrong is named")
     };
     const row rows[] = {
         {{}, exit_code::usage, "no mode given"},
-        {{"play"}, exit_code::usage, "unknown mode \"play\""},
+        {{"Prob"}, exit_code::usage, "or --help; did you mean probe?"},
         {{"probe", "a.dll"}, exit_code::usage, "as in --vst \"a.dll\""},
         {{"process", "--vst"}, exit_code::usage, "option --vst needs a value: a file or bundle folder"},
         {{"probe", "--vst", "no such.vst3"},
          exit_code::module_missing,
          "no such.vst3"}, // it needs no version
-        {{"process", "--vst", "a.dll", "--loud", "1"}, exit_code::usage, "unknown option \"--loud\""},
+        {{"process", "--vst", "a.dll", "--bit", "1"}, exit_code::usage, "did you mean --bits?"},
         {{"process", "--vst-version", "4"}, exit_code::usage, "option --vst-version takes"},
         {{"configure", "--parent-window", "11112222333344445"}, exit_code::usage, "--parent-window takes"},
         {{"process", "--vst", "a.dll", "--vst-version", "2"}, exit_code::usage, "needs the option --pipe"},
@@ -61,15 +61,19 @@ TEST_CASE("the command line: what is unknown, missing or wrong is named")
         {{"configure", "--vst", "e.dll", "--vst-version", "3", "--vst-version", "2"},
          exit_code::usage,
          "twice"},
-        {{"process", "--vst", "a.dll", "--vst-version", "2", "--pipe", "\\\\.\\pipe\\no such pipe"},
+        {{"process", "--vst", "a.dll", "--vst-version", "2", "--pipe", "C:\\no such folder\\pipe"},
          exit_code::pipe_open,
-         "no such pipe"},
+         "no such folder"},
     };
     for (const row& each : rows) {
         CAPTURE(each.words);
         worker with(arches()[0], each.arguments);
         check_end(with, each.code, each.words);
     }
+    worker unwanted(arches()[0],
+                    {"process", "--vst", "a.dll", "--vst-version", "2", "--pipe", "\\\\.\\pipe\\taken back"});
+    CHECK(unwanted.wait() == static_cast<uint32_t>(exit_code::pipe_open));
+    CHECK(unwanted.errors() == "");
     worker version(arches()[0], {"--version"});
     CHECK(version.wait() == 0);
     CHECK(version.output().starts_with(arches()[0] == "x64" ? "qvxVSTHost64 " : "qvxVSTHost32 "));

@@ -56,6 +56,30 @@ TEST_CASE("a crash leaves a whole minidump or, when the time is too short, none"
     });
 }
 
+TEST_CASE("of old minidumps the newest ten stay")
+{
+    wchar_t folder[MAX_PATH + 1];
+    GetTempPathW(MAX_PATH, folder);
+    const auto dump = [&folder](int i) {
+        return folder + (L"qvxVSTHost-old" + std::to_wstring(i) + L".dmp");
+    };
+    for (int i = 0; i < 11; ++i) {
+        const win::file_handle file(
+            CreateFileW(dump(i).c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr));
+        const FILETIME long_ago{static_cast<DWORD>(i), 0x1000000};
+        REQUIRE(SetFileTime(file.get(), nullptr, nullptr, &long_ago));
+    }
+    worker with("x64", probe({"x64", 3}, "module_that_crashes_in_open"),
+                {{"QVX_VSTHOST_MINIDUMP_MS", "15000"}});
+    const std::string path = dump_path(with);
+    CHECK(with.wait(20000) == access_violation);
+    CHECK(DeleteFileW(win::to_utf16(path).c_str())); // that of this crash
+    int left = 0;
+    for (int i = 0; i < 11; ++i)
+        left += DeleteFileW(dump(i).c_str()) != FALSE;
+    CHECK(left <= 9); // other crashes may have left theirs
+}
+
 TEST_CASE("an effect whose end hangs is ended by the deadline")
 {
     if (arches().size() < 2)
