@@ -112,7 +112,8 @@ def render(source, target, module):
 
 
 def main():
-    argparse.ArgumentParser(prog="tools/demo.py", description=__doc__).parse_args()
+    argparse.ArgumentParser(prog="tools/demo.py", description=__doc__,
+                            formatter_class=argparse.RawDescriptionHelpFormatter).parse_args()
     DEMO.mkdir(parents=True, exist_ok=True)
     source = DEMO / "tune.wav"
     if not source.exists():

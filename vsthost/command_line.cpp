@@ -213,12 +213,12 @@ What a module holds, as JSON; its state can be read from a file, or saved to one
   PROGRAM --help
 
 What the player asks for:
-  PROGRAM process --vst MODULE --vst-version 2|3 --formattag 3 --bits 64
-               --protocol chunked --float64 0|1 --process realtime|offline
-               --pipe NAME
+  PROGRAM process --vst MODULE --vst-version 2|3 --pipe NAME
+               [--float64 0|1] [--process realtime|offline]
   PROGRAM configure|configure-live --vst MODULE --vst-version 2|3
                [--data FILE] [--window-title TEXT] [--parent-window HEX]
                [--dpi-aware yes|no] [--pipe NAME]
+(also --formattag 3, --bits 64 and --protocol chunked, the only values)
 
 MODULE is a .dll, a .vst3 file or a VST 3 bundle folder. "configure" without a
 pipe shows the effect's editor. Errors are one line on standard error.

@@ -154,6 +154,7 @@ class Documents(unittest.TestCase):
     def test_planted(self):
         """a planted broken link, file and option are found"""
         page = TOP / "build" / "planted.md"
+        page.parent.mkdir(exist_ok=True)
         page.write_text("[a](nowhere.md) `tools/nothing` [b](../README.md#no-such-heading)\n    ./run --bogus\n")
         self.addCleanup(page.unlink)
         self.assertEqual(len(list(broken_links(page))), 2)
