@@ -49,13 +49,22 @@ target_link_options(qvx_shared_runtime INTERFACE -shared-libgcc)
 add_library(qvx_static_runtime INTERFACE)
 target_link_options(qvx_static_runtime INTERFACE -static)
 
-# qvx_version_resource(TARGET "what it is"): the file properties of a shipped binary.
+# The icon of the programs, drawn when what draws it has changed.
+set(QVX_ICON "${CMAKE_BINARY_DIR}/qvxplayer.ico")
+set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS "${CMAKE_SOURCE_DIR}/tools/icon")
+if("${CMAKE_SOURCE_DIR}/tools/icon" IS_NEWER_THAN "${QVX_ICON}")
+    execute_process(COMMAND "${CMAKE_SOURCE_DIR}/tools/icon" "${QVX_ICON}" COMMAND_ERROR_IS_FATAL ANY)
+endif()
+
+# qvx_version_resource(TARGET "what it is"): the file properties of a shipped binary, and the icon of a program.
 function(qvx_version_resource target description)
     get_target_property(kind ${target} TYPE)
     if(kind STREQUAL "EXECUTABLE")
         set(QVX_FILE_TYPE VFT_APP)
+        set(QVX_ICON_LINE "1 ICON \"${QVX_ICON}\"")
     else()
         set(QVX_FILE_TYPE VFT_DLL)
+        set(QVX_ICON_LINE)
     endif()
     set(QVX_FILE_DESCRIPTION "${description}")
     set(QVX_FILE_NAME "$<TARGET_FILE_NAME:${target}>")
@@ -64,6 +73,7 @@ function(qvx_version_resource target description)
     set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS "${CMAKE_SOURCE_DIR}/resources/version.rc.in")
     string(CONFIGURE "${template}" content @ONLY)
     file(GENERATE OUTPUT "${script}" CONTENT "${content}")
+    set_source_files_properties("${script}" PROPERTIES OBJECT_DEPENDS "${QVX_ICON}")
     target_sources(${target} PRIVATE "${script}")
 endfunction()
 

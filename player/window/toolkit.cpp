@@ -22,6 +22,14 @@ unique_gdi<HFONT> make_font(unsigned dpi)
     return unique_gdi<HFONT>(CreateFontIndirectW(&metrics.lfMessageFont));
 }
 
+// The first one of the program's resources; null in one without, as the platform then takes its own.
+HICON program_icon(int metric) noexcept
+{
+    const int side = GetSystemMetrics(metric);
+    return static_cast<HICON>(
+        LoadImageW(GetModuleHandleW(nullptr), MAKEINTRESOURCEW(1), IMAGE_ICON, side, side, LR_SHARED));
+}
+
 } // namespace
 
 void appearance::set(unsigned dpi, bool dark)
@@ -109,7 +117,8 @@ void register_class(const wchar_t* name, WNDPROC procedure, HBRUSH back)
     description.cbSize = sizeof(description);
     description.lpfnWndProc = procedure;
     description.hInstance = GetModuleHandleW(nullptr);
-    description.hIcon = LoadIconW(nullptr, IDI_APPLICATION);
+    description.hIcon = program_icon(SM_CXICON);
+    description.hIconSm = program_icon(SM_CXSMICON);
     description.hCursor = LoadCursorW(nullptr, IDC_ARROW);
     description.hbrBackground = back;
     description.lpszClassName = name;
