@@ -7,6 +7,9 @@
 #include "win/utf.h"
 
 #include <algorithm>
+#include <cstdlib>
+#include <cwchar>
+#include <iterator>
 
 namespace {
 
@@ -14,6 +17,7 @@ constexpr wchar_t class_name[] = L"qvxEffectEditor";
 constexpr UINT_PTR timer_id = 1;
 constexpr UINT tick_period = 20; // ms
 constexpr int largest_side = 16384;
+constexpr int most_cascaded = 30;
 constexpr vsthost::editor_size unknown_size{400, 300};
 
 bool is_down(int key)
@@ -31,6 +35,7 @@ vsthost::editor_window::editor_window(HWND owner, const std::string& title, even
     kind.cbSize = sizeof kind;
     kind.lpfnWndProc = on_message;
     kind.hInstance = GetModuleHandleW(nullptr);
+    kind.hIcon = LoadIconW(kind.hInstance, MAKEINTRESOURCEW(1)); // the program's own
     kind.hCursor = LoadCursorW(nullptr, IDC_ARROW);
     kind.hbrBackground = GetSysColorBrush(COLOR_BTNFACE);
     kind.lpszClassName = class_name;
@@ -128,7 +133,33 @@ void vsthost::editor_window::resize(editor_size wanted)
         editor_->resized(wanted);
 }
 
-// In the middle of the owner, with the title bar on the screen.
+// Whether the title bar of another editor of the same owner, of whatever process, begins near this point.
+bool vsthost::editor_window::is_taken(POINT corner) const
+{
+    struct search {
+        HWND self, owner;
+        POINT corner;
+        LONG near_by;
+        bool found;
+    } what{window_, owner_, corner, GetSystemMetrics(SM_CYCAPTION) / 2, false};
+    const auto visit = [](HWND window, LPARAM large) -> BOOL {
+        auto& wanted = *reinterpret_cast<search*>(large);
+        wchar_t name[std::size(class_name) + 1];
+        RECT place{};
+        if (window == wanted.self || !IsWindowVisible(window) ||
+            GetWindow(window, GW_OWNER) != wanted.owner ||
+            GetClassNameW(window, name, static_cast<int>(std::size(name))) == 0 ||
+            std::wcscmp(name, class_name) != 0 || !GetWindowRect(window, &place))
+            return TRUE;
+        wanted.found = std::abs(place.left - wanted.corner.x) < wanted.near_by &&
+                       std::abs(place.top - wanted.corner.y) < wanted.near_by;
+        return wanted.found ? FALSE : TRUE;
+    };
+    EnumWindows(visit, reinterpret_cast<LPARAM>(&what));
+    return what.found;
+}
+
+// In the middle of the owner, with the title bar on the screen and not on that of another editor.
 void vsthost::editor_window::place()
 {
     RECT own{};
@@ -146,6 +177,15 @@ void vsthost::editor_window::place()
     int y = (around.top + around.bottom - height) / 2;
     x = std::max<int>(std::min<int>(x, screen.rcWork.right - width), screen.rcWork.left);
     y = std::max<int>(std::min<int>(y, screen.rcWork.bottom - height), screen.rcWork.top);
+    const int step = GetSystemMetrics(SM_CYCAPTION) + GetSystemMetrics(SM_CYSIZEFRAME);
+    for (int i = 0; i < most_cascaded && is_taken({x, y}); ++i) {
+        x += step;
+        y += step;
+        if (x + width > screen.rcWork.right)
+            x = screen.rcWork.left;
+        if (y + height > screen.rcWork.bottom)
+            y = screen.rcWork.top;
+    }
     SetWindowPos(window_, nullptr, x, y, 0, 0, SWP_NOSIZE | SWP_NOZORDER | SWP_NOACTIVATE);
 }
 
@@ -222,6 +262,25 @@ void vsthost::editor_window::on_sizing(WPARAM edge, RECT& wanted)
         wanted.bottom = wanted.top + height;
 }
 
+// Window managers and programs that arrange windows set sizes without a word beforehand.
+void vsthost::editor_window::set_limits(MINMAXINFO& limits) const
+{
+    // An editor may be larger than the screen.
+    limits.ptMaxTrackSize = {largest_side, largest_side};
+    if (!editor_ || sizing_ || !IsWindowVisible(window_) || IsIconic(window_))
+        return;
+    if (!editor_->can_resize()) {
+        RECT now{};
+        GetWindowRect(window_, &now);
+        limits.ptMinTrackSize = limits.ptMaxTrackSize = {now.right - now.left, now.bottom - now.top};
+        return;
+    }
+    const editor_size least = editor_->constrained({1, 1});
+    const SIZE outside = window_size(
+        window_, {std::clamp(least.width, 1, largest_side), std::clamp(least.height, 1, largest_side)});
+    limits.ptMinTrackSize = {outside.cx, outside.cy};
+}
+
 void vsthost::editor_window::on_dpi_changed(const RECT& suggested)
 {
     if (!editor_)
@@ -262,8 +321,7 @@ LRESULT vsthost::editor_window::handle(UINT message, WPARAM wide, LPARAM large)
         on_sizing(wide, *reinterpret_cast<RECT*>(large));
         return TRUE;
     case WM_GETMINMAXINFO:
-        // An editor may be larger than the screen.
-        reinterpret_cast<MINMAXINFO*>(large)->ptMaxTrackSize = {largest_side, largest_side};
+        set_limits(*reinterpret_cast<MINMAXINFO*>(large));
         return 0;
     case WM_DPICHANGED:
         on_dpi_changed(*reinterpret_cast<const RECT*>(large));

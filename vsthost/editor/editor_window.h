@@ -45,6 +45,8 @@ private:
     void set_client(editor_size wanted);
     void set_style();
     void place();
+    bool is_taken(POINT corner) const;
+    void set_limits(MINMAXINFO& limits) const;
     void focus_editor();
     bool on_key(bool down, WPARAM key);
     void on_sizing(WPARAM edge, RECT& wanted);
