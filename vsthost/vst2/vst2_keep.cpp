@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdio>
 
 namespace vsthost::v2 {
 
@@ -16,15 +17,17 @@ namespace {
 constexpr intptr_t largest_chunk = 256 * 1024 * 1024;
 constexpr int32_t most_parameters = 1 << 20;
 
-// The unique id as its maker wrote it: four characters.
+// The unique id as its maker wrote it: four characters, or the number in hexadecimal where they are none.
 std::string id_text(int32_t id)
 {
     std::string text;
-    for (int shift = 24; shift >= 0; shift -= 8) {
-        const auto c = static_cast<char>(static_cast<uint32_t>(id) >> shift & 0xFF);
-        text += c >= ' ' && c <= '~' ? c : '?';
-    }
-    return text;
+    for (int shift = 24; shift >= 0; shift -= 8)
+        text += static_cast<char>(static_cast<uint32_t>(id) >> shift & 0xFF);
+    if (std::ranges::all_of(text, [](char c) { return c >= ' ' && c <= '~'; }))
+        return text;
+    char number[16];
+    std::snprintf(number, sizeof number, "0x%08X", static_cast<unsigned>(id));
+    return number;
 }
 
 } // namespace
