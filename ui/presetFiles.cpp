@@ -5,6 +5,7 @@
 #include "sdk/filesystem.h"
 #include "sdk/shell.h"
 #include "win/long_path.h"
+#include "worker/pipeName.h"
 
 #include <windows.h>
 
@@ -49,11 +50,12 @@ void overwrite(const std::string& path, const std::vector<uint8_t>& bytes)
     open(path, filesystem::open_mode::write)->write(bytes.data(), bytes.size(), abort_callback_never());
 }
 
-// Opening for writing empties a file, so the bytes are first written beside it: when they do not fit, the
-// preset that was there stays.
+// Opening for writing empties a file, so the bytes are first written beside it, under a name that no file of
+// the user's has: when they do not fit, the preset that was there stays.
 void writePreset(const std::string& path, const std::vector<uint8_t>& bytes)
 {
-    const std::string fresh = path + ".new";
+    const std::string fresh =
+        path.substr(0, path.find_last_of("\\/") + 1) + Nv::makeGuidText() + ".vstpreset.new";
     const std::wstring from = win::long_path(native_path(fresh)), to = win::long_path(native_path(path));
     try {
         overwrite(fresh, bytes);

@@ -41,8 +41,7 @@ void make_folder(const std::string& path)
 // Writes and flushes; 0 or the error code.
 DWORD write_new_file(const std::string& path, std::span<const uint8_t> bytes)
 {
-    // Not shared: two processes that save at once take turns.
-    const win::file_handle file(CreateFileW(os_path(path).c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS,
+    const win::file_handle file(CreateFileW(os_path(path).c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW,
                                             FILE_ATTRIBUTE_NORMAL, nullptr));
     if (!file)
         return GetLastError();
@@ -89,10 +88,14 @@ std::optional<std::vector<uint8_t>> read_whole_file(const std::string& path, uin
 
 void replace_whole_file(const std::string& path, std::span<const uint8_t> bytes)
 {
-    make_folder(folder_of(absolute_path(path)));
-    const std::string fresh = path + ".new";
-    if (const DWORD code = with_patience([&] { return write_new_file(fresh, bytes); })) {
-        DeleteFileW(os_path(fresh).c_str());
+    const std::string folder = folder_of(absolute_path(path));
+    make_folder(folder);
+    // No other thread of any process has it, and if there is a file of that name all the same it stays.
+    const std::string fresh = folder + "\\qvxplayer-" + std::to_string(GetCurrentThreadId()) + "-" +
+                              std::to_string(GetTickCount64()) + ".new";
+    if (const DWORD code = write_new_file(fresh, bytes)) {
+        if (code != ERROR_FILE_EXISTS)
+            DeleteFileW(os_path(fresh).c_str());
         throw_file_error(path, "cannot be written", code);
     }
     if (const uint32_t code = rename_over(fresh, path)) {
