@@ -55,62 +55,9 @@ public:
         app_.add_flag("--quiet", line_.quiet, "no console lines of the component, no progress");
         app_.add_flag("--version", version_, "print the version");
 
-        render_ = add("render", "Run WAV files through a chain of effects.");
-        render_->add_option("files", files_, "what to play, as one stream, and where it goes")
-            ->type_name("IN.wav... OUT.wav");
-        effect_ = render_->add_option("--effect", modules_,
-                                      "add an effect to the chain: a module file or a bundle folder");
-        effect_->allow_extra_args(false)->type_name("MODULE");
-        add_effect_options(*render_, render_effect_);
-        preset_file_ = render_->add_option("--preset", preset_files_,
-                                           "add an effect from a file that preset or configure wrote");
-        preset_file_->allow_extra_args(false)->type_name("FILE");
-        render_
-            ->add_option("--frames", line_.render.frames,
-                         "a number of frames from 1 to 1048576: the size of a chunk (default 4096)")
-            ->type_name("N");
-        seek_ = render_
-                    ->add_option("--seek", line_.render.seek,
-                                 "a number of seconds from 0 on: go on there after the first chunk")
-                    ->type_name("S");
-        render_->add_flag("--tail", line_.render.tail, "also what rings on after the end");
-        render_->add_flag("--realtime", line_.render.realtime, "tell the effects that this is playback");
-
-        scan_ = add("scan", "List the effects in folders, without loading any.");
-        scan_
-            ->add_option("folders", line_.scan_folders,
-                         "where to look, with all folders below (default: those of the settings and the "
-                         "system's)")
-            ->type_name("DIR...");
-
-        configure_ = add("configure", "Edit an effect in the component's dialog; keep a preset.");
-        configure_effect_ = configure_->add_option("--effect", modules_,
-                                                   "the effect to begin with (default: that of --preset)");
-        configure_effect_->allow_extra_args(false)->type_name("MODULE");
-        configure_->add_option("--preset", line_.configure.preset_file, "the preset to read and write back")
-            ->type_name("FILE");
-        add_effect_options(*configure_, configure_options_);
-
-        preset_ = add("preset", "Write an effect's preset to a file, or print one.");
-        preset_->add_option("files", files_, "the effect, and the file to write")->type_name("MODULE OUT");
-        preset_->add_option("--show", line_.preset.show, "print this preset")->type_name("FILE");
-        add_effect_options(*preset_, preset_effect_);
-
-        settings_ = add("settings", "Show or change the component's settings.");
-        settings_
-            ->add_option("settings", line_.settings,
-                         "dpi-aware, feed-live, process-tail (on or off), folders, disabled-folders (paths "
-                         "with ; between)")
-            ->type_name("NAME[=VALUE]...");
-        services_ = add("services", "List what the component registers with the player.");
-
-        gui_ = app_.add_subcommand("gui", "Open the window: play, and edit the chain meanwhile.");
-        gui_->fallthrough();
-        gui_->add_option("file", line_.gui.file, "the file to open (default: the last one)")
-            ->type_name("FILE.wav");
-        gui_->add_option("--capture", line_.gui.capture, "also write what is heard into this file")
-            ->type_name("FILE.wav");
-
+        add_render();
+        add_presets();
+        add_rest();
         for (CLI::App* sub : {render_, scan_, configure_, preset_, settings_, services_})
             sub->add_flag("--json", line_.json, "print one JSON value");
     }
@@ -163,21 +110,86 @@ private:
         CLI::Option* float64 = nullptr;
     };
 
+    // In the order in which they are added the commands stand on the help page.
+    void add_render()
+    {
+        render_ = add("render", "Run WAV files through a chain of effects.");
+        render_->add_option("files", files_, "what to play, as one stream, and where it goes")
+            ->type_name("IN.wav... OUT.wav");
+        effect_ = add_repeatable(*render_, "--effect", modules_, "MODULE",
+                                 "add an effect to the chain: a module file or a bundle folder");
+        add_effect_options(*render_, render_effect_);
+        preset_file_ = add_repeatable(*render_, "--preset", preset_files_, "FILE",
+                                      "add an effect from a file that preset or configure wrote");
+        render_
+            ->add_option("--frames", line_.render.frames,
+                         "a number of frames from 1 to 1048576: the size of a chunk (default 4096)")
+            ->type_name("N");
+        seek_ = render_
+                    ->add_option("--seek", line_.render.seek,
+                                 "a number of seconds from 0 on: go on there after the first chunk")
+                    ->type_name("S");
+        render_->add_flag("--tail", line_.render.tail, "also what rings on after the end");
+        render_->add_flag("--realtime", line_.render.realtime, "tell the effects that this is playback");
+    }
+    void add_presets()
+    {
+        scan_ = add("scan", "List the effects in folders, without loading any.");
+        scan_
+            ->add_option("folders", line_.scan_folders,
+                         "where to look, with all folders below (default: those of the settings and the "
+                         "system's)")
+            ->type_name("DIR...");
+
+        configure_ = add("configure", "Edit an effect in the component's dialog; keep a preset.");
+        configure_effect_ = add_repeatable(*configure_, "--effect", modules_, "MODULE",
+                                           "the effect to begin with (default: that of --preset)");
+        configure_->add_option("--preset", line_.configure.preset_file, "the preset to read and write back")
+            ->type_name("FILE");
+        add_effect_options(*configure_, configure_options_);
+
+        preset_ = add("preset", "Write an effect's preset to a file, or print one.");
+        preset_->add_option("files", files_, "the effect, and the file to write")->type_name("MODULE OUT");
+        preset_->add_option("--show", line_.preset.show, "print this preset")->type_name("FILE");
+        add_effect_options(*preset_, preset_effect_);
+    }
+    void add_rest()
+    {
+        settings_ = add("settings", "Show or change the component's settings.");
+        settings_
+            ->add_option("settings", line_.settings,
+                         "dpi-aware, feed-live, process-tail (on or off), folders, disabled-folders (paths "
+                         "with ; between)")
+            ->type_name("NAME[=VALUE]...");
+        services_ = add("services", "List what the component registers with the player.");
+
+        gui_ = app_.add_subcommand("gui", "Open the window: play, and edit the chain meanwhile.");
+        gui_->fallthrough();
+        gui_->add_option("file", line_.gui.file, "the file to open (default: the last one)")
+            ->type_name("FILE.wav");
+        gui_->add_option("--capture", line_.gui.capture, "also write what is heard into this file")
+            ->type_name("FILE.wav");
+    }
     CLI::App* add(const char* name, const char* description)
     {
         CLI::App* sub = app_.add_subcommand(name, description);
         sub->fallthrough(); // the player's own options may stand behind the command
         return sub;
     }
+    // Takes one value each time it is given.
+    static CLI::Option* add_repeatable(CLI::App& sub, const char* name, std::vector<std::string>& values,
+                                       const char* type, const char* description)
+    {
+        return sub.add_option(name, values, description)->allow_extra_args(false)->type_name(type);
+    }
     static void add_effect_options(CLI::App& sub, effect_option_set& options)
     {
-        options.state = sub.add_option("--state", options.states, "that effect's state, from a file");
-        options.state->allow_extra_args(false)->type_name("FILE");
+        options.state =
+            add_repeatable(sub, "--state", options.states, "FILE", "that effect's state, from a file");
         options.layout =
-            sub.add_option("--layout", options.layouts,
+            add_repeatable(sub, "--layout", options.layouts, "NAME",
                            "what that effect puts out: mono, stereo, 2.1, 3.0, 4.0, 4.1, 5.0, 5.1, "
                            "\"5.1 (side)\", 7.1");
-        options.layout->allow_extra_args(false)->type_name("NAME");
         options.float64 = sub.add_flag("--float64", options.float64_given,
                                        "64-bit floating point for it, where it takes that");
     }
