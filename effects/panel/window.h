@@ -83,7 +83,6 @@ private:
 
     static LRESULT CALLBACK procedure(HWND handle, UINT message, WPARAM wparam, LPARAM lparam);
     std::optional<LRESULT> handle_message(UINT message, WPARAM wparam, LPARAM lparam);
-    LRESULT focus_changed();
     void mouse_down(int x, int y, bool twice);
     void mouse_moved(int x, int y);
     void mouse_up();

@@ -43,7 +43,8 @@ std::vector<service_ptr_t<T>> children_of(const guid_t& parent)
 
 HTREEITEM insert(HWND tree, HTREEITEM under, const std::string& text, LPARAM index, int box)
 {
-    std::wstring wide = win::to_utf16(text);
+    // Where the platform measures a text narrower than it draws it, the blank is cut off instead of a letter.
+    std::wstring wide = win::to_utf16(text + ' ');
     TVINSERTSTRUCTW what{};
     what.hParent = under;
     what.hInsertAfter = TVI_LAST;
