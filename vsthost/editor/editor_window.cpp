@@ -18,11 +18,42 @@ constexpr UINT_PTR timer_id = 1;
 constexpr UINT tick_period = 20; // ms
 constexpr int largest_side = 16384;
 constexpr int most_cascaded = 30;
+constexpr ULONGLONG settling_time = 300; // ms without another size
 constexpr vsthost::editor_size unknown_size{400, 300};
 
 bool is_down(int key)
 {
     return GetKeyState(key) < 0;
+}
+
+// Another editor of the same owner, of whatever process, whose title bar begins near a point.
+struct neighbour_search {
+    HWND self;
+    HWND owner;
+    POINT corner;
+    bool found = false;
+};
+
+BOOL CALLBACK look_at(HWND window, LPARAM large)
+{
+    auto& search = *reinterpret_cast<neighbour_search*>(large);
+    wchar_t name[std::size(class_name) + 1];
+    RECT place{};
+    if (window == search.self || !IsWindowVisible(window) || GetWindow(window, GW_OWNER) != search.owner ||
+        GetClassNameW(window, name, static_cast<int>(std::size(name))) == 0 ||
+        std::wcscmp(name, class_name) != 0 || !GetWindowRect(window, &place))
+        return TRUE;
+    const int near_by = GetSystemMetrics(SM_CYCAPTION) / 2;
+    search.found =
+        std::abs(place.left - search.corner.x) < near_by && std::abs(place.top - search.corner.y) < near_by;
+    return search.found ? FALSE : TRUE;
+}
+
+bool is_taken(HWND self, HWND owner, POINT corner)
+{
+    neighbour_search search{self, owner, corner};
+    EnumWindows(look_at, reinterpret_cast<LPARAM>(&search));
+    return search.found;
 }
 
 } // namespace
@@ -133,32 +164,6 @@ void vsthost::editor_window::resize(editor_size wanted)
         editor_->resized(wanted);
 }
 
-// Whether the title bar of another editor of the same owner, of whatever process, begins near this point.
-bool vsthost::editor_window::is_taken(POINT corner) const
-{
-    struct search {
-        HWND self, owner;
-        POINT corner;
-        LONG near_by;
-        bool found;
-    } what{window_, owner_, corner, GetSystemMetrics(SM_CYCAPTION) / 2, false};
-    const auto visit = [](HWND window, LPARAM large) -> BOOL {
-        auto& wanted = *reinterpret_cast<search*>(large);
-        wchar_t name[std::size(class_name) + 1];
-        RECT place{};
-        if (window == wanted.self || !IsWindowVisible(window) ||
-            GetWindow(window, GW_OWNER) != wanted.owner ||
-            GetClassNameW(window, name, static_cast<int>(std::size(name))) == 0 ||
-            std::wcscmp(name, class_name) != 0 || !GetWindowRect(window, &place))
-            return TRUE;
-        wanted.found = std::abs(place.left - wanted.corner.x) < wanted.near_by &&
-                       std::abs(place.top - wanted.corner.y) < wanted.near_by;
-        return wanted.found ? FALSE : TRUE;
-    };
-    EnumWindows(visit, reinterpret_cast<LPARAM>(&what));
-    return what.found;
-}
-
 // In the middle of the owner, with the title bar on the screen and not on that of another editor.
 void vsthost::editor_window::place()
 {
@@ -178,7 +183,7 @@ void vsthost::editor_window::place()
     x = std::max<int>(std::min<int>(x, screen.rcWork.right - width), screen.rcWork.left);
     y = std::max<int>(std::min<int>(y, screen.rcWork.bottom - height), screen.rcWork.top);
     const int step = GetSystemMetrics(SM_CYCAPTION) + GetSystemMetrics(SM_CYSIZEFRAME);
-    for (int i = 0; i < most_cascaded && is_taken({x, y}); ++i) {
+    for (int i = 0; i < most_cascaded && is_taken(window_, owner_, {x, y}); ++i) {
         x += step;
         y += step;
         if (x + width > screen.rcWork.right)
@@ -262,23 +267,25 @@ void vsthost::editor_window::on_sizing(WPARAM edge, RECT& wanted)
         wanted.bottom = wanted.top + height;
 }
 
-// Window managers and programs that arrange windows set sizes without a word beforehand.
-void vsthost::editor_window::set_limits(MINMAXINFO& limits) const
+// Window managers and programs that arrange windows set sizes without a word beforehand. One that insists has
+// its way. Not as a limit of the window: where the manager is another system's, that leaves the two of
+// different opinions.
+void vsthost::editor_window::correct_size()
 {
-    // An editor may be larger than the screen.
-    limits.ptMaxTrackSize = {largest_side, largest_side};
-    if (!editor_ || sizing_ || !IsWindowVisible(window_) || IsIconic(window_))
+    if (sized_at_ == 0 || GetTickCount64() - sized_at_ < settling_time)
         return;
-    if (!editor_->can_resize()) {
-        RECT now{};
-        GetWindowRect(window_, &now);
-        limits.ptMinTrackSize = limits.ptMaxTrackSize = {now.right - now.left, now.bottom - now.top};
+    sized_at_ = 0;
+    if (!editor_ || !editor_->can_resize() || IsIconic(window_))
         return;
-    }
+    RECT client{};
+    GetClientRect(window_, &client);
+    const editor_size now{static_cast<int>(client.right), static_cast<int>(client.bottom)};
     const editor_size least = editor_->constrained({1, 1});
-    const SIZE outside = window_size(
-        window_, {std::clamp(least.width, 1, largest_side), std::clamp(least.height, 1, largest_side)});
-    limits.ptMinTrackSize = {outside.cx, outside.cy};
+    const bool fits = now.width >= least.width && now.height >= least.height;
+    const bool insisted_on = now.width == too_small_.width && now.height == too_small_.height;
+    too_small_ = fits ? editor_size{} : now;
+    if (!fits && !insisted_on)
+        resize({std::max(now.width, least.width), std::max(now.height, least.height)});
 }
 
 void vsthost::editor_window::on_dpi_changed(const RECT& suggested)
@@ -301,8 +308,10 @@ LRESULT vsthost::editor_window::handle(UINT message, WPARAM wide, LPARAM large)
 {
     switch (message) {
     case WM_TIMER:
-        if (wide == timer_id)
+        if (wide == timer_id) {
             events_.tick();
+            correct_size();
+        }
         return 0;
     case WM_CLOSE:
         events_.close_wanted();
@@ -312,8 +321,10 @@ LRESULT vsthost::editor_window::handle(UINT message, WPARAM wide, LPARAM large)
             events_.close_wanted();
         return 0;
     case WM_SIZE:
-        if (editor_ && !sizing_ && wide != SIZE_MINIMIZED)
+        if (editor_ && !sizing_ && wide != SIZE_MINIMIZED) {
+            sized_at_ = GetTickCount64();
             editor_->resized(editor_->constrained({LOWORD(large), HIWORD(large)}));
+        }
         return 0;
     case WM_SIZING:
         if (!editor_)
@@ -321,7 +332,8 @@ LRESULT vsthost::editor_window::handle(UINT message, WPARAM wide, LPARAM large)
         on_sizing(wide, *reinterpret_cast<RECT*>(large));
         return TRUE;
     case WM_GETMINMAXINFO:
-        set_limits(*reinterpret_cast<MINMAXINFO*>(large));
+        // An editor may be larger than the screen.
+        reinterpret_cast<MINMAXINFO*>(large)->ptMaxTrackSize = {largest_side, largest_side};
         return 0;
     case WM_DPICHANGED:
         on_dpi_changed(*reinterpret_cast<const RECT*>(large));

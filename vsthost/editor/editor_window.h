@@ -45,8 +45,7 @@ private:
     void set_client(editor_size wanted);
     void set_style();
     void place();
-    bool is_taken(POINT corner) const;
-    void set_limits(MINMAXINFO& limits) const;
+    void correct_size();
     void focus_editor();
     bool on_key(bool down, WPARAM key);
     void on_sizing(WPARAM edge, RECT& wanted);
@@ -57,7 +56,9 @@ private:
     HWND focus_ = nullptr; // of the editor's windows, the one that had the focus last
     events events_;
     std::unique_ptr<effect_editor> editor_;
-    bool sizing_ = false; // by us
+    bool sizing_ = false;     // by us
+    uint64_t sized_at_ = 0;   // by others; 0: looked at
+    editor_size too_small_{}; // the size that was corrected last
 };
 
 } // namespace vsthost
