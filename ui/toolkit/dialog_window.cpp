@@ -77,6 +77,20 @@ private:
     HHOOK hook_;
 };
 
+// Dialogs have none of their own: they look like the window that they belong to.
+void take_icon_of_owner(HWND window) noexcept
+{
+    const HWND owner = GetWindow(window, GW_OWNER);
+    for (const auto& [kind, of_class] :
+         {std::pair(ICON_SMALL, GCLP_HICONSM), std::pair(ICON_BIG, GCLP_HICON)}) {
+        LRESULT icon = owner ? SendMessageW(owner, WM_GETICON, static_cast<WPARAM>(kind), 0) : 0;
+        if (owner && icon == 0)
+            icon = static_cast<LRESULT>(GetClassLongPtrW(owner, of_class));
+        if (icon != 0)
+            SendMessageW(window, WM_SETICON, static_cast<WPARAM>(kind), icon);
+    }
+}
+
 void report(const char* what) noexcept
 {
     try {
@@ -143,6 +157,7 @@ void dialog_window::begin(HWND window)
 {
     window_ = window;
     follow_theme(window);
+    take_icon_of_owner(window);
     widen_cut_labels(window);
     if (!modal_) {
         modeless_windows().push_back(window);
