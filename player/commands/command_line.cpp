@@ -74,6 +74,8 @@ public:
             app_.parse(reversed);
         } catch (const CLI::CallForHelp&) {
             const auto selected = app_.get_subcommands();
+            if (selected.empty() && !take_lonely_file())
+                check_extras(); // help about what there is not
             line_.help_text = help_page(app_, selected.empty() ? app_ : *selected.front());
             return line_;
         } catch (const CLI::ParseError& error) {

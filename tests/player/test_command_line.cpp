@@ -134,6 +134,7 @@ TEST_CASE("command line: mistakes are named, with the nearest thing that would b
     const row rows[] = {
         {{"gui", "a.wav", "b.wav"}, "unexpected argument \"b.wav\""},
         {{"RENDR"}, "unknown command RENDR; did you mean render?"},
+        {{"help", "rendr"}, "unknown command rendr; did you mean render?"},
         {{"zzzzzzzzz"}, "unknown command zzzzzzzzz; --help"},
         {{"a.mp3"}, "\"a.mp3\" is neither a command nor a WAV file"},
         {{"a.wav", "b.wav"}, "unexpected argument \"b.wav\"; the window opens one file"},
