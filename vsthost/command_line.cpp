@@ -128,6 +128,12 @@ usage_error missing(const std::string& mode, std::string_view option)
             std::string(word->values)};
 }
 
+bool is_help(std::string_view word)
+{
+    const auto found = std::ranges::find(modes, word, &mode_word::word);
+    return found != std::end(modes) && found->mode == run_mode::help;
+}
+
 template <class Table>
 std::string suggestion(const std::string& given, const Table& table)
 {
@@ -176,6 +182,10 @@ std::variant<options, usage_error> vsthost::parse_command_line(const std::vector
 
     options result;
     result.mode = mode->mode;
+    if (arguments.size() == 2 && is_help(arguments[1])) // about a mode
+        result.mode = run_mode::help;
+    if (result.mode == run_mode::help)
+        return result;
     for (size_t i = 1; i < arguments.size(); i += 2) {
         const auto option = std::ranges::find(option_words, arguments[i], &option_word::word);
         if (option == std::end(option_words))
@@ -186,7 +196,7 @@ std::variant<options, usage_error> vsthost::parse_command_line(const std::vector
             return usage_error{"option " + arguments[i] + " takes " + std::string(option->values) +
                                ", not \"" + arguments[i + 1] + "\""};
     }
-    if (result.mode == run_mode::version || result.mode == run_mode::help)
+    if (result.mode == run_mode::version)
         return result;
     if (const auto broken = broken_out(arguments))
         return *broken;

@@ -77,7 +77,7 @@ TEST_CASE("the command line: what is unknown, missing or wrong is named")
     worker version(arches()[0], {"--version"});
     CHECK(version.wait() == 0);
     CHECK(version.output().starts_with(arches()[0] == "x64" ? "qvxVSTHost64 " : "qvxVSTHost32 "));
-    worker help(arches()[0], {"/?"});
+    worker help(arches()[0], {"probe", "--help"});
     CHECK(help.wait() == 0);
     CHECK(help.output().find(" probe --vst MODULE") != std::string::npos);
 }
