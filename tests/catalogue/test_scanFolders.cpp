@@ -231,15 +231,8 @@ TEST_CASE("scan: which folders are scanned")
 {
     small_host host;
     host.add<counting_store>();
-    // The process's own variables, put back at the end.
     const wchar_t* names[] = {L"ProgramFiles(x86)", L"ProgramW6432", L"CommonProgramFiles(x86)",
                               L"CommonProgramW6432"};
-    std::vector<std::pair<bool, std::wstring>> old;
-    for (const wchar_t* name : names) {
-        wchar_t value[1024] = {};
-        const bool present = GetEnvironmentVariableW(name, value, 1024) != 0;
-        old.emplace_back(present, value);
-    }
     const std::wstring longest(2000, L'l');
     SetEnvironmentVariableW(names[0], L"C:\\\x00C4");
     SetEnvironmentVariableW(names[1], longest.c_str());
@@ -258,6 +251,6 @@ TEST_CASE("scan: which folders are scanned")
                                                        {"Steinberg\\VstPlugins", 2},
                                                        {"C:\\c\\VST3", 3},
                                                        {"C:\\c\\VST3", 3}});
-    for (size_t i = 0; i < 4; ++i)
-        SetEnvironmentVariableW(names[i], old[i].first ? old[i].second.c_str() : nullptr);
+    for (const wchar_t* name : names)
+        SetEnvironmentVariableW(name, nullptr);
 }

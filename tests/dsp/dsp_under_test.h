@@ -37,7 +37,6 @@ public:
     // The chunks of `list`, as "RATE/CHANNELS/MASK*FRAMES" with spaces between.
     std::string heard();
     std::vector<double> samples(size_t index);
-    bool unchanged(size_t index, const audio& input); // the chunk is still what `run` put there
 
     fake_worker::command last_command(uint32_t code) const;
     bool apply(const vstConfig_t& changed);

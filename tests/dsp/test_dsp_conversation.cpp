@@ -4,6 +4,7 @@
 
 #include "sdk/dsp_entry_impl.h"
 #include "sdk/dsp_preset_impl.h"
+#include "support/patched_import.h"
 #include "support/test_host.h"
 
 #include <doctest/doctest.h>
@@ -35,6 +36,21 @@ bool has_argument(const std::vector<std::string>& arguments, const char* option,
 {
     const auto found = std::ranges::find(arguments, option);
     return found != arguments.end() && found + 1 != arguments.end() && found[1] == value;
+}
+
+// Of each thread: a relay reads as well.
+thread_local int writes = 0, reads = 0;
+decltype(&WriteFile) real_write = nullptr;
+decltype(&ReadFile) real_read = nullptr;
+BOOL WINAPI counting_write(HANDLE file, LPCVOID bytes, DWORD size, LPDWORD done, LPOVERLAPPED overlapped)
+{
+    ++writes;
+    return real_write(file, bytes, size, done, overlapped);
+}
+BOOL WINAPI counting_read(HANDLE file, LPVOID bytes, DWORD size, LPDWORD done, LPOVERLAPPED overlapped)
+{
+    ++reads;
+    return real_read(file, bytes, size, done, overlapped);
 }
 
 } // namespace
@@ -69,6 +85,20 @@ TEST_CASE("the first chunk brings state and format, the next ones only themselve
     CHECK(test.samples(0) == std::vector<double>{5, 5.5});
     CHECK(test.samples(1).back() == (20 + 199999) * 0.5);
     CHECK_FALSE(test.dsp->need_track_change_mark());
+
+    // Saving a call shows.
+    test.list.remove_all();
+    fill_chunk(*test.list.add_item(), {.frames = 4096});
+    const patched_import write("WriteFile", reinterpret_cast<void*>(&counting_write));
+    const patched_import read("ReadFile", reinterpret_cast<void*>(&counting_read));
+    real_write = write.original<decltype(real_write)>();
+    real_read = read.original<decltype(real_read)>();
+    writes = reads = 0;
+    test.dsp->run(test.list, nullptr, 0);
+    CHECK(writes == 1);
+    CHECK(reads >= 1);
+    CHECK(reads <= 2);
+    test.said();
 
     // More bytes than a command can announce: nothing is sent, and nothing read of a chunk that has not as
     // many.
@@ -114,7 +144,8 @@ TEST_CASE("a change of the input format ends the stream and starts another on th
         for (const audio& other : others) {
             CHECK(test.run(other) == "");
             CHECK(test.said() == (other.channels == 2 ? "5:0 2:3 3:20 1:64" : "5:0 2:3 3:20 1:32"));
-            CHECK(test.unchanged(0, other.mask ? other : audio{48000, 1, 0x4}));
+            CHECK(test.heard() == (other.channels == 2 ? "48000/2/0x3*4" : "48000/1/0x4*4"));
+            CHECK(test.samples(0).back() == (other.channels == 2 ? 8 : 4));
         }
         CHECK(test.last_command(3).payload == bytes_of<uint32_t>({48000, 1, 0, 1, 0}));
         CHECK(test.fake.process_ids().size() == 1);
@@ -293,21 +324,19 @@ TEST_CASE("without an effect audio passes unchanged, but not under an aborted to
     dsp_preset_impl preset;
     dsp_vst::g_get_default_preset(preset);
     const auto dsp = service_new<dsp_vst>(preset, 0u);
-    dsp_chunk_list_impl list;
-    const audio odd = {.rate = 1, .channels = 40, .mask = 0x3};
-    fill_chunk(*list.add_item(), odd);
-    const audio_chunk& chunk = *list.get_item(0);
+    dsp_chunk_list_impl list, none;
+    fill_chunk(*list.add_item(), {.rate = 1, .channels = 40, .mask = 0x3});
     dsp->run(list, nullptr, dsp_flag_end_of_playback);
     CHECK(list.get_count() == 1);
-    CHECK(chunk.get_sample_rate() == 1);
-    CHECK(chunk.get_channel_count() == 40);
-    CHECK(chunk.get_data()[159] == 160);
+    CHECK(list.get_item(0)->get_sample_rate() == 1);
+    CHECK(list.get_item(0)->get_data()[159] == 160);
 
     abort_callback_impl token;
     token.abort();
-    const std::string aborted = "exception_aborted: User abort";
-    CHECK(failure_of([&] { dsp->run_abortable(list, nullptr, 0, token); }) == aborted);
-    dsp_chunk_list_impl none;
-    CHECK(failure_of([&] { dsp->run_abortable(none, nullptr, dsp_flag_end_of_playback, token); }) == aborted);
-    CHECK(failure_of([&] { dsp->run_abortable(none, nullptr, dsp_flag_end_of_track, token); }) == "");
+    const auto run = [&](dsp_chunk_list_impl& chunks, uint32_t flags) {
+        return failure_of([&] { dsp->run_abortable(chunks, nullptr, flags, token); });
+    };
+    CHECK(run(list, 0) == "exception_aborted: User abort");
+    CHECK(run(none, dsp_flag_end_of_playback) == "exception_aborted: User abort");
+    CHECK(run(none, dsp_flag_end_of_track) == "");
 }

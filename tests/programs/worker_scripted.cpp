@@ -1,8 +1,6 @@
 // A worker that does what a script tells it; README.md is its manual. It takes the command line that the
 // component builds; the effect's path names the script.
 
-#include "fake_script.h"
-
 #include "win/handle.h"
 #include "win/utf.h"
 #include "worker/protocol.h"
@@ -13,10 +11,15 @@
 #include <array>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
+#include <fstream>
 #include <functional>
+#include <map>
 #include <optional>
 #include <stdexcept>
-#include <thread>
+#include <string>
+#include <string_view>
+#include <vector>
 
 namespace {
 
@@ -41,21 +44,61 @@ struct failure : std::runtime_error {
 };
 struct broken_pipe {};
 
+using statement = std::vector<std::string>; // never empty; the first word is the verb
+
+uint64_t number_of(const std::string& word)
+{
+    size_t end = 0;
+    const uint64_t value = std::stoull(word, &end, 0);
+    if (end != word.size())
+        throw failure(code_bad_script, "not a number: " + word);
+    return value;
+}
+
+// `at` stands on the opening quotation mark and ends behind the closing one. Throws when there is none.
+std::string quoted_word(const std::string& line, size_t& at)
+{
+    std::string word;
+    for (++at; line.at(at) != '"'; ++at) {
+        if (line[at] != '\\') {
+            word += line[at];
+            continue;
+        }
+        const char escape = line.at(++at);
+        if (escape == 'x') {
+            word += static_cast<char>(std::stoi(line.substr(at + 1, 2), nullptr, 16));
+            at += 2;
+        } else {
+            const size_t known = std::string_view("rn0").find(escape);
+            word += known == std::string_view::npos ? escape : "\r\n\0"[known];
+        }
+    }
+    ++at;
+    return word;
+}
+
+// `options`: what a word $--option stands for.
+statement parse_line(const std::string& line, const std::map<std::string, std::string>& options)
+{
+    statement words;
+    for (size_t at = 0; (at = line.find_first_not_of(' ', at)) != std::string::npos;) {
+        if (line[at] == '"') {
+            words.push_back(quoted_word(line, at));
+            continue;
+        }
+        const std::string word = line.substr(at, line.find(' ', at) - at);
+        at += word.size();
+        words.push_back(word.starts_with("$--") ? options.at(word.substr(1)) : word);
+    }
+    return words;
+}
+
 // Ends without running exit handlers: another thread may hang in a write.
 [[noreturn]] void end_process(unsigned code)
 {
     TerminateProcess(GetCurrentProcess(), code);
     Sleep(INFINITE);
     std::abort();
-}
-
-win::file_handle append_to(const std::wstring& path)
-{
-    win::file_handle file(CreateFileW(path.c_str(), FILE_APPEND_DATA, FILE_SHARE_READ | FILE_SHARE_WRITE,
-                                      nullptr, OPEN_ALWAYS, 0, nullptr));
-    if (!file)
-        throw failure(code_bad_script, "cannot write " + win::to_utf8(path));
-    return file;
 }
 
 bool write_all(HANDLE file, std::string_view bytes)
@@ -82,18 +125,20 @@ std::string as_bytes(const auto& value)
 
 class worker {
 public:
-    worker(std::vector<std::string> arguments, std::map<std::string, std::string> options)
+    explicit worker(std::vector<std::string> arguments)
         : arguments_(std::move(arguments))
-        , options_(std::move(options))
     {
-        const std::string& script = options_.at("--vst");
-        folder_ = script.substr(0, script.find_last_of("\\/") + 1);
+        for (size_t i = 2; i + 1 < arguments_.size(); i += 2) // behind the program and the mode
+            options_[arguments_[i]] = arguments_[i + 1];
+        script_ = win::to_utf16(options_.at("--vst"));
     }
 
-    void run(const std::vector<statement>& script)
+    void run()
     {
-        for (const statement& words : script)
-            execute(words);
+        std::ifstream text(script_, std::ios::binary);
+        for (std::string line; std::getline(text, line);)
+            if (const statement words = parse_line(line, options_); !words.empty())
+                execute(words);
     }
     void note(const std::string& line)
     {
@@ -110,7 +155,10 @@ private:
 
     void execute(const statement& words);
     void on_broken_pipe();
-    std::wstring file_path(const std::string& name) const;
+    std::filesystem::path file_path(const std::string& name) const
+    {
+        return script_.parent_path() / win::to_utf16(name); // a whole path stands for itself
+    }
 
     void connect();
     std::string read_pipe(uint64_t byte_count);
@@ -123,9 +171,8 @@ private:
 
     std::vector<std::string> arguments_;
     std::map<std::string, std::string> options_;
-    std::string folder_;
+    std::filesystem::path script_;
     win::file_handle pipe_, record_;
-    std::vector<win::file_handle> held_;
 
     std::array<std::string, 5> format_ = {"=", "=", "=", "=", "="};
     std::optional<Nv::streamFormat> agreed_;
@@ -139,12 +186,6 @@ private:
     bool no_reply_ = false;
     std::optional<uint64_t> short_reply_;
 };
-
-std::wstring worker::file_path(const std::string& name) const
-{
-    const bool absolute = name.find(':') != std::string::npos || name.starts_with("\\\\");
-    return win::to_utf16(absolute ? name : folder_ + name);
-}
 
 void worker::connect()
 {
@@ -188,9 +229,11 @@ std::pair<uint32_t, std::string> worker::read_command()
     std::memcpy(&header, head.data(), sizeof(header));
     std::string payload = read_pipe(header.byteCount);
 
-    const bool shown = !payload.empty() && payload.size() <= recorded_payload_limit;
-    note("command " + std::to_string(header.code) + " " + std::to_string(header.byteCount) + " " +
-         (shown ? hexadecimal_of(payload) : "-"));
+    std::string digits = payload.empty() || payload.size() > recorded_payload_limit ? "-" : "";
+    for (size_t i = 0; digits != "-" && i < payload.size(); ++i)
+        for (const int half : {payload[i] >> 4 & 15, payload[i] & 15})
+            digits += "0123456789abcdef"[half];
+    note("command " + std::to_string(header.code) + " " + std::to_string(header.byteCount) + " " + digits);
     return {header.code, std::move(payload)};
 }
 
@@ -284,11 +327,7 @@ void worker::on_broken_pipe()
 
 void worker::execute(const statement& words)
 {
-    const auto text = [&](size_t i) -> const std::string& {
-        if (i >= words.size())
-            throw failure(code_bad_script, words[0] + ": too few words");
-        return words[i];
-    };
+    const auto text = [&](size_t i) -> const std::string& { return words.at(i); };
     const auto number = [&](size_t i) { return number_of(text(i)); };
     const auto word32 = [&](size_t i) { return static_cast<uint32_t>(number_of(text(i))); };
     const auto rest = [&](size_t from) {
@@ -307,7 +346,9 @@ void worker::execute(const statement& words)
     const std::map<std::string, action> actions = {
         {"record",
          [&] {
-             record_ = append_to(file_path(text(1)));
+             // Each piece goes behind what other workers have written meanwhile.
+             record_.reset(CreateFileW(file_path(text(1)).c_str(), FILE_APPEND_DATA,
+                                       FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_ALWAYS, 0, nullptr));
              note("start " + std::to_string(GetCurrentProcessId()));
              for (const std::string& argument : arguments_)
                  note("argument " + argument);
@@ -352,21 +393,11 @@ void worker::execute(const statement& words)
              if (WaitForSingleObject(open_event().get(), event_limit_ms) != WAIT_OBJECT_0)
                  throw failure(code_no_event, text(1) + " did not come");
          }},
-        {"hold-file",
-         [&] {
-             held_.emplace_back(CreateFileW(file_path(text(1)).c_str(), GENERIC_READ | GENERIC_WRITE, 0,
-                                            nullptr, OPEN_ALWAYS, 0, nullptr));
-             if (!held_.back())
-                 throw failure(code_bad_script, "cannot hold " + text(1));
-         }},
         {"write-file",
          [&] {
-             const win::file_handle file(CreateFileW(file_path(text(1)).c_str(), GENERIC_WRITE,
-                                                     FILE_SHARE_READ, nullptr, CREATE_ALWAYS, 0, nullptr));
-             if (!file || !write_all(file.get(), text(2)))
+             if (!(std::ofstream(file_path(text(1)), std::ios::binary) << text(2)).flush())
                  throw failure(code_bad_script, "cannot write " + text(1));
          }},
-        {"background", [&] { std::thread([this, inner = rest(1)] { execute(inner); }).detach(); }},
         {"format",
          [&] {
              for (size_t i = 0; i < format_.size(); ++i)
@@ -374,13 +405,13 @@ void worker::execute(const statement& words)
          }},
         {"audio",
          [&] {
-             factor_ = real_of(text(1));
+             factor_ = std::stod(text(1));
              latency_ = word32(2);
          }},
         {"tail",
          [&] {
              tail_bytes_ = word32(1);
-             tail_value_ = real_of(text(2));
+             tail_value_ = std::stod(text(2));
          }},
         {"on-broken-pipe", [&] { at_broken_pipe_ = rest(1); }},
         {"on",
@@ -407,21 +438,6 @@ void worker::execute(const statement& words)
     }
 }
 
-std::string read_file(const std::wstring& path)
-{
-    const win::file_handle file(CreateFileW(path.c_str(), GENERIC_READ,
-                                            FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
-                                            OPEN_EXISTING, 0, nullptr));
-    if (!file)
-        throw failure(code_bad_script, "cannot read " + win::to_utf8(path));
-    std::string text;
-    char buffer[4096];
-    DWORD got = 0;
-    while (ReadFile(file.get(), buffer, sizeof(buffer), &got, nullptr) && got > 0)
-        text.append(buffer, got);
-    return text;
-}
-
 DWORD WINAPI end_after_life_limit(void*)
 {
     Sleep(life_limit_ms);
@@ -444,15 +460,9 @@ int wmain(int argc, wchar_t** argv)
     std::vector<std::string> arguments;
     for (int i = 0; i < argc; ++i)
         arguments.push_back(win::to_utf8(argv[i]));
-    std::map<std::string, std::string> options; // behind the program and the mode
-    for (size_t i = 2; i + 1 < arguments.size(); i += 2)
-        options[arguments[i]] = arguments[i + 1];
     try {
-        if (!options.contains("--vst"))
-            throw failure(code_bad_script, "no --vst");
-        const auto script = parse_script(read_file(win::to_utf16(options["--vst"])), options);
-        worker playing(arguments, options);
-        playing.run(script);
+        worker playing(std::move(arguments));
+        playing.run();
         playing.note("exit 0");
     } catch (const std::exception& failed) {
         write_stderr(std::string("fake worker: ") + failed.what() + "\n");

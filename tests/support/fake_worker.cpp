@@ -3,27 +3,13 @@
 #include "win/utf.h"
 #include "worker/startWorker.h"
 
-#include <algorithm>
-#include <atomic>
-#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <sstream>
-#include <stdexcept>
+#include <string_view>
 
 namespace {
-
-std::string unique_text()
-{
-    static std::atomic<unsigned> counter{0};
-    return std::to_string(GetCurrentProcessId()) + "-" + std::to_string(++counter);
-}
-
-std::filesystem::path native(const std::string& utf8)
-{
-    return std::filesystem::path(win::to_utf16(utf8));
-}
 
 std::string text_after(const std::string& line, std::string_view word)
 {
@@ -33,39 +19,19 @@ std::string text_after(const std::string& line, std::string_view word)
 } // namespace
 
 fake_worker::fake_worker(std::string script, const char* folder_name)
-    : id_(unique_text())
+    : folder_(folder_name)
+    , script_path_(folder_.path("script.txt"))
 {
-    const std::filesystem::path folder =
-        std::filesystem::temp_directory_path() / native(std::string(folder_name) + " " + id_);
-    std::filesystem::remove_all(folder); // an earlier process of this number may have been killed
-    std::filesystem::create_directories(folder);
-    folder_ = win::to_utf8(folder.wstring()) + "\\";
-
-    for (size_t at = 0; (at = script.find('{', at)) != std::string::npos;) {
+    constexpr std::string_view begin = "{event:";
+    for (size_t at = 0; (at = script.find(begin, at)) != std::string::npos;) {
         const size_t end = script.find('}', at);
-        if (end == std::string::npos)
-            throw std::runtime_error("script: no closing brace");
-        const std::string inside = script.substr(at + 1, end - at - 1);
-        std::string value = folder_;
-        if (const std::string name = text_after(inside, "event:"); !name.empty()) {
-            value = event_name(name);
-            if (!events_.contains(name)) {
-                events_[name].reset(CreateEventW(nullptr, TRUE, FALSE, win::to_utf16(value).c_str()));
-                if (!events_[name])
-                    throw std::runtime_error("no event");
-            }
-        }
-        script.replace(at, end + 1 - at, value);
-        at += value.size();
+        const std::string name = script.substr(at + begin.size(), end - at - begin.size());
+        if (!events_[name])
+            events_[name].reset(CreateEventW(nullptr, TRUE, FALSE, win::to_utf16(event_name(name)).c_str()));
+        script.replace(at, end + 1 - at, event_name(name));
     }
-    script_path_ = folder_ + "script.txt";
-    std::ofstream(native(script_path_), std::ios::binary) << "record record.txt\n" << script;
-}
-
-fake_worker::~fake_worker()
-{
-    std::error_code ignored;
-    std::filesystem::remove_all(native(folder_), ignored);
+    script.insert(0, "record record.txt\n");
+    folder_.write("script.txt", {script.begin(), script.end()});
 }
 
 void fake_worker::use_for_launches()
@@ -88,7 +54,7 @@ vstConfig_t fake_worker::effect(const char* arch) const
 
 std::string fake_worker::event_name(const std::string& event) const
 {
-    return "fake-worker-" + id_ + "-" + event;
+    return folder_.path().substr(folder_.path().rfind(' ') + 1) + "-" + event; // one word
 }
 
 void fake_worker::signal(const std::string& event)
@@ -109,7 +75,7 @@ bool fake_worker::wait_for(const std::string& event, double limit_seconds)
 
 std::string fake_worker::file(const std::string& name) const
 {
-    std::ifstream stream(native(folder_ + name), std::ios::binary);
+    std::ifstream stream(std::filesystem::path(win::to_utf16(folder_.path(name))), std::ios::binary);
     return {std::istreambuf_iterator<char>(stream), {}};
 }
 
@@ -153,9 +119,8 @@ std::vector<std::string> fake_worker::arguments() const
 std::vector<uint32_t> fake_worker::process_ids() const
 {
     std::vector<uint32_t> found;
-    for (const std::string& line : record()) {
+    for (const std::string& line : record())
         if (const std::string id = text_after(line, "start "); !id.empty())
             found.push_back(static_cast<uint32_t>(std::stoul(id)));
-    }
     return found;
 }

@@ -4,12 +4,12 @@
 // object; the worker must have ended by then.
 
 #include "catalogue/vstConfig.h"
+#include "support/temp_folder.h"
 #include "win/handle.h"
 
 #include <cstdint>
 #include <map>
 #include <string>
-#include <string_view>
 #include <vector>
 
 class fake_worker {
@@ -21,11 +21,8 @@ public:
     };
 
     // `script`: its text; "{event:NAME}" stands for the event of that name (made here, not signalled, manual
-    // reset), "{folder}" for the folder. A `record` statement is put in front.
+    // reset). A `record` statement is put in front. The folder's name has a space.
     explicit fake_worker(std::string script, const char* folder_name = "fake worker");
-    ~fake_worker();
-    fake_worker(const fake_worker&) = delete;
-    fake_worker& operator=(const fake_worker&) = delete;
 
     // Sends every launch in this program to the scripted worker.
     static void use_for_launches();
@@ -46,8 +43,7 @@ public:
     std::vector<uint32_t> process_ids() const;  // of all starts
 
 private:
-    std::string id_;     // unique in the system
-    std::string folder_; // UTF-8, ends in a separator
+    temp_folder folder_;
     std::string script_path_;
     std::map<std::string, win::kernel_handle> events_;
 };

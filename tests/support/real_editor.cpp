@@ -6,8 +6,6 @@
 #include <cstdlib>
 #include <stdexcept>
 
-namespace {
-
 std::string dist()
 {
     const char* const folder = std::getenv("QVX_DIST");
@@ -15,21 +13,6 @@ std::string dist()
         throw std::runtime_error("QVX_DIST is not set: run the tests with ./test");
     return folder;
 }
-
-struct owned_search {
-    HWND owner;
-    std::vector<HWND> found;
-};
-
-BOOL CALLBACK visit_window(HWND window, LPARAM context)
-{
-    auto& search = *reinterpret_cast<owned_search*>(context);
-    if (GetWindow(window, GW_OWNER) == search.owner && IsWindowVisible(window))
-        search.found.push_back(window);
-    return TRUE;
-}
-
-} // namespace
 
 void use_shipped_workers()
 {
@@ -51,9 +34,11 @@ owner_window::owner_window()
 
 std::vector<HWND> owned_windows(HWND owner)
 {
-    owned_search all{owner, {}};
-    EnumWindows(&visit_window, reinterpret_cast<LPARAM>(&all));
-    return all.found;
+    std::vector<HWND> found;
+    for (HWND window = nullptr; (window = FindWindowExW(nullptr, window, nullptr, nullptr));)
+        if (GetWindow(window, GW_OWNER) == owner && IsWindowVisible(window))
+            found.push_back(window);
+    return found;
 }
 
 HWND editor_in(HWND window)
@@ -78,20 +63,21 @@ std::string title_of(HWND window)
 
 std::vector<uint32_t> pixels_of(HWND window)
 {
-    RECT area;
-    GetWindowRect(window, &area);
-    const LONG width = area.right - area.left, height = area.bottom - area.top;
+    RECT area{};
+    POINT corner{};
+    GetClientRect(window, &area);
+    ClientToScreen(window, &corner);
     const HDC screen = GetDC(nullptr), memory = CreateCompatibleDC(screen);
     BITMAPINFO info{};
-    info.bmiHeader = {sizeof(BITMAPINFOHEADER), width, -height, 1, 32, BI_RGB, 0, 0, 0, 0, 0};
+    info.bmiHeader = {sizeof info.bmiHeader, area.right, -area.bottom, 1, 32, BI_RGB, 0, 0, 0, 0, 0};
     void* bits = nullptr;
     const HBITMAP bitmap = CreateDIBSection(memory, &info, DIB_RGB_COLORS, &bits, nullptr, 0);
     if (!bitmap)
         throw std::runtime_error("no bitmap");
     const HGDIOBJ old = SelectObject(memory, bitmap);
-    BitBlt(memory, 0, 0, width, height, screen, area.left, area.top, SRCCOPY);
+    BitBlt(memory, 0, 0, area.right, area.bottom, screen, corner.x, corner.y, SRCCOPY);
     const auto* const first = static_cast<const uint32_t*>(bits);
-    std::vector<uint32_t> copy(first, first + width * height);
+    std::vector<uint32_t> copy(first, first + area.right * area.bottom);
     SelectObject(memory, old);
     DeleteObject(bitmap);
     DeleteDC(memory);

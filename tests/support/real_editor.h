@@ -7,7 +7,9 @@
 #include <string>
 #include <vector>
 
-// Makes every launch start the shipped workers. Throws without QVX_DIST, see tools/run_tests.py.
+// QVX_DIST as a Windows path: the folder of the shipped files. Throws without it, see tools/run_tests.py.
+std::string dist();
+// Makes every launch start the shipped workers.
 void use_shipped_workers();
 // A shipped effect: "qvxGain.vst3" for "x64" or "x86".
 std::string shipped_effect(const std::string& file, const std::string& arch);
@@ -31,5 +33,5 @@ std::vector<HWND> owned_windows(HWND owner);
 HWND editor_in(HWND window);
 void press(HWND editor, WPARAM key);
 std::string title_of(HWND window);
-// What the screen shows of the window's inside.
+// What the screen shows of the window's inside, as colours row by row.
 std::vector<uint32_t> pixels_of(HWND window);

@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <filesystem>
 #include <stdexcept>
 #include <vector>
 
@@ -114,13 +115,9 @@ system_counts system_counts::now()
          more = Thread32Next(snapshot.get(), &thread))
         counts.threads += thread.th32OwnerProcessID == GetCurrentProcessId();
     counts.children = child_processes().size();
-    wchar_t temp[MAX_PATH + 2] = {};
-    GetTempPathW(MAX_PATH, temp);
-    WIN32_FIND_DATAW entry;
-    const HANDLE search = FindFirstFileW((std::wstring(temp) + L"*").c_str(), &entry);
-    for (BOOL more = search != INVALID_HANDLE_VALUE; more; more = FindNextFileW(search, &entry))
+    for ([[maybe_unused]] const auto& each :
+         std::filesystem::directory_iterator(std::filesystem::temp_directory_path()))
         ++counts.temp_files;
-    FindClose(search);
     PROCESS_MEMORY_COUNTERS memory = {};
     GetProcessMemoryInfo(GetCurrentProcess(), &memory, sizeof(memory));
     counts.private_bytes = memory.PagefileUsage;

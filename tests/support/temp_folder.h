@@ -7,22 +7,22 @@
 
 #include <atomic>
 #include <cstdint>
-#include <cstdio>
+#include <filesystem>
+#include <fstream>
 #include <stdexcept>
 #include <string>
 #include <vector>
 
 class temp_folder {
 public:
-    temp_folder()
+    explicit temp_folder(const std::string& name = "qvx-test")
     {
         static std::atomic<unsigned> counter{0};
         wchar_t base[MAX_PATH + 1];
         GetTempPathW(MAX_PATH, base);
-        root_ = win::to_utf8(base) + "qvx-test-" + std::to_string(GetCurrentProcessId()) + "-" +
+        root_ = win::to_utf8(base) + name + "-" + std::to_string(GetCurrentProcessId()) + "-" +
                 std::to_string(GetTickCount64()) + "-" + std::to_string(counter++);
-        if (!CreateDirectoryW(wide(root_).c_str(), nullptr))
-            throw std::runtime_error("cannot make " + root_);
+        make_folder(root_);
     }
     ~temp_folder() { remove_tree(wide(root_)); }
     temp_folder(const temp_folder&) = delete;
@@ -31,22 +31,12 @@ public:
     const std::string& path() const { return root_; }
     std::string path(const std::string& name) const { return root_ + "\\" + name; }
 
-    void make(const std::string& name) const
-    {
-        if (!CreateDirectoryW(wide(path(name)).c_str(), nullptr))
-            throw std::runtime_error("cannot make " + name);
-    }
+    void make(const std::string& name) const { make_folder(path(name)); }
     void write(const std::string& name, const std::vector<uint8_t>& bytes) const
     {
-        const HANDLE file =
-            CreateFileW(wide(path(name)).c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr);
-        if (file == INVALID_HANDLE_VALUE)
-            throw std::runtime_error("cannot write " + name);
-        DWORD written = 0;
-        const bool ok = bytes.empty() ||
-                        WriteFile(file, bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr);
-        CloseHandle(file);
-        if (!ok || written != bytes.size())
+        std::ofstream file(std::filesystem::path(wide(path(name))), std::ios::binary);
+        file.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+        if (!file.flush())
             throw std::runtime_error("cannot write " + name);
     }
 
@@ -54,6 +44,11 @@ private:
     // With the prefix that lifts the limit of 260 characters.
     static std::wstring wide(const std::string& path) { return L"\\\\?\\" + win::to_utf16(path); }
 
+    static void make_folder(const std::string& path)
+    {
+        if (!CreateDirectoryW(wide(path).c_str(), nullptr))
+            throw std::runtime_error("cannot make " + path);
+    }
     static void remove_tree(const std::wstring& folder)
     {
         WIN32_FIND_DATAW entry;

@@ -27,13 +27,19 @@ struct test_host::state {
     bool refuse_detached = false;
 };
 
-class test_host::console_impl : public console_service {
-public:
-    using service_interface = console_service;
-    explicit console_impl(std::shared_ptr<state> shared)
+// A service of it.
+struct test_host::part {
+    explicit part(std::shared_ptr<state> shared)
         : state_(std::move(shared))
     {
     }
+    std::shared_ptr<state> state_;
+};
+
+class test_host::console_impl : public console_service, part {
+public:
+    using service_interface = console_service;
+    using part::part;
     void print_line(const char* utf8, size_t byte_count) noexcept override
     try {
         const std::lock_guard lock(state_->mutex);
@@ -41,18 +47,12 @@ public:
         state_->changed.notify_all();
     } catch (const std::bad_alloc&) {
     }
-
-private:
-    std::shared_ptr<state> state_;
 };
 
-class test_host::store_impl : public config_store {
+class test_host::store_impl : public config_store, part {
 public:
     using service_interface = config_store;
-    explicit store_impl(std::shared_ptr<state> shared)
-        : state_(std::move(shared))
-    {
-    }
+    using part::part;
     void get_string(const char* key, const char* fallback, string_out& out) const override
     {
         const std::lock_guard lock(state_->mutex);
@@ -75,18 +75,12 @@ public:
         const std::lock_guard lock(state_->mutex);
         state_->switches[key] = value;
     }
-
-private:
-    std::shared_ptr<state> state_;
 };
 
-class test_host::threads_impl : public detached_threads {
+class test_host::threads_impl : public detached_threads, part {
 public:
     using service_interface = detached_threads;
-    explicit threads_impl(std::shared_ptr<state> shared)
-        : state_(std::move(shared))
-    {
-    }
+    using part::part;
     void run_detached(runnable& work) override
     {
         {
@@ -111,9 +105,6 @@ public:
             throw;
         }
     }
-
-private:
-    std::shared_ptr<state> state_;
 };
 
 class test_host::abort_impl : public app_abort {

@@ -67,6 +67,7 @@ public:
 
 private:
     struct state; // outlives the host: a service may still be held
+    struct part;
     class console_impl;
     class store_impl;
     class threads_impl;

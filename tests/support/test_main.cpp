@@ -13,86 +13,46 @@
 
 #include <atomic>
 #include <chrono>
-#include <condition_variable>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <mutex>
-#include <string>
 #include <thread>
-#include <vector>
 
 namespace {
 
 bool long_run_wanted = false;
 
-// Watches the running case from a thread of its own.
-class hang_watch {
-public:
-    explicit hang_watch(int limit_seconds)
-        : limit_(limit_seconds)
-        , thread_([this] { watch(); })
-    {
-    }
-    ~hang_watch()
-    {
-        {
-            const std::lock_guard lock(mutex_);
-            stop_ = true;
+// The running case, null between two, and since when: for the thread that watches it.
+std::atomic<const char*> running{nullptr};
+std::atomic<std::chrono::steady_clock::time_point> began;
+
+[[noreturn]] void watch(std::chrono::seconds limit)
+{
+    for (;; std::this_thread::sleep_for(std::chrono::milliseconds(100)))
+        if (running && std::chrono::steady_clock::now() > began.load() + limit) {
+            std::fprintf(stderr, "\nHANG: \"%s\" ran longer than %d s\n", running.load(),
+                         static_cast<int>(limit.count()));
+            std::fflush(stderr);
+            std::_Exit(99);
         }
-        changed_.notify_all();
-        thread_.join();
-    }
-    void started(const char* name)
-    {
-        const std::lock_guard lock(mutex_);
-        name_ = name;
-        began_ = std::chrono::steady_clock::now();
-        changed_.notify_all();
-    }
-    void ended() { started(""); }
+}
 
-private:
-    void watch()
-    {
-        std::unique_lock lock(mutex_);
-        while (!stop_) {
-            if (name_.empty()) {
-                changed_.wait(lock);
-                continue;
-            }
-            changed_.wait_until(lock, began_ + limit_);
-            if (!stop_ && !name_.empty() && std::chrono::steady_clock::now() >= began_ + limit_) {
-                std::fprintf(stderr, "\nHANG: \"%s\" ran longer than %d s\n", name_.c_str(),
-                             static_cast<int>(limit_.count()));
-                std::fflush(stderr);
-                std::_Exit(99);
-            }
-        }
-    }
-
-    std::chrono::seconds limit_;
-    std::mutex mutex_;
-    std::condition_variable changed_;
-    std::string name_;
-    std::chrono::steady_clock::time_point began_;
-    bool stop_ = false;
-    std::thread thread_;
-};
-
-hang_watch* watch = nullptr;
-std::atomic<unsigned> passed{0}, failed{0}, skipped{0};
+unsigned passed = 0, failed = 0, skipped = 0;
 
 struct counting_listener : doctest::IReporter {
     explicit counting_listener(const doctest::ContextOptions&) {}
     void report_query(const doctest::QueryData&) override {}
     void test_run_start() override {}
     void test_run_end(const doctest::TestRunStats&) override {}
-    void test_case_start(const doctest::TestCaseData& data) override { watch->started(data.m_name); }
+    void test_case_start(const doctest::TestCaseData& data) override
+    {
+        began = std::chrono::steady_clock::now();
+        running = data.m_name;
+    }
     void test_case_reenter(const doctest::TestCaseData&) override {}
     void test_case_end(const doctest::CurrentTestCaseStats& stats) override
     {
-        watch->ended();
+        running = nullptr;
         ++(stats.failure_flags ? failed : passed);
     }
     void test_case_exception(const doctest::TestCaseException&) override {}
@@ -128,13 +88,12 @@ int main(int argc, char** argv)
     if (limit <= 0)
         limit = long_run_wanted ? 7200 : 60;
 
-    hang_watch watching(limit);
-    watch = &watching;
+    std::thread(watch, std::chrono::seconds(limit)).detach();
     doctest::Context context(argc, argv);
     const int result = context.run();
     if (context.shouldExit()) // a query such as --list-test-cases
         return result;
-    std::printf("%u passed, %u failed, %u skipped\n", passed.load(), failed.load(), skipped.load());
+    std::printf("%u passed, %u failed, %u skipped\n", passed, failed, skipped);
     std::fflush(stdout);
     return result != 0 || failed != 0 || passed + skipped == 0 ? 1 : 0;
 }

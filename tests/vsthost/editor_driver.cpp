@@ -4,31 +4,10 @@
 
 #include <algorithm>
 #include <chrono>
+#include <filesystem>
 #include <utility>
 
 namespace editor_driver {
-
-namespace {
-
-struct search {
-    DWORD process;
-    HWND found;
-};
-
-BOOL CALLBACK look(HWND window, LPARAM argument)
-{
-    auto& wanted = *reinterpret_cast<search*>(argument);
-    DWORD process = 0;
-    wchar_t name[64] = L"";
-    GetWindowThreadProcessId(window, &process);
-    GetClassNameW(window, name, 64);
-    if (process != wanted.process || !IsWindowVisible(window) || std::wstring(name) != L"qvxEffectEditor")
-        return TRUE;
-    wanted.found = window;
-    return FALSE;
-}
-
-} // namespace
 
 bool wait_until(const std::function<bool()>& holds, unsigned milliseconds)
 {
@@ -41,27 +20,26 @@ bool wait_until(const std::function<bool()>& holds, unsigned milliseconds)
     return true;
 }
 
-owner_window::owner_window()
+player_window::player_window()
     : thread_([this] { run(); })
 {
     wait_until([this] { return window_ != nullptr; });
 }
 
-owner_window::~owner_window()
+player_window::~player_window()
 {
     stop_ = true;
     thread_.join();
 }
 
-std::string owner_window::digits() const
+std::string digits_of(HWND window)
 {
     char text[20];
-    std::snprintf(text, sizeof text, "%x",
-                  static_cast<unsigned>(reinterpret_cast<uintptr_t>(window_.load())));
+    std::snprintf(text, sizeof text, "%x", static_cast<unsigned>(reinterpret_cast<uintptr_t>(window)));
     return text;
 }
 
-void owner_window::run()
+void player_window::run()
 {
     window_ = CreateWindowExW(0, L"STATIC", L"Player", WS_OVERLAPPEDWINDOW | WS_VISIBLE, 300, 300, 500, 400,
                               nullptr, nullptr, nullptr, nullptr);
@@ -97,14 +75,18 @@ editor::editor(const editing& how)
 
 HWND frame_of(const worker& of, unsigned milliseconds)
 {
-    search wanted{GetProcessId(of.process_handle()), nullptr};
+    HWND found = nullptr;
     wait_until(
         [&] {
-            EnumWindows(look, reinterpret_cast<LPARAM>(&wanted));
-            return wanted.found != nullptr;
+            DWORD process = 0;
+            do {
+                found = FindWindowExW(nullptr, found, L"qvxEffectEditor", nullptr);
+                GetWindowThreadProcessId(found, &process);
+            } while (found && (process != GetProcessId(of.process_handle()) || !IsWindowVisible(found)));
+            return found != nullptr;
         },
         milliseconds);
-    return wanted.found;
+    return found;
 }
 
 HWND editor::inside()
@@ -132,20 +114,13 @@ bool editor::says(const std::string& word, unsigned milliseconds)
 
 std::vector<uint8_t> editor::file() const
 {
-    std::vector<uint8_t> bytes;
-    const bool read = wait_until(
-        [&] {
-            try {
-                bytes = read_file(data());
-                return true;
-            } catch (const driver_error&) {
-                return false;
-            }
-        },
-        1000);
-    if (!read)
-        throw driver_error("no state file");
-    return bytes;
+    for (int i = 0;; ++i, Sleep(5))
+        try {
+            return read_file(data());
+        } catch (const driver_error&) {
+            if (i == 200)
+                throw;
+        }
 }
 
 bool editor::holds(double level, unsigned milliseconds)
@@ -157,14 +132,9 @@ bool editor::holds(double level, unsigned milliseconds)
 std::vector<std::string> editor::leftovers() const
 {
     std::vector<std::string> found;
-    WIN32_FIND_DATAW entry;
-    const HANDLE find = FindFirstFileW(win::to_utf16(folder_.path("*")).c_str(), &entry);
-    do {
-        const std::string name = win::to_utf8(entry.cFileName);
-        if (name != "." && name != ".." && name != "state")
-            found.push_back(name);
-    } while (FindNextFileW(find, &entry));
-    FindClose(find);
+    for (const auto& each : std::filesystem::directory_iterator(folder_.path()))
+        if (each.path().filename() != "state")
+            found.push_back(each.path().filename().string());
     return found;
 }
 
@@ -175,39 +145,17 @@ SIZE client_size(HWND window)
     return {client.right, client.bottom};
 }
 
-std::vector<uint32_t> picture(HWND window)
-{
-    const SIZE size = client_size(window);
-    POINT corner{};
-    ClientToScreen(window, &corner);
-    const HDC screen = GetDC(nullptr);
-    const HDC memory = CreateCompatibleDC(screen);
-    BITMAPINFO about{};
-    about.bmiHeader = {sizeof about.bmiHeader, size.cx, -size.cy, 1, 32, BI_RGB, 0, 0, 0, 0, 0};
-    void* bits = nullptr;
-    const HBITMAP bitmap = CreateDIBSection(screen, &about, DIB_RGB_COLORS, &bits, nullptr, 0);
-    const HGDIOBJ before = SelectObject(memory, bitmap);
-    BitBlt(memory, 0, 0, size.cx, size.cy, screen, corner.x, corner.y, SRCCOPY);
-    const auto* const first = static_cast<const uint32_t*>(bits);
-    std::vector<uint32_t> pixels(first, first + size.cx * size.cy);
-    SelectObject(memory, before);
-    DeleteObject(bitmap);
-    DeleteDC(memory);
-    ReleaseDC(nullptr, screen);
-    return pixels;
-}
-
 std::vector<uint32_t> painted(HWND window)
 {
     std::vector<uint32_t> last;
     CHECK(wait_until([&] {
-        last = picture(window);
+        last = pixels_of(window);
         return std::ranges::count(last, last[0]) < std::ssize(last);
     }));
     wait_until(
         [&] {
             Sleep(400);
-            const std::vector<uint32_t> before = std::exchange(last, picture(window));
+            const std::vector<uint32_t> before = std::exchange(last, pixels_of(window));
             return last == before;
         },
         2000);

@@ -20,18 +20,16 @@ using namespace module_cases;
 bool wait_until(const std::function<bool()>& holds, unsigned milliseconds = 10000);
 
 // A player's window on a thread of its own that takes messages, as long as it is told to.
-class owner_window {
+class player_window {
 public:
-    owner_window();
-    ~owner_window();
-    owner_window(const owner_window&) = delete;
-    owner_window& operator=(const owner_window&) = delete;
+    player_window();
+    ~player_window();
+    player_window(const player_window&) = delete;
+    player_window& operator=(const player_window&) = delete;
 
     HWND handle() const { return window_; }
     // From now on the thread waits for `process` and takes sent messages only.
     void join_process(HANDLE process) { joined_ = process; }
-    // The last eight digits, as the command line has them.
-    std::string digits() const;
 
 private:
     void run();
@@ -41,6 +39,9 @@ private:
     std::atomic<bool> stop_{false};
     std::thread thread_;
 };
+
+// The last eight digits, as the command line has them.
+std::string digits_of(HWND window);
 
 // The visible window around a worker's editor, once it is there; null when none comes.
 HWND frame_of(const worker& of, unsigned milliseconds);
@@ -52,7 +53,6 @@ struct editing {
     bool with_data = true;
     bool dpi_aware = false;
     double level = 0.5; // in the state file at the start; below 0: the file is empty
-    HWND owner = nullptr;
     std::vector<std::string> options = {};
 };
 
@@ -84,9 +84,8 @@ private:
 };
 
 SIZE client_size(HWND window);
-// What the window shows on the screen, as colours row by row.
-std::vector<uint32_t> picture(HWND window);
-// The same once there is something to be seen that has stood for a moment, or is older than two seconds.
+// What the screen shows of it once there is something to be seen that has stood for a moment, or is older
+// than two seconds.
 std::vector<uint32_t> painted(HWND window);
 
 } // namespace editor_driver

@@ -69,6 +69,31 @@ inline std::vector<double> ramp(size_t count)
     return samples;
 }
 
+inline std::vector<double> times(double factor, std::vector<double> samples)
+{
+    for (double& sample : samples)
+        sample *= factor;
+    return samples;
+}
+
+// Ends the conversation and returns what was said.
+inline std::string said_by(worker& with)
+{
+    with.break_pipe();
+    CHECK(with.wait() == 0);
+    return with.errors();
+}
+
+inline worker probe(const kind& which, const std::string& name,
+                    const std::map<std::string, std::string>& environment = {})
+{
+    return worker(which.arch,
+                  {"probe", "--vst", module(which, name).vst, "--vst-version", std::to_string(which.version)},
+                  environment);
+}
+
+inline constexpr uint32_t access_violation = 0xC0000005;
+
 inline uint32_t hash(const std::string& text)
 {
     uint32_t value = 2166136261u;

@@ -1,5 +1,6 @@
 // What cannot be loaded or understood: one line that says so, and a code.
 
+#include "support/temp_folder.h"
 #include "vsthost/exit_codes.h"
 #include "vsthost/worker_driver.h"
 
@@ -14,13 +15,6 @@ using namespace worker_driver;
 using vsthost::exit_code;
 
 namespace {
-
-std::string temporary(const std::string& name)
-{
-    char folder[MAX_PATH + 1];
-    GetTempPathA(MAX_PATH, folder);
-    return folder + name;
-}
 
 void check_end(worker& with, exit_code code, const std::string& words, const std::string& file = "")
 {
@@ -84,16 +78,15 @@ TEST_CASE("the command line: what is unknown, missing or wrong is named")
 
 TEST_CASE("modules that cannot be used are told apart")
 {
-    const std::string text = temporary("not-a-plugin.dll");
-    const std::string cut = temporary("half-a-plugin.dll");
-    std::ofstream(text) << "just a text";
+    const temp_folder folder;
+    const std::string text = folder.path("not-a-plugin.dll"), cut = folder.path("half-a-plugin.dll");
+    folder.write("not-a-plugin.dll", {'t', 'e', 'x', 't'});
     for (const std::string& arch : arches()) {
         CAPTURE(arch);
         const std::string other = arch == "x64" ? "x86" : "x64";
-        const std::vector<uint8_t> whole = read_file(effect_path(arch, "qvxGain.dll"));
-        std::ofstream(cut, std::ios::binary)
-            .write(reinterpret_cast<const char*>(whole.data()),
-                   static_cast<std::streamsize>(whole.size() / 2));
+        std::vector<uint8_t> half = read_file(effect_path(arch, "qvxGain.dll"));
+        half.resize(half.size() / 2);
+        folder.write("half-a-plugin.dll", half);
         struct row {
             std::string path;
             int version;
@@ -118,8 +111,6 @@ TEST_CASE("modules that cannot be used are told apart")
             check_end(with, each.code, each.words, each.path);
         }
     }
-    DeleteFileA(text.c_str());
-    DeleteFileA(cut.c_str());
 }
 
 TEST_CASE("a library that a module needs and that is not there is named")
@@ -137,36 +128,26 @@ TEST_CASE("a library that a module needs and that is not there is named")
             auto at = std::search(module.begin(), module.end(), needed.begin(), needed.end());
             REQUIRE(at != module.end());
             std::copy(absent.c_str(), absent.c_str() + absent.size() + 1, at);
-            const std::string path = temporary("needs-more-" + arch + ".dll");
-            std::ofstream(path, std::ios::binary)
-                .write(reinterpret_cast<const char*>(module.data()),
-                       static_cast<std::streamsize>(module.size()));
-            worker with({arch, path, 2});
-            check_end(with, exit_code::dependency_missing, "it needs " + absent, path);
-            DeleteFileA(path.c_str());
+            const temp_folder folder;
+            folder.write("needs-more.dll", module);
+            worker with({arch, folder.path("needs-more.dll"), 2});
+            check_end(with, exit_code::dependency_missing, "it needs " + absent, folder.path());
         }
 }
 
 TEST_CASE("a bundle folder is opened through its module file")
 {
     for (const std::string& arch : arches()) {
-        const std::string bundle = temporary("qvxGain bundle " + arch + ".vst3");
-        const std::string inside = bundle + "\\Contents\\" + (arch == "x64" ? "x86_64-win" : "x86-win");
-        CreateDirectoryA(bundle.c_str(), nullptr);
-        CreateDirectoryA((bundle + "\\Contents").c_str(), nullptr);
-        CreateDirectoryA(inside.c_str(), nullptr);
-        const std::string file = inside + bundle.substr(bundle.rfind('\\'));
-        REQUIRE(CopyFileA(effect_path(arch, "qvxGain.vst3").c_str(), file.c_str(), FALSE));
-        {
-            worker with({arch, bundle, 3});
-            with.set_state({});
-            const Nv::streamFormat stereo{44100, 2, 3, 2, 3};
-            CHECK(with.set_format(stereo) == stereo);
-        }
-        DeleteFileA(file.c_str());
-        RemoveDirectoryA(inside.c_str());
-        RemoveDirectoryA((bundle + "\\Contents").c_str());
-        RemoveDirectoryA(bundle.c_str());
+        const temp_folder folder;
+        const std::string contents = "my Gain.vst3\\Contents",
+                          inside = contents + (arch == "x64" ? "\\x86_64-win" : "\\x86-win");
+        for (const std::string& each : {std::string("my Gain.vst3"), contents, inside})
+            folder.make(each);
+        folder.write(inside + "\\my Gain.vst3", read_file(effect_path(arch, "qvxGain.vst3")));
+        worker with({arch, folder.path("my Gain.vst3"), 3});
+        with.set_state({});
+        const Nv::streamFormat stereo{44100, 2, 3, 2, 3};
+        CHECK(with.set_format(stereo) == stereo);
     }
 }
 

@@ -1,14 +1,10 @@
-// Each module against each duty of a worker, in every build; the result is also printed as a table.
+// Each module against each duty of a worker, in every build.
 
+#include "support/temp_folder.h"
 #include "vsthost/module_cases.h"
-#include "win/utf.h"
-
-#include <windows.h>
 
 #include <algorithm>
 #include <chrono>
-#include <cstdio>
-#include <map>
 #include <optional>
 
 using namespace module_cases;
@@ -50,11 +46,6 @@ const subject subjects[] = {
     {"module_with_names_in_unicode_only", 3},
 };
 
-const char* const duties[] = {"format", "sound", "latency", "tail", "state", "other bits", "probe", "end"};
-
-// Cells hold the builds that passed, such as "2/64".
-using table = std::map<std::string, std::map<std::string, std::string>>;
-
 std::vector<uint8_t> state_of(const kind& which, const subject& what)
 {
     // A VST 2 effect without chunks, or with an empty one, is kept by its parameters.
@@ -67,43 +58,20 @@ std::vector<uint8_t> state_of(const kind& which, const subject& what)
     return level_state(which, what.name, 0.5, what.state_size);
 }
 
-std::string temporary(const std::string& name)
-{
-    wchar_t folder[MAX_PATH + 1];
-    GetTempPathW(MAX_PATH, folder);
-    return win::to_utf8(folder) + "duties-" + std::to_string(GetCurrentProcessId()) + "-" + name;
-}
-
-void write_file(const std::string& path, const std::vector<uint8_t>& bytes)
-{
-    std::FILE* const file = std::fopen(path.c_str(), "wb");
-    REQUIRE(file);
-    CHECK(std::fwrite(bytes.data(), 1, bytes.size(), file) == bytes.size());
-    std::fclose(file);
-}
-
 struct probed {
     std::vector<uint8_t> state;
     std::string record;
-    std::chrono::milliseconds took;
 };
 
 probed probe(const kind& which, const std::string& module, const std::vector<uint8_t>& state)
 {
-    const std::string in = temporary("in");
-    const std::string out = temporary("out");
-    write_file(in, state);
-    const auto begin = std::chrono::steady_clock::now();
+    const temp_folder folder;
+    folder.write("in", state);
     worker with(which.arch, {"probe", "--vst", module, "--vst-version", std::to_string(which.version),
-                             "--state", in, "--save-state", out});
+                             "--state", folder.path("in"), "--save-state", folder.path("out")});
     CHECK(with.wait() == 0);
-    const auto took = std::chrono::steady_clock::now() - begin;
-    const std::string said = with.errors();
-    CHECK(said == "");
-    probed result{read_file(out), with.output(), std::chrono::duration_cast<std::chrono::milliseconds>(took)};
-    DeleteFileA(in.c_str());
-    DeleteFileA(out.c_str());
-    return result;
+    CHECK(with.errors() == "");
+    return {read_file(folder.path("out")), with.output()};
 }
 
 std::string other(const std::string& arch)
@@ -111,84 +79,55 @@ std::string other(const std::string& arch)
     return arches().size() < 2 ? arch : arch == "x64" ? "x86" : "x64";
 }
 
-// Duty by duty: true when it was done.
-std::map<std::string, bool> examine(const kind& which, const subject& what)
+void examine(const kind& which, const subject& what)
 {
-    std::map<std::string, bool> done;
+    const std::string arch = which.arch;
+    CAPTURE(arch);
+    CAPTURE(which.version);
     const std::vector<uint8_t> state = state_of(which, what);
-    {
-        const uint32_t mask = what.in == 1 ? 0x4 : 0x3;
-        const Nv::streamFormat wanted{44100, what.in, mask, what.in, mask};
-        worker with(module(which, what.name));
-        const Nv::streamFormat reply = open_stream(with, wanted, state);
-        done["format"] =
-            reply.sampleRate == 44100 && reply.inChannels == what.in && reply.outChannels == what.out;
-        REQUIRE(done["format"]);
-        const std::vector<double> in = ramp(what.in * 3000);
-        const processed heard = with.process(in, what.in, what.out);
-        bool right = heard.audio.size() == 3000 * what.out;
-        for (size_t i = 0; right && what.level && i < heard.audio.size(); ++i)
-            right = heard.audio[i] == *what.level * in[i / what.out * what.in + i % what.out % what.in];
-        done["sound"] = right;
-        done["latency"] = heard.latency == what.latency;
-        const size_t tail = with.drain().size() / what.in;
-        done["tail"] = tail >= what.tail.first && tail <= what.tail.second;
-        with.break_pipe();
-        done["end"] = with.wait() == 0 && std::ranges::count(with.errors(), '\n') == 1;
-    }
-    const probed first = probe(which, module(which, what.name).vst, state);
-    const kind others{other(which.arch), which.version};
-    const probed second = probe(others, module(others, what.name).vst, first.state);
-    done["state"] = !first.state.empty() && first.state == state;
-    done["other bits"] = second.state == first.state;
-    // A machine under load gets a second chance.
-    done["probe"] = std::min(first.took, second.took) < std::chrono::seconds(2) &&
-                    first.record.find("\"buses\"") != std::string::npos;
-    return done;
-}
+    const uint32_t mask = what.in == 1 ? 0x4 : 0x3;
+    launch how = module(which, what.name);
+    how.float64 = true;
+    worker with(how);
+    const Nv::streamFormat reply = open_stream(with, {44100, what.in, mask, what.in, mask}, state);
+    CHECK(reply.sampleRate == 44100);
+    CHECK(reply.inChannels == what.in);
+    REQUIRE(reply.outChannels == what.out);
+    const std::vector<double> in = ramp(what.in * 3000);
+    const processed heard = with.process(in, what.in, what.out);
+    size_t wrong = 0;
+    for (size_t i = 0; what.level && i < heard.audio.size(); ++i)
+        wrong += heard.audio[i] != *what.level * in[i / what.out * what.in + i % what.out % what.in];
+    CHECK(wrong == 0);
+    CHECK(heard.latency == what.latency);
+    const size_t tail = with.drain().size() / what.in;
+    CHECK(tail >= what.tail.first);
+    CHECK(tail <= what.tail.second);
+    const std::string said = said_by(with);
+    CAPTURE(said);
+    CHECK(std::ranges::count(said, '\n') == 1);
+    CHECK(said.starts_with("qvxVSTHost" + std::string(arch == "x64" ? "64 " : "32 ")));
+    const bool shell = what.name == "module_with_34_classes";
+    CHECK(said.find(": " + (shell ? "Class" : what.name.substr(0, 30))) != std::string::npos);
+    CHECK((said.find("64-bit samples") != std::string::npos) == (what.name != "module_without_64_bit"));
 
-void print(const table& results)
-{
-    std::printf("\nformat/bits that did each duty%s\n%-40s", test_options::long_run() ? "" : " (--long: all)",
-                "");
-    for (const char* const duty : duties)
-        std::printf(" %-20s", duty);
-    for (const auto& [name, row] : results) {
-        std::printf("\n%-40s", name.c_str());
-        for (const char* const duty : duties)
-            std::printf(" %-20s", row.at(duty).c_str());
-    }
-    std::printf("\n\n");
-    std::fflush(stdout);
+    const probed first = probe(which, module(which, what.name).vst, state);
+    const kind others{other(arch), which.version};
+    CHECK(first.state == state);
+    CHECK(first.record.find("\"buses\"") != std::string::npos);
+    CHECK(probe(others, module(others, what.name).vst, first.state).state == state);
 }
 
 void examine_all(int version)
 {
-    table results;
     for (const subject& what : subjects) {
         const std::string name = what.name;
         CAPTURE(name);
-        const auto one = [&](const kind& which) {
-            if (which.version != version || (what.only_version != 0 && what.only_version != version))
-                return;
-            const std::map<std::string, bool> done = examine(which, what);
-            for (const char* const duty : duties) {
-                const std::string missed = done.at(duty) ? "" : duty;
-                CHECK(missed == "");
-                std::string& cell = results[what.name][duty];
-                if (done.at(duty))
-                    cell += (cell.empty() ? "" : " ") + std::to_string(which.version) +
-                            (which.arch == "x64" ? "/64" : "/32");
-            }
-        };
         for_some_kinds([&](const kind& which) {
-            const std::string arch = which.arch;
-            CAPTURE(arch);
-            CAPTURE(which.version);
-            one(which);
+            if (which.version == version && (what.only_version == 0 || what.only_version == version))
+                examine(which, what);
         });
     }
-    print(results);
 }
 
 } // namespace
@@ -256,32 +195,21 @@ TEST_CASE("meters reach the controller while the sound plays, and what it answer
 
 TEST_CASE("a probe says when a state file cannot be read or written, and of a state that does not fit")
 {
-    const std::string module_path = module({arches()[0], 3}, "module_that_passes_through").vst;
-    const auto run = [&](const std::string& option, const std::string& file, uint32_t code,
-                         const char* words) {
-        worker with(arches()[0], {"probe", "--vst", module_path, "--vst-version", "3", option, file});
-        CHECK(with.wait() == code);
-        const std::string said = with.errors();
-        CAPTURE(said);
-        CHECK(said.find(words) != std::string::npos);
+    const temp_folder folder;
+    folder.write("text", {'t', 'e', 'x', 't'});
+    struct row {
+        const char *option, *file;
+        uint32_t code;
+        const char* words;
     };
-    run("--state", temporary("absent"), 22, "cannot read the state file");
-    run("--save-state", temporary("absent") + "\\x", 22, "cannot write the state file");
-    const std::string text = temporary("text");
-    write_file(text, {'t', 'e', 'x', 't'});
-    run("--state", text, 0, "the effect's state cannot be used");
-    DeleteFileA(text.c_str());
-}
-
-TEST_CASE("a probe of a module that hangs while it is loaded is ended by the watchdog")
-{
-    for_some_kinds([](const kind& which) {
-        worker with(which.arch,
-                    {"probe", "--vst", module(which, "module_that_hangs_in_entry").vst, "--vst-version",
-                     std::to_string(which.version)},
-                    {{"QVX_VSTHOST_WATCHDOG_MS", "500"}});
-        CHECK(with.wait(5000) == 18);
-        CHECK(with.output().empty());
-        CHECK(with.errors().find("the effect did not return from ") == 0);
-    });
+    for (const row& each : {row{"--state", "absent", 22, "cannot read the state file"},
+                            {"--save-state", "absent\\x", 22, "cannot write the state file"},
+                            {"--state", "text", 0, "the effect's state cannot be used"}}) {
+        CAPTURE(each.words);
+        worker with(arches()[0],
+                    {"probe", "--vst", module({arches()[0], 3}, "module_that_passes_through").vst,
+                     "--vst-version", "3", each.option, folder.path(each.file)});
+        CHECK(with.wait() == each.code);
+        CHECK(with.errors().find(each.words) != std::string::npos);
+    }
 }

@@ -8,19 +8,13 @@
 
 using namespace editor_driver;
 
-namespace {
-
-constexpr uint32_t access_violation = 0xC0000005;
-
-} // namespace
-
 TEST_CASE("the end of the pipe keeps the last edit, also while the owner's thread only waits for the process")
 {
     for_some_kinds([](const kind& which) {
-        owner_window owner;
+        player_window owner;
         editor shown({.which = which,
                       .name = "module_with_an_editor",
-                      .options = {"--parent-window", owner.digits()}});
+                      .options = {"--parent-window", digits_of(owner.handle())}});
         REQUIRE(shown.frame() != nullptr);
         shown.tell(driven_edit, 875);
         owner.join_process(shown.process().process_handle());
@@ -39,13 +33,10 @@ TEST_CASE("an editor ends with its player's window and pipe when the player is k
         // Another worker's window stands in for the player's.
         editor player({.which = which, .name = "module_with_an_editor"});
         REQUIRE(player.frame() != nullptr);
-        char digits[20];
-        std::snprintf(digits, sizeof digits, "%x",
-                      static_cast<unsigned>(reinterpret_cast<uintptr_t>(player.frame())));
         editor shown({.which = which,
                       .name = "module_with_an_editor",
                       .live = true,
-                      .options = {"--parent-window", digits}});
+                      .options = {"--parent-window", digits_of(player.frame())}});
         REQUIRE(shown.frame() != nullptr);
         CHECK(GetWindow(shown.frame(), GW_OWNER) == player.frame());
         shown.tell(driven_edit, 250);
@@ -113,7 +104,7 @@ TEST_CASE(
 
 TEST_CASE("openings and closings leave nothing behind")
 {
-    owner_window owner;
+    player_window owner;
     const std::vector<kind> kinds{{"x64", 3}, {"x86", 2}, {"x64", 2}, {"x86", 3}};
     const int rounds = test_options::long_run() ? 500 : 20;
     for (int i = 0; i < rounds; ++i) {
@@ -123,7 +114,7 @@ TEST_CASE("openings and closings leave nothing behind")
         CAPTURE(i);
         editor shown({.which = which,
                       .name = "module_with_an_editor",
-                      .options = {"--parent-window", owner.digits()}});
+                      .options = {"--parent-window", digits_of(owner.handle())}});
         const HWND frame = shown.frame();
         REQUIRE(frame != nullptr);
         shown.tell(driven_edit, static_cast<unsigned>(i));

@@ -45,12 +45,13 @@ int changes_of(const editor& of, unsigned milliseconds)
 
 TEST_CASE("an editor opens as it asks, its edits reach the file at once, and closing keeps the last one")
 {
-    owner_window owner;
+    player_window owner;
     for_each_kind([&](const kind& which) {
-        editor shown({.which = which,
-                      .name = "module_with_an_editor",
-                      .dpi_aware = which.version == 3,
-                      .options = {"--parent-window", owner.digits(), "--window-title", "A title"}});
+        editor shown(
+            {.which = which,
+             .name = "module_with_an_editor",
+             .dpi_aware = which.version == 3,
+             .options = {"--parent-window", digits_of(owner.handle()), "--window-title", "A title"}});
         const HWND frame = shown.frame();
         REQUIRE(frame != nullptr);
         wchar_t title[64] = L"";

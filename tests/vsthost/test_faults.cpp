@@ -13,13 +13,6 @@ using vsthost::exit_code;
 
 namespace {
 
-constexpr uint32_t access_violation = 0xC0000005;
-
-std::vector<std::string> probe(const kind& which, const std::string& name)
-{
-    return {"probe", "--vst", module(which, name).vst, "--vst-version", std::to_string(which.version)};
-}
-
 std::string dump_path(const worker& with)
 {
     wchar_t folder[MAX_PATH + 1];
@@ -36,8 +29,7 @@ TEST_CASE("a crash leaves a whole minidump or, when the time is too short, none"
         const std::string name = "module_that_crashes_in_open";
         for (const bool has_time : {true, false}) {
             CAPTURE(has_time);
-            worker with(which.arch, probe(which, name),
-                        {{"QVX_VSTHOST_MINIDUMP_MS", has_time ? "15000" : "1"}});
+            worker with = probe(which, name, {{"QVX_VSTHOST_MINIDUMP_MS", has_time ? "15000" : "1"}});
             const std::string path = dump_path(with);
             CHECK(with.wait(20000) == access_violation);
             const std::string said = with.errors();
@@ -69,8 +61,7 @@ TEST_CASE("of old minidumps the newest ten stay")
         const FILETIME long_ago{static_cast<DWORD>(i), 0x1000000};
         REQUIRE(SetFileTime(file.get(), nullptr, nullptr, &long_ago));
     }
-    worker with("x64", probe({"x64", 3}, "module_that_crashes_in_open"),
-                {{"QVX_VSTHOST_MINIDUMP_MS", "15000"}});
+    worker with = probe({"x64", 3}, "module_that_crashes_in_open", {{"QVX_VSTHOST_MINIDUMP_MS", "15000"}});
     const std::string path = dump_path(with);
     CHECK(with.wait(20000) == access_violation);
     CHECK(DeleteFileW(win::to_utf16(path).c_str())); // that of this crash
@@ -85,15 +76,13 @@ TEST_CASE("an effect whose end hangs is ended by the deadline")
     if (arches().size() < 2)
         return;
     // Side by side: the deadline is five seconds.
-    const kind kinds[] = {{"x64", 3}, {"x86", 2}};
-    std::vector<std::unique_ptr<worker>> stuck;
+    worker stuck[] = {probe({"x64", 3}, "module_that_hangs_in_close"),
+                      probe({"x86", 2}, "module_that_hangs_in_close")};
     const auto begin = std::chrono::steady_clock::now();
-    for (const kind& which : kinds)
-        stuck.push_back(std::make_unique<worker>(which.arch, probe(which, "module_that_hangs_in_close")));
-    for (const auto& each : stuck) {
-        CHECK(each->wait(15000) == static_cast<uint32_t>(exit_code::exit_stuck));
-        CHECK(each->output().find("\"format\"") != std::string::npos); // printed before the end
-        CHECK(each->errors().find("keeps the program from ending") != std::string::npos);
+    for (worker& each : stuck) {
+        CHECK(each.wait(15000) == static_cast<uint32_t>(exit_code::exit_stuck));
+        CHECK(each.output().find("\"format\"") != std::string::npos); // printed before the end
+        CHECK(each.errors().find("keeps the program from ending") != std::string::npos);
     }
     CHECK(std::chrono::steady_clock::now() - begin < std::chrono::seconds(12));
 }
@@ -113,9 +102,7 @@ TEST_CASE("a worker without memory says so and ends with its code")
 TEST_CASE("lines that nobody reads hold up neither the sound nor the end")
 {
     for_some_kinds([](const kind& which) {
-        launch how = module(which, "module_that_passes_through");
-        how.reads_errors = false;
-        worker with(how);
+        worker with(module(which, "module_that_passes_through"));
         // A line for each; more than the pipe and the queue hold.
         const std::vector<uint8_t> broken(100, 'x');
         for (int i = 0; i < 3000; ++i)

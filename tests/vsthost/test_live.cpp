@@ -143,12 +143,12 @@ TEST_CASE("meters move with the sound and only with it")
         REQUIRE(frame != nullptr);
         const std::vector<uint32_t> silent = painted(frame);
         Sleep(500);
-        CHECK(picture(frame) == silent);
+        CHECK(pixels_of(frame) == silent);
         format(player, 44100, 2);
         CHECK(wait_until([&] {
             play(player, tone(4410, 2, 0.9));
             Sleep(20);
-            return picture(frame) != silent;
+            return pixels_of(frame) != silent;
         }));
         player.break_pipe();
         CHECK(player.wait(3000) == 0);

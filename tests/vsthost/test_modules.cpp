@@ -1,65 +1,80 @@
-// Modules that behave as their names say, VST 2 and VST 3, in workers of both bitnesses.
+// Modules that behave as their names say, VST 2 and VST 3, in workers of both bitnesses, and the sample
+// effects.
 
 #include "vsthost/exit_codes.h"
 #include "vsthost/module_cases.h"
 
-#include <doctest/doctest.h>
-
 #include <algorithm>
-#include <chrono>
-#include <cmath>
 
 using namespace module_cases;
 using vsthost::exit_code;
 
 namespace {
 
-constexpr uint32_t access_violation = 0xC0000005;
-
-std::vector<double> times(double factor, std::vector<double> samples)
+// A conversation with each module that does something in one of these calls.
+void misbehave(const std::string& does, const std::pair<std::string, std::string>& setting,
+               const std::vector<std::string>& calls, uint32_t code, const std::string& words)
 {
-    for (double& sample : samples)
-        sample *= factor;
-    return samples;
-}
-
-// Ends the conversation and returns what was said.
-std::string said_by(worker& with)
-{
-    with.break_pipe();
-    CHECK(with.wait() == 0);
-    return with.errors();
+    for_some_kinds([&](const kind& which) {
+        for (const std::string& call : calls) {
+            const std::string name = "module_that_" + does + "_in_" + call;
+            CAPTURE(name);
+            launch how = module(which, name);
+            how.environment.insert(setting);
+            worker with(how);
+            try {
+                open_stream(with, stereo, level_state(which, name, 0.5));
+                with.process(ramp(200), 2);
+                with.drain();
+            } catch (const driver_error&) {
+                // The pipe broke, as it should.
+            }
+            CHECK(with.wait() == code);
+            const std::string said = with.errors();
+            CAPTURE(said);
+            CHECK(said.find(words) != std::string::npos);
+        }
+    });
 }
 
 } // namespace
 
-TEST_CASE("modules of every build are served")
+TEST_CASE(
+    "layouts from mono to 7.1 keep their channels in order; states are taken over, or reported and left")
 {
-    for_each_kind([](const kind& which) {
-        std::vector<std::string> names{"module_that_passes_through", "module_without_64_bit",
-                                       "module_without_chunks",      "module_with_an_empty_state",
-                                       "module_with_mono_buses",     "module_with_a_side_chain"};
-        if (which.version == 3) {
-            names.push_back("module_without_a_controller");
-            names.push_back("module_with_a_separate_controller");
-            names.push_back("module_with_names_in_unicode_only");
+    constexpr std::pair<uint32_t, uint32_t> layouts[] = {{1, 0x4},  {2, 0x3},  {3, 0x7},   {4, 0x33},
+                                                         {5, 0x37}, {6, 0x3F}, {6, 0x60F}, {8, 0x63F},
+                                                         {1, 0},    {6, 0}};
+    for_each_kind([&](const kind& which) {
+        const bool vst3 = which.version == 3;
+        worker with(
+            {which.arch, effect_path(which.arch, vst3 ? "qvxGain.vst3" : "qvxGain.dll"), which.version});
+        for (const auto& [channels, mask] : layouts) {
+            CAPTURE(channels);
+            CAPTURE(mask);
+            const Nv::streamFormat reply = open_stream(with, {48000, channels, mask, channels, mask});
+            CHECK(reply.sampleRate == 48000);
+            CHECK(reply.inChannels == channels);
+            REQUIRE(reply.outChannels == channels);
+            const std::vector<double> in = ramp(size_t{channels} * 1500);
+            CHECK(with.process(in, channels).audio == times(0.5, in));
         }
-        for (const std::string& name : names) {
-            CAPTURE(name);
-            launch how = module(which, name);
-            how.float64 = true;
-            worker with(how);
-            REQUIRE(open_stream(with, stereo) == stereo);
-            const std::vector<double> in = ramp(6000);
-            CHECK(with.process(in, 2).audio == in);
-            CHECK(with.process(ramp(20), 2).audio == ramp(20));
-            const std::string said = said_by(with);
-            CAPTURE(said);
-            CHECK(said.starts_with("qvxVSTHost" + std::string(which.arch == "x64" ? "64 " : "32 ")));
-            CHECK(said.find(": " + name + " by qvx, VST") != std::string::npos);
-            const bool wants64 = name != "module_without_64_bit";
-            CHECK((said.find("64-bit samples") != std::string::npos) == wants64);
+        const auto unity =
+            read_file(dist() + "\\effects\\states\\gain-unity." + (vst3 ? "vstpreset" : "fxp"));
+        auto truncated = unity, foreign = unity;
+        truncated.resize(unity.size() - 5);
+        foreign[vst3 ? 12 : 18] ^= 1;
+        // Without any: the defaults as well, and nothing to report.
+        for (const auto& state : {truncated, foreign, std::vector<uint8_t>()}) {
+            open_stream(with, stereo, unity);
+            CHECK(with.process(ramp(3000), 2).audio == ramp(3000));
+            open_stream(with, stereo, state);
+            CHECK(with.process(ramp(3000), 2).audio == times(0.5, ramp(3000)));
         }
+        const std::string said = said_by(with);
+        CHECK(said.find("truncated") != std::string::npos);
+        CHECK(said.find("belongs to another effect") != std::string::npos);
+        CHECK(std::ranges::count(said, '\n') == 3);
     });
 }
 
@@ -105,9 +120,15 @@ TEST_CASE("layouts that an effect cannot serve are answered with its own counts 
     });
 }
 
-TEST_CASE("latency follows the effect at run time")
+TEST_CASE("latency follows the effect at run time, and calls from a thread of its own are served")
 {
     for_each_kind([](const kind& which) {
+        worker busy(module(which, "module_that_calls_back_from_its_own_thread"));
+        REQUIRE(open_stream(busy, stereo) == stereo);
+        for (int i = 0; i < 50; ++i)
+            CHECK(busy.process(ramp(2 * 441), 2).audio.size() == 2 * 441);
+        CHECK(std::ranges::count(said_by(busy), '\n') == 1);
+
         worker changing(module(which, "module_that_changes_its_latency"));
         open_stream(changing, stereo);
         CHECK(changing.process(ramp(2 * 10000), 2).latency == 100);
@@ -141,22 +162,6 @@ TEST_CASE("what is no number and what fails becomes silence, and is said once")
     });
 }
 
-TEST_CASE("the audio thread allocates nothing once it is warm")
-{
-    for_each_kind([](const kind& which) {
-        worker counting(module(which, "module_that_counts_allocations"));
-        open_stream(counting, stereo);
-        // The buffers grow with the first long chunk, so the counter sees what it has to see.
-        const std::vector<double> grown = counting.process(ramp(2 * 65536), 2).audio;
-        CHECK(grown.front() > 0);
-        for (const size_t frames : {65536u, 4096u, 64u, 1u, 4096u}) {
-            CAPTURE(frames);
-            const std::vector<double> counted = counting.process(ramp(2 * frames), 2).audio;
-            CHECK(std::ranges::count(counted, 0.0) == static_cast<std::ptrdiff_t>(counted.size()));
-        }
-    });
-}
-
 TEST_CASE("the state of one class among many")
 {
     for_each_kind([](const kind& which) {
@@ -173,17 +178,6 @@ TEST_CASE("the state of one class among many")
         open_stream(many, stereo);
         CHECK(many.process(in, 2).audio == times(1.0 / 64, in));
         CHECK(said_by(many).find("Class 1 by qvx") != std::string::npos);
-    });
-}
-
-TEST_CASE("an effect that calls back from a thread of its own is served")
-{
-    for_some_kinds([](const kind& which) {
-        worker with(module(which, "module_that_calls_back_from_its_own_thread"));
-        REQUIRE(open_stream(with, stereo) == stereo);
-        for (int i = 0; i < 50; ++i)
-            CHECK(with.process(ramp(2 * 441), 2).audio.size() == 2 * 441);
-        CHECK(std::ranges::count(said_by(with), '\n') == 1);
     });
 }
 
@@ -206,51 +200,23 @@ TEST_CASE("modules that refuse to work end the worker with a line")
 
 TEST_CASE("a crash in any call is a line with its place, and the exception's code")
 {
-    for_some_kinds([](const kind& which) {
-        for (const std::string call : {"entry", "create", "open", "layout", "prepare", "start", "process",
-                                       "restore", "latency", "tail"}) {
-            const std::string name = "module_that_crashes_in_" + call;
-            CAPTURE(name);
-            launch how = module(which, name);
-            how.environment["QVX_VSTHOST_MINIDUMP"] = "0";
-            worker with(how);
-            try {
-                open_stream(with, stereo, level_state(which, name, 0.5));
-                with.process(ramp(200), 2);
-                with.drain();
-            } catch (const driver_error&) {
-                // The pipe broke, as it should.
-            }
-            CHECK(with.wait() == access_violation);
-            const std::string said = with.errors();
-            CAPTURE(said);
-            CHECK(said.find("the effect crashed: access violation (0xC0000005) in " + name) !=
-                  std::string::npos);
-        }
-    });
+    misbehave(
+        "crashes", {"QVX_VSTHOST_MINIDUMP", "0"},
+        {"entry", "create", "open", "layout", "prepare", "start", "process", "restore", "latency", "tail"},
+        access_violation, "the effect crashed: access violation (0xC0000005) in module_that_crashes");
 }
 
 TEST_CASE("a call that hangs is ended by the watchdog, named, with its code")
 {
-    for_some_kinds([](const kind& which) {
-        std::vector<std::string> calls{"attach", "open", "process", "restore"};
-        if (test_options::long_run())
-            calls.insert(calls.end(), {"entry", "create", "layout", "prepare", "start", "latency", "tail"});
-        for (const std::string& call : calls) {
-            const std::string name = "module_that_hangs_in_" + call;
-            CAPTURE(name);
-            launch how = module(which, name);
-            how.environment["QVX_VSTHOST_WATCHDOG_MS"] = "300";
-            worker with(how);
-            try {
-                open_stream(with, stereo, level_state(which, name, 0.5));
-                with.process(ramp(200), 2);
-                with.drain();
-            } catch (const driver_error&) {
-            }
-            CHECK(with.wait() == static_cast<uint32_t>(exit_code::effect_hangs));
-            CHECK(with.errors().find("the effect did not return from ") != std::string::npos);
-        }
+    const std::pair<std::string, std::string> soon{"QVX_VSTHOST_WATCHDOG_MS", "300"};
+    constexpr auto code = static_cast<uint32_t>(exit_code::effect_hangs);
+    std::vector<std::string> calls{"attach", "open", "process", "restore"};
+    if (test_options::long_run())
+        calls.insert(calls.end(), {"entry", "create", "layout", "prepare", "start", "latency", "tail"});
+    misbehave("hangs", soon, calls, code, "the effect did not return from ");
+    for_some_kinds([&](const kind& which) {
+        worker loading = probe(which, "module_that_hangs_in_entry", {soon});
+        CHECK(loading.wait() == code);
     });
 }
 
@@ -279,12 +245,7 @@ TEST_CASE("a broken pipe ends the worker at once, whatever is stuck")
 TEST_CASE("a probe prints what a module holds, or why it cannot be loaded")
 {
     for_each_kind([](const kind& which) {
-        const auto probe = [&](const std::string& name) {
-            const launch how = module(which, name);
-            return std::vector<std::string>{"probe", "--vst", how.vst, "--vst-version",
-                                            std::to_string(which.version)};
-        };
-        worker late(which.arch, probe("module_with_48000_samples_of_latency"));
+        worker late = probe(which, "module_with_48000_samples_of_latency");
         CHECK(late.wait() == 0);
         const std::string said = late.output();
         CAPTURE(said);
@@ -295,10 +256,10 @@ TEST_CASE("a probe prints what a module holds, or why it cannot be loaded")
             CHECK(said.find(part) != std::string::npos);
         CHECK(late.errors().empty());
 
-        worker many(which.arch, probe("module_with_34_classes"));
+        worker many = probe(which, "module_with_34_classes");
         CHECK(many.wait() == 0);
         CHECK(many.output().find("\"Class 34\"") != std::string::npos);
-        worker none(which.arch, probe("module_without_classes"));
+        worker none = probe(which, "module_without_classes");
         CHECK(none.wait() == static_cast<uint32_t>(exit_code::no_effect));
         CHECK(none.output().empty());
     });

@@ -126,7 +126,7 @@ TEST_CASE("the list follows what the effect changes itself")
         const shown_list list(shown);
         REQUIRE(list.list != nullptr);
         const std::vector<uint32_t> before = painted(list.list);
-        return wait_until([&] { return picture(list.list) != before; }, 600);
+        return wait_until([&] { return pixels_of(list.list) != before; }, 600);
     };
     for_some_kinds(
         [&](const kind& which) { CHECK(moves(which, "module_that_calls_back_from_its_own_thread")); });

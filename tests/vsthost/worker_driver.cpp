@@ -1,93 +1,29 @@
 #include "vsthost/worker_driver.h"
 
 #include "win/utf.h"
+#include "worker/commandLine.h"
+#include "worker/pipeName.h"
 
-#include <doctest/doctest.h>
 #include <windows.h>
 
-#include <atomic>
-#include <cstdio>
-#include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
+
+namespace worker_driver {
 
 namespace {
 
 constexpr DWORD patience = 20000; // ms, for any one answer
 
-std::wstring quoted(const std::vector<std::string>& arguments)
+// "x64" or "x86".
+std::string worker_path(const std::string& arch)
 {
-    std::string line;
-    for (const std::string& argument : arguments) {
-        if (!line.empty())
-            line += ' ';
-        line += argument.find(' ') == std::string::npos ? argument : "\"" + argument + "\"";
-    }
-    return win::to_utf16(line);
-}
-
-std::string pipe_name()
-{
-    static std::atomic<unsigned> count{0};
-    char name[64];
-    std::snprintf(name, sizeof name, "\\\\.\\pipe\\vsthost-test-%lu-%u", GetCurrentProcessId(), count++);
-    return name;
-}
-
-// Both ends of an anonymous pipe; only the second is inherited.
-void make_pipe(win::file_handle& ours, win::file_handle& theirs)
-{
-    SECURITY_ATTRIBUTES inheritable{sizeof inheritable, nullptr, TRUE};
-    HANDLE read = nullptr;
-    HANDLE write = nullptr;
-    if (!CreatePipe(&read, &write, &inheritable, 0))
-        throw worker_driver::driver_error("no pipe");
-    ours = win::file_handle(read);
-    theirs = win::file_handle(write);
-    SetHandleInformation(read, HANDLE_FLAG_INHERIT, 0);
-}
-
-// Up to the end of `process`, not of the pipe: background processes that a program makes Wine start inherit
-// the other end and keep it.
-void read_to_end(HANDLE from, HANDLE process, std::string& into)
-{
-    char buffer[4096];
-    for (;;) {
-        const bool ended = WaitForSingleObject(process, 5) == WAIT_OBJECT_0;
-        DWORD waiting = 0;
-        while (PeekNamedPipe(from, nullptr, 0, nullptr, &waiting, nullptr) && waiting != 0) {
-            DWORD count = 0;
-            if (!ReadFile(from, buffer, sizeof buffer, &count, nullptr))
-                return;
-            into.append(buffer, count);
-        }
-        if (ended)
-            return;
-    }
+    return dist() + "\\x64\\" + Nv::workerFileName(arch);
 }
 
 } // namespace
-
-namespace worker_driver {
-
-std::string dist()
-{
-    const char* const folder = std::getenv("QVX_DIST");
-    if (folder == nullptr)
-        throw driver_error("QVX_DIST is not set: run the tests with ./test");
-    return folder;
-}
-
-std::string worker_path(const std::string& arch)
-{
-    return dist() + "\\x64\\qvxVSTHost" + (arch == "x64" ? "64" : "32") + ".exe";
-}
-
-std::string effect_path(const std::string& arch, const std::string& file)
-{
-    return dist() + "\\effects\\" + arch + "\\" + file;
-}
 
 std::vector<uint8_t> read_file(const std::string& path)
 {
@@ -100,15 +36,12 @@ std::vector<uint8_t> read_file(const std::string& path)
 const std::vector<std::string>& arches()
 {
     static const std::vector<std::string> found = [] {
-        std::vector<std::string> result;
-        for (const char* const arch : {"x64", "x86"}) {
-            // The 32-bit build of the tests is for systems that run nothing else.
-            const bool can = std::string(arch) == "x86" || sizeof(void*) == 8;
-            if (can &&
-                GetFileAttributesW(win::to_utf16(worker_path(arch)).c_str()) != INVALID_FILE_ATTRIBUTES)
-                result.push_back(arch);
-        }
-        return result;
+        // The 32-bit build of the tests is for systems that run nothing else.
+        std::vector<std::string> all{"x64", "x86"};
+        std::erase_if(all, [](const std::string& arch) {
+            return (arch == "x64" && sizeof(void*) == 4) || !std::filesystem::exists(worker_path(arch));
+        });
+        return all;
     }();
     return found;
 }
@@ -116,39 +49,25 @@ const std::vector<std::string>& arches()
 worker::worker(const launch& how)
     : event_(CreateEventW(nullptr, TRUE, FALSE, nullptr))
 {
-    const std::string name = pipe_name();
-    pipe_ = win::file_handle(
-        CreateNamedPipeW(win::to_utf16(name).c_str(),
-                         PIPE_ACCESS_DUPLEX | FILE_FLAG_OVERLAPPED | FILE_FLAG_FIRST_PIPE_INSTANCE, 0, 1,
-                         65536, 65536, 0, nullptr));
+    const std::wstring name = Nv::makePipeName();
+    pipe_.reset(CreateNamedPipeW(name.c_str(),
+                                 PIPE_ACCESS_DUPLEX | FILE_FLAG_OVERLAPPED | FILE_FLAG_FIRST_PIPE_INSTANCE, 0,
+                                 1, 65536, 65536, 0, nullptr));
     if (!pipe_)
         throw driver_error("no pipe server");
-    const std::string program = worker_path(how.arch);
     const bool edits = !how.editor_mode.empty();
-    std::vector<std::string> arguments{program,         edits ? how.editor_mode : "process", "--vst", how.vst,
-                                       "--vst-version", std::to_string(how.vst_version)};
-    const std::vector<std::string> stream{"--protocol", "chunked", "--float64", how.float64 ? "1" : "0"};
-    const std::vector<std::string>& own = edits ? how.editor_options : stream;
-    arguments.insert(arguments.end(), own.begin(), own.end());
-    for (const std::string& each :
-         {std::string("--formattag"), std::string("3"), std::string("--bits"), std::string("64"),
-          std::string("--process"), std::string(how.realtime || edits ? "realtime" : "offline"),
-          std::string("--pipe"), name})
-        arguments.push_back(each);
-    start(program, arguments, false, how.environment);
-    if (how.reads_errors)
-        read_errors();
-
+    Nv::argumentList options = edits ? how.editor_options : Nv::argumentList{"--protocol", "chunked"};
+    if (!edits)
+        options.insert(options.end(), {"--float64", how.float64 ? "1" : "0"});
+    options.insert(options.end(), {"--formattag", "3", "--bits", "64"});
+    options.insert(options.end(), {"--process", edits ? "realtime" : "offline"});
+    start(Nv::workerArguments(worker_path(how.arch), edits ? how.editor_mode : "process", how.vst,
+                              how.vst_version, options, win::to_utf8(name)),
+          how.environment);
     OVERLAPPED connect{};
     connect.hEvent = event_.get();
-    if (!ConnectNamedPipe(pipe_.get(), &connect) && GetLastError() == ERROR_IO_PENDING) {
-        DWORD none = 0;
-        if (WaitForSingleObject(event_.get(), patience) != WAIT_OBJECT_0) {
-            CancelIo(pipe_.get());
-            GetOverlappedResult(pipe_.get(), &connect, &none, TRUE);
-            throw driver_error("the worker does not connect");
-        }
-    }
+    if (!ConnectNamedPipe(pipe_.get(), &connect) && GetLastError() == ERROR_IO_PENDING)
+        finish(connect);
 }
 
 worker::worker(const std::string& arch, const std::vector<std::string>& arguments,
@@ -157,57 +76,51 @@ worker::worker(const std::string& arch, const std::vector<std::string>& argument
 {
     std::vector<std::string> all{worker_path(arch)};
     all.insert(all.end(), arguments.begin(), arguments.end());
-    start(all[0], all, true, environment);
-    read_errors();
+    start(all, environment);
 }
 
-void worker::start(const std::string& program, const std::vector<std::string>& arguments, bool with_output,
+void worker::start(const std::vector<std::string>& arguments,
                    const std::map<std::string, std::string>& environment)
 {
-    win::file_handle their_error;
-    win::file_handle output_end;
-    win::file_handle their_output;
-    make_pipe(error_end_, their_error);
-    if (with_output)
-        make_pipe(output_end, their_output);
-    STARTUPINFOW startup{};
-    startup.cb = sizeof startup;
-    startup.dwFlags = STARTF_USESHOWWINDOW | STARTF_FORCEOFFFEEDBACK | STARTF_USESTDHANDLES;
-    startup.wShowWindow = SW_HIDE;
-    startup.hStdInput = INVALID_HANDLE_VALUE;
-    startup.hStdOutput = with_output ? their_output.get() : INVALID_HANDLE_VALUE;
-    startup.hStdError = their_error.get();
+    Nv::launchParams params;
+    params.executable = arguments[0];
+    params.arguments = arguments;
+    params.standardError = Nv::stdioMode::pipe;
+    params.standardOutput = pipe_ ? Nv::stdioMode::none : Nv::stdioMode::pipe;
     for (const auto& [name, value] : environment)
         SetEnvironmentVariableW(win::to_utf16(name).c_str(), win::to_utf16(value).c_str());
-    PROCESS_INFORMATION started{};
-    std::wstring line = quoted(arguments);
-    const BOOL created = CreateProcessW(win::to_utf16(program).c_str(), line.data(), nullptr, nullptr, TRUE,
-                                        0, nullptr, nullptr, &startup, &started);
-    const DWORD error = GetLastError();
+    process_.emplace(params);
     for (const auto& [name, value] : environment)
         SetEnvironmentVariableW(win::to_utf16(name).c_str(), nullptr);
-    if (!created)
-        throw driver_error("cannot start " + program + " (" + std::to_string(error) + ")");
-    CloseHandle(started.hThread);
-    process_ = win::kernel_handle(started.hProcess);
-    if (with_output)
-        output_reader_ = std::thread(
-            [this, end = std::move(output_end)] { read_to_end(end.get(), process_.get(), output_); });
-}
-
-void worker::read_errors()
-{
-    error_reader_ = std::thread([this] { read_to_end(error_end_.get(), process_.get(), errors_); });
 }
 
 worker::~worker()
 {
-    if (WaitForSingleObject(process_.get(), 0) != WAIT_OBJECT_0)
-        TerminateProcess(process_.get(), 1);
-    if (error_reader_.joinable())
-        error_reader_.join();
-    if (output_reader_.joinable())
-        output_reader_.join();
+    if (!process_->waitForExit(0))
+        process_->terminate();
+}
+
+// Not to the end of the pipe: background processes that a program makes Wine start keep the other end.
+std::string worker::read_to_end(Nv::streamInOverlapped& stream)
+{
+    DWORD waiting = 0;
+    if (!PeekNamedPipe(stream.handle.get(), nullptr, 0, nullptr, &waiting, nullptr))
+        return "";
+    std::string all(waiting, '\0');
+    stream.readExact(all.data(), waiting);
+    return all;
+}
+
+size_t worker::finish(OVERLAPPED& operation)
+{
+    DWORD count = 0;
+    const bool in_time = WaitForSingleObject(event_.get(), patience) == WAIT_OBJECT_0;
+    if (!in_time)
+        CancelIo(pipe_.get());
+    const BOOL done = GetOverlappedResult(pipe_.get(), &operation, &count, TRUE);
+    if (!in_time)
+        throw driver_error("the worker does not answer");
+    return done ? count : 0;
 }
 
 void worker::transfer(bool writes, void* bytes, size_t size)
@@ -222,13 +135,8 @@ void worker::transfer(bool writes, void* bytes, size_t size)
                                  : ReadFile(pipe_.get(), position, piece, nullptr, &operation);
         if (!done && GetLastError() != ERROR_IO_PENDING)
             throw driver_error("the pipe broke");
-        DWORD count = 0;
-        if (WaitForSingleObject(event_.get(), patience) != WAIT_OBJECT_0) {
-            CancelIo(pipe_.get());
-            GetOverlappedResult(pipe_.get(), &operation, &count, TRUE);
-            throw driver_error("the worker does not answer");
-        }
-        if (!GetOverlappedResult(pipe_.get(), &operation, &count, TRUE) || count == 0)
+        const size_t count = finish(operation);
+        if (count == 0)
             throw driver_error("the pipe broke");
         position += count;
         size -= count;
@@ -308,27 +216,9 @@ void worker::reset()
 
 uint32_t worker::wait(unsigned milliseconds)
 {
-    if (WaitForSingleObject(process_.get(), milliseconds) != WAIT_OBJECT_0)
+    if (!process_->waitForExit(milliseconds))
         throw driver_error("the worker still runs");
-    DWORD code = 0;
-    GetExitCodeProcess(process_.get(), &code);
-    return code;
-}
-
-std::string worker::errors()
-{
-    if (error_reader_.get_id() == std::thread::id() && errors_.empty())
-        read_errors();
-    if (error_reader_.joinable())
-        error_reader_.join();
-    return errors_;
-}
-
-std::string worker::output()
-{
-    if (output_reader_.joinable())
-        output_reader_.join();
-    return output_;
+    return process_->exitCode();
 }
 
 } // namespace worker_driver

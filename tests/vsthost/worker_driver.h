@@ -1,17 +1,18 @@
 #pragma once
-// The player's side of a worker's pipe, for tests: starts a real worker program with the command line,
-// handles and window state that it gets from the component, and talks the protocol. Every wait is bounded;
-// what goes wrong is a doctest failure or a driver_error.
+// The player's side of a worker's pipe, for tests: starts a real worker program as the component does, and
+// talks the protocol. Every wait is bounded; what goes wrong is a doctest failure or a driver_error. What a
+// worker prints is not read before it has ended.
 
+#include "support/real_editor.h"
 #include "win/handle.h"
 #include "worker/protocol.h"
+#include "worker/workerProcess.h"
 
 #include <cstdint>
 #include <map>
 #include <optional>
 #include <stdexcept>
 #include <string>
-#include <thread>
 #include <vector>
 
 namespace worker_driver {
@@ -20,11 +21,11 @@ struct driver_error : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
-// QVX_DIST as a Windows path: the folder of the shipped files.
-std::string dist();
-// "x64" or "x86".
-std::string worker_path(const std::string& arch);
-std::string effect_path(const std::string& arch, const std::string& file);
+using ::dist;
+inline std::string effect_path(const std::string& arch, const std::string& file)
+{
+    return shipped_effect(file, arch);
+}
 std::vector<uint8_t> read_file(const std::string& path);
 // The bitnesses of workers that can be started here.
 const std::vector<std::string>& arches();
@@ -34,9 +35,7 @@ struct launch {
     std::string vst;
     int vst_version = 3;
     bool float64 = false;
-    bool realtime = false;
     std::map<std::string, std::string> environment; // additions
-    bool reads_errors = true;                       // false: nobody reads standard error until the end
     // One of the editor modes instead of "process", with these option pairs.
     std::string editor_mode;
     std::vector<std::string> editor_options;
@@ -74,27 +73,23 @@ public:
 
     // Exit code; fails the test when the worker still runs after the limit.
     uint32_t wait(unsigned milliseconds = 10000);
-    // All of standard error; after wait().
-    std::string errors();
-    std::string output(); // of standard output, for the constructor without a pipe
+    // All of standard error and of standard output; after wait().
+    std::string errors() { return read_to_end(process_->standardError()); }
+    std::string output() { return read_to_end(process_->standardOutput()); }
 
-    HANDLE process_handle() const { return process_.get(); }
+    HANDLE process_handle() const { return process_->processHandle(); }
     HANDLE pipe_handle() const { return pipe_.get(); }
 
 private:
-    void start(const std::string& program, const std::vector<std::string>& arguments, bool with_output,
+    void start(const std::vector<std::string>& arguments,
                const std::map<std::string, std::string>& environment);
-    void read_errors();
+    static std::string read_to_end(Nv::streamInOverlapped& stream);
+    size_t finish(OVERLAPPED& operation); // bytes; 0 when it failed
     void transfer(bool writes, void* bytes, size_t size);
 
     win::file_handle pipe_;
     win::kernel_handle event_;
-    win::kernel_handle process_;
-    win::file_handle error_end_;
-    std::thread error_reader_;
-    std::thread output_reader_;
-    std::string errors_;
-    std::string output_;
+    std::optional<Nv::workerProcess> process_;
 };
 
 } // namespace worker_driver

@@ -3,10 +3,8 @@
 
 #include "observe.h"
 #include "pipe_pair.h"
-#include "watched_pipes.h"
 
 #include "support/fake_worker.h"
-#include "support/patched_import.h"
 #include "support/system_counts.h"
 #include "support/test_host.h"
 #include "win/utf.h"
@@ -36,11 +34,6 @@ struct launch_fixture {
         startWorker(pipe, effect, modeProcess, processOptions(effect, 1));
     }
 };
-
-HRESULT WINAPI no_guid(GUID*)
-{
-    return E_FAIL;
-}
 
 } // namespace
 
@@ -100,21 +93,6 @@ TEST_CASE_FIXTURE(launch_fixture, "launches that fail at once say why and leave 
         fail = [&](winPipeServerLite& pipe) {
             CHECK_THROWS_WITH_AS(launch(pipe, fake.effect("x64")), "could not start the worker process",
                                  std::runtime_error);
-        };
-    }
-    SUBCASE("no GUID, no pipe, no pipe for standard error")
-    {
-        fail = [&](winPipeServerLite& pipe) {
-            {
-                const patched_import failing("CoCreateGuid", reinterpret_cast<void*>(&no_guid));
-                CHECK_THROWS_WITH_AS(launch(pipe, fake.effect()), "CoCreateGuid failure", std::runtime_error);
-            }
-            watched_pipes watch;
-            for (const int which : {1, 2}) {
-                watch.refuse(which);
-                CHECK_THROWS_WITH_AS(launch(pipe, fake.effect()), "pipe creation failure",
-                                     std::runtime_error);
-            }
         };
     }
     SUBCASE("an abort while the worker does not connect")

@@ -29,23 +29,12 @@ public:
         at_ += static_cast<size_t>(got);
         return got;
     }
-    void beforeRead() override { ++hooks; }
 
     std::vector<uint64_t> asked; // the first sizes
-    int hooks = 0;
 
 private:
     std::string bytes_;
     size_t at_ = 0;
-};
-
-class memory_sink : public streamOut {
-public:
-    void write(const void* buffer, uint64_t size) override
-    {
-        bytes.append(static_cast<const char*>(buffer), static_cast<size_t>(size));
-    }
-    std::string bytes;
 };
 
 // "a|b|c" when complete lines are "a" and "b" and the stream ended with "c"; "!" for a line over the limit.
@@ -102,13 +91,4 @@ TEST_CASE("readLine")
         CHECK(lines_of(std::string(limit, 'x') + "\r\n", limit) == std::string(limit, 'x') + "|");
         CHECK(lines_of("a\n" + std::string(limit + 1, 'x') + "\n", limit) == "a|!");
     }
-}
-
-TEST_CASE("the forwarding write tells the size")
-{
-    memory_sink sink;
-    CHECK(sink.writeAll("abc", 3) == 3);
-    CHECK(sink.writeAll("", 0) == 0);
-    CHECK(sink.bytes == "abc");
-    CHECK(sink.isWritable());
 }

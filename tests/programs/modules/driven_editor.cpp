@@ -100,46 +100,42 @@ private:
         host_->edit(0, thousandths / 1000.0);
         host_->end_edit(0);
     }
+    // One "Level" after another.
+    void for_a_while(DWORD duration, const std::function<void(int)>& step)
+    {
+        const ULONGLONG end = GetTickCount64() + duration;
+        for (int i = 0; GetTickCount64() < end && !stop_; ++i, Sleep(5))
+            step(i % 1000);
+    }
     void drag(DWORD duration)
     {
         stop_drag();
-        stop_ = false;
-        thread_ = std::thread([this, duration] {
-            const ULONGLONG end = GetTickCount64() + duration;
-            for (int i = 0; GetTickCount64() < end && !stop_; ++i) {
-                edit(i % 1000);
-                Sleep(5);
-            }
-        });
+        thread_ =
+            std::thread([this, duration] { for_a_while(duration, [this](int level) { edit(level); }); });
     }
     void stop_drag()
     {
         stop_ = true;
         if (thread_.joinable())
             thread_.join();
+        stop_ = false;
     }
     void loop(DWORD duration)
     {
-        const ULONGLONG end = GetTickCount64() + duration;
-        MSG message;
-        for (int i = 0; GetTickCount64() < end; ++i) {
-            edit(i % 1000);
-            while (PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE))
+        for_a_while(duration, [this](int level) {
+            edit(level);
+            for (MSG message; PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE);)
                 DispatchMessageW(&message);
-            Sleep(5);
-        }
+        });
     }
     // As the mouse loops of old editors: the rest of the thread's messages wait.
     void mouse_loop(DWORD duration)
     {
-        const ULONGLONG end = GetTickCount64() + duration;
-        MSG message;
-        for (int i = 0; GetTickCount64() < end; ++i) {
-            effect_.set_value(0, i % 1000 / 1000.0);
-            while (PeekMessageW(&message, window_, WM_MOUSEFIRST, WM_MOUSELAST, PM_REMOVE))
+        for_a_while(duration, [this](int level) {
+            effect_.set_value(0, level / 1000.0);
+            for (MSG message; PeekMessageW(&message, window_, WM_MOUSEFIRST, WM_MOUSELAST, PM_REMOVE);)
                 continue;
-            Sleep(5);
-        }
+        });
     }
     LRESULT handle(UINT message, WPARAM wide, LPARAM large)
     {
