@@ -50,6 +50,7 @@ const std::string aborted = "User abort";
 const std::vector<std::string> broken = {"Could not negotiate VST audio format", "file access error"};
 const std::string unusable = "Invalid reply when setting audio format";
 const std::string no_window = "VST: no configuration window: timeout";
+constexpr int open_ms = 1800; // an editor that stays open, until the user closes it
 const char* const no_answer = "this step has no answer";
 const char* const nothing_read = "nothing of the worker is read in this conversation";
 const char* const left_open = "1 handles";  // the player's last moments are nobody's to delete it in
@@ -141,7 +142,7 @@ const std::vector<step> steps = {
      {},
      {},
      {{ends | hang, {no_window}, connect_ms},
-      {late, {"stopped"}},
+      {late, {"stopped"}, open_ms},
       {abort_ | down, {"stopped"}},
       {lost, {""}, 0, no_data_file}},
      {{cut | garbage, no_answer}}},
@@ -169,7 +170,7 @@ const std::vector<step> steps = {
      {"reply-garbage 1000"},
      {{ends, {"finished"}},
       {hang, {"stopped"}, 2000},
-      {garbage | late, {"stopped"}},
+      {garbage | late, {"stopped"}, open_ms},
       {abort_ | down, {"stopped"}},
       {lost, {""}, 0, no_data_file}},
      {{cut, nothing_read}}},
@@ -196,7 +197,8 @@ const std::vector<step> steps = {
      "look",
      {},
      {},
-     {{ends | hang, {"gone"}, connect_ms},
+     {{ends, {"gone"}, connect_ms},
+      {hang, {"gone"}, connect_ms + 1000},
       {late, {"gone"}, 1000},
       {down, {"left as it is"}, 0, left_open},
       {lost, {""}}},
@@ -224,7 +226,7 @@ const std::vector<step> steps = {
      {},
      {{ends, {"gone"}},
       {hang, {"gone"}, 1000},
-      {late, {"gone"}},
+      {late, {"gone"}, 1000},
       {down, {"left as it is"}, 0, left_open},
       {lost, {""}}},
      {{cut | garbage, nothing_read}, {abort_, "only its window's end and the player's end it"}}},
@@ -298,7 +300,7 @@ cell make_cell(const step& where, fault kind)
         made.act = "shut-down";
     } else if (editor && kind >= answers_short && kind <= answers_late && !signalled) {
         made.act = "stop"; // it stays open: the user closes it
-        made.delay_ms = 1800;
+        made.delay_ms = open_ms;
     }
 
     for (const absence& each : where.absent) {

@@ -22,7 +22,7 @@ namespace {
 
 constexpr DWORD player_limit_ms = 60000;
 constexpr int early_ms = 2500; // by which a worker comes later than the wait for its connection begins
-constexpr int slack_ms = 2500; // of a busy machine; a limit of the product that is missed takes longer
+constexpr int slack_ms = 1000; // about twice what was measured; every limit of the product is as long
 constexpr unsigned side_by_side = 6;
 
 struct result {
@@ -132,6 +132,12 @@ bool chosen(const cell& cell, size_t index)
            ((index / fault_count + index % fault_count) % 4 == 0 && cell.after_ms < connect_ms);
 }
 
+bool in_time(const cell& cell, const result& got)
+{
+    return got.seen_ms >= cell.after_ms - (cell.after_ms >= connect_ms ? early_ms : 50) &&
+           got.seen_ms <= cell.after_ms + slack_ms && got.over_ms <= cell.after_ms + slack_ms + 1000;
+}
+
 } // namespace
 
 TEST_CASE("every fault at every step: what the user sees, when, and what is left")
@@ -150,6 +156,11 @@ TEST_CASE("every fault at every step: what the user sees, when, and what is left
     }
     for (std::thread& each : threads)
         each.join();
+    // What the machine was too busy for is played again by itself.
+    for (size_t i = 0; i < cells.size(); ++i) {
+        if (!cells[i].seen.empty() && chosen(cells[i], i) && !in_time(cells[i], results[i]))
+            results[i] = play(cells[i]);
+    }
 
     std::printf("| step | fault | what the user sees | ms | left |\n|---|---|---|---|---|\n");
     for (size_t i = 0; i < cells.size(); ++i) {
@@ -167,9 +178,7 @@ TEST_CASE("every fault at every step: what the user sees, when, and what is left
         CHECK(got.trouble == "");
         CAPTURE(cell.seen[0]);
         CHECK_MESSAGE(std::ranges::find(cell.seen, got.seen) != cell.seen.end(), got.seen);
-        CHECK(got.seen_ms >= cell.after_ms - (cell.after_ms == connect_ms ? early_ms : 50));
-        CHECK(got.seen_ms <= cell.after_ms + slack_ms);
-        CHECK(got.over_ms <= cell.after_ms + slack_ms + 2000);
+        CHECK_MESSAGE(in_time(cell, got), got.seen_ms, " ms, ", got.over_ms, " to the end");
         CHECK(got.left == std::string(cell.left));
     }
     std::fflush(stdout);
