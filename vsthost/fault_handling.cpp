@@ -12,6 +12,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <new>
 #include <string>
 #include <utility>
 #include <vector>
@@ -224,6 +225,20 @@ void on_abort(int)
     on_unhandled(&pointers);
 }
 
+// An exception needs some memory on its way. Where there is not even that, the process ends here: nobody
+// could catch it.
+void on_no_memory()
+{
+    constexpr size_t for_an_exception = 1024;
+    if (void* const some = std::malloc(for_an_exception)) {
+        std::free(some);
+        throw std::bad_alloc();
+    }
+    if (vsthost::report_out_of_memory())
+        vsthost::flush_reports(line_limit);
+    TerminateProcess(GetCurrentProcess(), static_cast<UINT>(vsthost::exit_code::out_of_memory));
+}
+
 // A crash in a window procedure that the system calls would otherwise be swallowed, and the editor go on with
 // whatever is left of it.
 void let_crashes_through_callbacks()
@@ -251,6 +266,7 @@ void vsthost::install_fault_handling()
     SetDllDirectoryW(L""); // libraries are never looked for in the folder that the player happens to be in
     _set_error_mode(_OUT_TO_STDERR); // the run-time library's own "abnormal termination" box
     std::signal(SIGABRT, on_abort);
+    std::set_new_handler(on_no_memory);
 
     reporter.wanted = CreateEventW(nullptr, TRUE, FALSE, nullptr);
     reporter.told = CreateEventW(nullptr, TRUE, FALSE, nullptr);

@@ -71,13 +71,18 @@ public:
         }
         WakeAllConditionVariable(&changed_);
     }
-    void push_spare() noexcept
+    bool push_spare() noexcept
     {
-        {
-            const win::exclusive_lock lock(lock_);
-            spare_wanted_ = !spare_.empty();
+        // The calling thread may hold the lock: it is a line of its own for which there is no memory.
+        for (int tries = 0; !TryAcquireSRWLockExclusive(&lock_.native); ++tries) {
+            if (tries == 100)
+                return false;
+            Sleep(1);
         }
+        spare_wanted_ = !spare_.empty();
+        ReleaseSRWLockExclusive(&lock_.native);
         WakeAllConditionVariable(&changed_);
+        return true;
     }
     bool flush(unsigned milliseconds)
     {
@@ -158,9 +163,9 @@ void vsthost::report(std::string_view line)
     queue().push(std::move(text));
 }
 
-void vsthost::report_out_of_memory() noexcept
+bool vsthost::report_out_of_memory() noexcept
 {
-    queue().push_spare();
+    return queue().push_spare();
 }
 
 bool vsthost::flush_reports(unsigned milliseconds)

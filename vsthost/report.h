@@ -16,8 +16,9 @@ void start_reports();
 // 256 lines wait, further ones are dropped and counted.
 void report(std::string_view line);
 
-// That line, once; needs no memory.
-void report_out_of_memory() noexcept;
+// That line, once; needs no memory. False when a line of this very thread is just being queued: then nothing
+// can be said any more.
+bool report_out_of_memory() noexcept;
 
 // True when every line is out within the limit.
 bool flush_reports(unsigned milliseconds);

@@ -90,12 +90,14 @@ TEST_CASE("an effect whose end hangs is ended by the deadline")
 TEST_CASE("a worker without memory says so and ends with its code")
 {
     for_some_kinds([](const kind& which) {
-        worker with(module(which, "module_that_takes_the_memory"));
-        REQUIRE(with.set_format(stereo) == stereo);
-        CHECK(with.process(ramp(2000), 2).audio == ramp(2000));
-        with.send(Nv::cmdDrainTail, nullptr, 0);
-        CHECK(with.wait(10000) == static_cast<uint32_t>(exit_code::out_of_memory));
-        CHECK(with.errors().find("out of memory\n") != std::string::npos);
+        for (const char* const taker : {"module_that_takes_the_memory", "module_that_takes_all_memory"}) {
+            worker with(module(which, taker));
+            REQUIRE(with.set_format(stereo) == stereo);
+            CHECK(with.process(ramp(2000), 2).audio == ramp(2000));
+            with.send(Nv::cmdDrainTail, nullptr, 0);
+            CHECK(with.wait(10000) == static_cast<uint32_t>(exit_code::out_of_memory));
+            CHECK(with.errors().find("out of memory\n") != std::string::npos);
+        }
     });
 }
 

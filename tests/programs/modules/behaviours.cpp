@@ -172,13 +172,14 @@ private:
     patched_import calloc_{"calloc", reinterpret_cast<void*>(&counting_calloc)};
 };
 
-// Once it has processed a block, the program that loaded it gets no memory any more but in small pieces.
-bool memory_is_taken = false;
+// Once it has processed a block, the program that loaded it gets no memory any more but in pieces this small.
+std::size_t memory_left = SIZE_MAX;
 void* malloc_until_taken(std::size_t size)
 {
-    return memory_is_taken && size > 4096 ? nullptr : real_malloc(size);
+    return size > memory_left ? nullptr : real_malloc(size);
 }
 
+template <std::size_t left>
 class memory_taker final : public passing {
 public:
     using passing::passing;
@@ -186,7 +187,7 @@ public:
 protected:
     bool block_done(std::size_t) override
     {
-        memory_is_taken = true;
+        memory_left = left;
         return true;
     }
 
@@ -430,7 +431,8 @@ constexpr behaviour behaviours[] = {
     {"module_that_rings_for_ever", make<ringing, 1000u, 1.0, true, bare::effect::no_end>},
     {"module_that_puts_out_nan", make<nan_output>},
     {"module_that_counts_allocations", make<allocation_counter>},
-    {"module_that_takes_the_memory", make<memory_taker>},
+    {"module_that_takes_the_memory", make<memory_taker<4096>>},
+    {"module_that_takes_all_memory", make<memory_taker<0>>},
     {"module_that_fails_to_process", make<failing_process>},
     {"module_that_fails_to_open", make<failing_open>},
     {"module_with_a_large_state", make<large_state>},

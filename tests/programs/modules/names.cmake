@@ -14,6 +14,7 @@ set(module_names
     module_that_puts_out_nan
     module_that_counts_allocations
     module_that_takes_the_memory
+    module_that_takes_all_memory
     module_that_fails_to_process
     module_that_fails_to_open
     module_with_a_large_state
