@@ -123,6 +123,10 @@ TEST_CASE(
         RECT wanted{100, 100, 100 + extra + 333, 100 + 50};
         SendMessageW(frame, WM_SIZING, WMSZ_BOTTOMRIGHT, reinterpret_cast<LPARAM>(&wanted));
         CHECK(wanted.right - wanted.left == extra + 330);
+        // By who does not ask before: corrected.
+        SetWindowPos(frame, nullptr, 0, 0, extra + 150, 40, SWP_NOMOVE | SWP_NOZORDER);
+        CHECK(has_size(frame, 150, 100));
+        CHECK(shown.says("size=150x100"));
     });
 }
 
