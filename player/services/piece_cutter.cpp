@@ -23,7 +23,7 @@ bool piece_cutter::take(const audio_chunk& chunk, size_t& frame)
         return complete_ = true;
     if (complete_) {
         const auto frames = std::lround(seconds_ * chunk.get_sample_rate());
-        piece_frames_ = static_cast<size_t>(std::max(frames, 1l));
+        piece_frames_ = static_cast<size_t>(std::max(frames, 1L));
         piece_.set_data_size(piece_frames_ * chunk.get_channel_count());
         piece_.set_sample_rate(chunk.get_sample_rate());
         piece_.set_channels(chunk.get_channel_count(), chunk.get_channel_config());
