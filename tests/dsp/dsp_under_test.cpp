@@ -35,7 +35,7 @@ std::string layout_of(const audio_chunk& chunk)
 
 } // namespace
 
-dsp_under_test::dsp_under_test(const std::string& script, std::function<void(vstConfig_t&)> edit,
+dsp_under_test::dsp_under_test(const std::string& script, const std::function<void(vstConfig_t&)>& edit,
                                uint32_t flags)
     : fake(script)
     , config(edited(fake.effect(), edit))

@@ -23,7 +23,7 @@ struct audio {
 class dsp_under_test {
 public:
     // `edit` changes the effect record before the instance is made of it.
-    explicit dsp_under_test(const std::string& script, std::function<void(vstConfig_t&)> edit = {},
+    explicit dsp_under_test(const std::string& script, const std::function<void(vstConfig_t&)>& edit = {},
                             uint32_t flags = 0);
     ~dsp_under_test();
 

@@ -46,8 +46,6 @@ TEST_CASE("audio of any format goes through the effect, and nothing else that co
             level += 0.1;
             format(player, 44100 + channels, channels);
             play(player, tone(4000, channels, level));
-            char text[20];
-            std::snprintf(text, sizeof text, "heard=%.2f", std::floor(level * 100 - 0.5) / 100);
             CHECK(wait_until([&] {
                 const std::string said = shown.said();
                 const size_t at = said.find("heard=");

@@ -162,23 +162,3 @@ TEST_CASE("data that arrives together with the abort is taken")
     CHECK(buffer[1] == 'b');
     CHECK_THROWS_AS(pair.stream.readSome(buffer, 2), user_abort);
 }
-
-TEST_CASE("the pipe server's readSome fills the buffer, a stream's does not")
-{
-    winPipeServerLite pipe;
-    const std::wstring name = pipe.createPipe();
-    const win::file_handle peer(
-        CreateFileW(name.c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr));
-    REQUIRE(peer);
-    pipe.connectWorker(1.0);
-    std::thread writer([&] {
-        for (const char* part : {"ab", "cd"}) {
-            DWORD written = 0;
-            WriteFile(peer.get(), part, 2, &written, nullptr);
-        }
-    });
-    char buffer[5] = {};
-    CHECK(pipe.readSome(buffer, 4) == 4);
-    writer.join();
-    CHECK(std::string(buffer) == "abcd");
-}

@@ -158,13 +158,6 @@ TEST_CASE("waitAny: the edges")
         waitableImpl* const broken[] = {&none};
         CHECK(waitAny(broken, 1, -1) == -1);
     }
-    SUBCASE("waiting for the abort alone")
-    {
-        aborter stop;
-        const abortScope scope(stop);
-        SetEvent(stop.event());
-        CHECK_THROWS_AS(waitForAbort(), user_abort);
-    }
 }
 
 TEST_CASE("aborters: scopes nest, and none is installed when it is signalled already")

@@ -1,9 +1,11 @@
-// A worker process by itself: how it is started, how its end is seen, and its close-down.
+// A worker process by itself: how it is started, how its end is seen, its close-down, and what of its
+// standard error reaches the console.
 
 #include "observe.h"
 #include "raw_worker.h"
 
 #include "support/patched_import.h"
+#include "support/test_host.h"
 #include "win/utf.h"
 #include "worker/abort.h"
 #include "worker/wait.h"
@@ -13,6 +15,7 @@
 
 #include <string>
 #include <thread>
+#include <vector>
 
 using namespace Nv;
 
@@ -117,6 +120,38 @@ TEST_CASE_FIXTURE(process_fixture, "three pipes and a conversation on them; a co
     workerProcess worker(params);
     CHECK(worker.waitForExit(10000));
     CHECK(worker.exitCode() == 3);
+}
+
+TEST_CASE_FIXTURE(process_fixture, "what a worker prints reaches the console line by line")
+{
+    using namespace std::string_literals;
+    test_host host;
+    using lines = std::vector<std::string>;
+    const struct {
+        const char* script;
+        lines expected;
+    } rows[] = {
+        {"exit 0", {}},
+        {"write-stderr \"x\"", {}}, // a last line without its line feed
+        {"write-stderr \"one\\r\\ntwo\\nthree\"", {"VST: one", "VST: two"}},
+        {"write-stderr \"\\n\\r\\n\"", {"VST: ", "VST: "}},
+        {"write-stderr \"a\\0b\\n\"", {"VST: a\0b"s}},
+        {"write-stderr \"\\xff\\xfe caf\\xc3\\n\"", {"VST: \xff\xfe caf\xc3"}},
+        {"write-stderr \"sp\"\nwrite-stderr \"lit\\n\"\ncrash", {"VST: split"}},
+        {"write-stderr \"before\\n\"\nclose-stderr\nsleep 50\nwrite-stderr \"after\\n\"", {"VST: before"}},
+    };
+    for (const auto& row : rows) {
+        CAPTURE(row.script);
+        host.clear_console();
+        fake_worker fake(row.script);
+        launchParams params = raw_params(fake);
+        params.standardError = stdioMode::pipe;
+        const auto worker = std::make_shared<workerProcess>(params);
+        readStdErr(worker);
+        CHECK(host.console_lines() == row.expected);
+        CHECK(currentAborter == nullptr);
+        CHECK(worker->waitForExit(10000));
+    }
 }
 
 TEST_CASE_FIXTURE(process_fixture, "close-down: two seconds of grace, then the end by force")
