@@ -293,7 +293,7 @@ TEST_CASE("race: the player shuts down while it scans")
         host.start();
         background_scan scan;
         bool down = false;
-        scan.begin({{modules.path(), 0}}, [&](std::vector<vstConfig_t> found) {
+        scan.begin({{modules.path(), 0}}, [&](const std::vector<vstConfig_t>& found) {
             CHECK(!down);
             CHECK(found.size() == 20);
             ++delivered;
