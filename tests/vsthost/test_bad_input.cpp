@@ -121,7 +121,8 @@ TEST_CASE("a library that a module needs and that is not there is named")
         {"KERNEL32.dll", "libstdc++-6.dll"},
     };
     for (const std::string& arch : arches())
-        for (const auto& [needed, absent] : cases) {
+        for (const auto& each : cases) {
+            const auto &needed = each.first, &absent = each.second;
             CAPTURE(arch);
             CAPTURE(absent);
             std::vector<uint8_t> module = read_file(effect_path(arch, "qvxGain.dll"));

@@ -49,7 +49,8 @@ TEST_CASE(
         const bool vst3 = which.version == 3;
         worker with(
             {which.arch, effect_path(which.arch, vst3 ? "qvxGain.vst3" : "qvxGain.dll"), which.version});
-        for (const auto& [channels, mask] : layouts) {
+        for (const auto& layout : layouts) {
+            const uint32_t channels = layout.first, mask = layout.second;
             CAPTURE(channels);
             CAPTURE(mask);
             const Nv::streamFormat reply = open_stream(with, {48000, channels, mask, channels, mask});
