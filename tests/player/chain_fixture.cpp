@@ -1,6 +1,5 @@
 #include "chain_fixture.h"
 
-#include "player/system/os_path.h"
 #include "player/wav/wav_file.h"
 
 #include <doctest/doctest.h>
@@ -8,19 +7,10 @@
 #include <algorithm>
 #include <cmath>
 
-namespace {
-
-constexpr size_t block_frames = 65536;
-constexpr float inaudible = 3.16227766e-5f; // -90 dB
-const std::string own_arch = sizeof(void*) == 8 ? "x64" : "x86";
-
-} // namespace
-
 sound sound::part(size_t first_frame, size_t frame_count) const
 {
-    const size_t first = first_frame * channels;
-    return {rate, channels,
-            std::vector<float>(&samples[first], samples.data() + first + frame_count * channels)};
+    const float* const first = samples.data() + first_frame * channels;
+    return {rate, channels, std::vector<float>(first, first + frame_count * channels)};
 }
 
 sound noise(uint32_t rate, uint32_t channels, size_t frames, uint32_t seed)
@@ -57,18 +47,13 @@ sound halved(sound input)
     return input;
 }
 
-size_t first_difference(const std::vector<float>& a, const std::vector<float>& b)
+size_t first_difference(const sound& a, const sound& b)
 {
-    const auto [left, right] = std::mismatch(a.begin(), a.end(), b.begin(), b.end());
-    return left == a.end() && right == b.end() ? no_difference : static_cast<size_t>(left - a.begin());
-}
-
-size_t audible_frames(const sound& of, size_t from_frame)
-{
-    size_t end = of.samples.size();
-    while (end > from_frame * of.channels && std::fabs(of.samples[end - 1]) < inaudible)
-        --end;
-    return (end + of.channels - 1) / of.channels - from_frame;
+    const auto [left, right] =
+        std::mismatch(a.samples.begin(), a.samples.end(), b.samples.begin(), b.samples.end());
+    return left == a.samples.end() && right == b.samples.end()
+               ? no_difference
+               : static_cast<size_t>(left - a.samples.begin());
 }
 
 void chain_fixture::write(const std::string& name, const sound& content) const
@@ -76,64 +61,35 @@ void chain_fixture::write(const std::string& name, const sound& content) const
     player::wav_writer writer(folder.path(name));
     writer.begin(
         {player::sample_type::float32, content.rate, content.channels, content.channels == 1 ? 4u : 3u});
-    std::vector<double> block;
-    for (size_t done = 0; done < content.frames(); done += block_frames) {
-        const size_t now = std::min(block_frames, content.frames() - done);
-        const float* const first = content.samples.data() + done * content.channels;
-        block.assign(first, first + now * content.channels);
-        writer.write(block.data(), now);
-    }
+    const std::vector<double> samples(content.samples.begin(), content.samples.end());
+    writer.write(samples.data(), content.frames());
     writer.finish();
 }
 
-sound chain_fixture::read(const std::string& name) const
+sound chain_fixture::read(const std::string& name, uint32_t* mask) const
 {
     player::wav_reader reader(folder.path(name));
     REQUIRE(reader.format().type == player::sample_type::float32);
-    sound content{reader.format().rate, reader.format().channels, {}};
-    content.samples.reserve(static_cast<size_t>(reader.frame_count()) * content.channels);
-    std::vector<double> block(block_frames * content.channels);
-    while (const size_t now = reader.read(block.data(), block_frames)) {
-        for (size_t i = 0; i < now * content.channels; ++i)
-            content.samples.push_back(static_cast<float>(block[i]));
-    }
-    return content;
+    if (mask)
+        *mask = reader.format().mask;
+    const auto frames = static_cast<size_t>(reader.frame_count());
+    std::vector<double> samples(frames * reader.format().channels);
+    for (size_t done = 0; done < frames;)
+        done += reader.read(&samples[done * reader.format().channels], frames - done);
+    return {reader.format().rate, reader.format().channels, {samples.begin(), samples.end()}};
 }
 
-uint32_t chain_fixture::mask_of(const std::string& name) const
+sound chain_fixture::render(const strings& inputs, const strings& more)
 {
-    return player::wav_reader(folder.path(name)).format().mask;
-}
-
-bool chain_fixture::exists(const std::string& name) const
-{
-    return player::path_exists(folder.path(name));
-}
-
-std::vector<std::string> chain_fixture::render_arguments(const std::vector<std::string>& inputs,
-                                                         const std::vector<std::string>& more) const
-{
-    std::vector<std::string> arguments = {"--config", folder.path("config.json"), "render"};
+    strings arguments = {"render"};
     for (const std::string& input : inputs)
         arguments.push_back(folder.path(input));
-    arguments.push_back(folder.path("out.wav"));
-    arguments.insert(arguments.end(), more.begin(), more.end());
-    return arguments;
-}
-
-program_result chain_fixture::run(const std::vector<std::string>& arguments) const
-{
-    return run_program(player(), arguments);
-}
-
-void chain_fixture::render(const std::vector<std::string>& inputs, std::vector<std::string> more)
-{
-    more.push_back("--json");
-    const program_result result = run(render_arguments(inputs, more));
+    const program_result result = run(with(with(arguments, {folder.path("out.wav"), "--json"}), more));
     err = result.err;
     CAPTURE(err);
     REQUIRE(result.exit_code == 0);
     report = nlohmann::json::parse(result.out);
+    return read("out.wav");
 }
 
 size_t chain_fixture::workers_started() const
@@ -145,36 +101,23 @@ size_t chain_fixture::workers_started() const
     return count;
 }
 
-std::string chain_fixture::effect(const std::string& file, const std::string& arch)
+std::vector<strings> mixed_chains()
 {
-    const std::string dist = dist_folder();
-    return dist.substr(0, dist.size() - own_arch.size()) + "effects\\" + arch + "\\" + file;
+    return {{"--effect", effect("qvxEcho.vst3", "x64"), "--effect", effect("qvxGain.dll", "x86")},
+            {"--effect", effect("qvxEcho.dll", "x86"), "--effect", effect("qvxGain.vst3", "x64")}};
 }
 
-std::vector<two_effects> mixed_chains()
+void check_echoed_with_tail(const sound& input, const sound& output)
 {
-    const auto chain = [](const std::string& echo, const std::string& echo_arch, const std::string& gain,
-                          const std::string& gain_arch) {
-        return std::vector<std::string>{"--effect", chain_fixture::effect(echo, echo_arch), "--effect",
-                                        chain_fixture::effect(gain, gain_arch)};
-    };
-    return {{"VST 3 in 64 bits, then VST 2 in 32", chain("qvxEcho.vst3", "x64", "qvxGain.dll", "x86")},
-            {"VST 2 in 32 bits, then VST 3 in 64", chain("qvxEcho.dll", "x86", "qvxGain.vst3", "x64")}};
-}
-
-std::vector<std::string> with(std::vector<std::string> arguments, const std::vector<std::string>& more)
-{
-    arguments.insert(arguments.end(), more.begin(), more.end());
-    return arguments;
-}
-
-sound echoed_with_tail(const sound& input, size_t tail_frames)
-{
+    constexpr float inaudible = 3.16227766e-5f; // -90 dB
     sound longer = input;
     longer.append_silence(10 * input.rate);
-    sound whole = echoed(longer);
-    const size_t audible = audible_frames(whole, input.frames());
-    CHECK(tail_frames >= audible);
-    CHECK(tail_frames < audible + tail_block);
-    return whole.part(0, std::min(input.frames() + tail_frames, whole.frames()));
+    const sound whole = echoed(longer);
+    size_t end = whole.samples.size();
+    while (std::fabs(whole.samples[end - 1]) < inaudible)
+        --end;
+    const size_t audible = (end + whole.channels - 1) / whole.channels;
+    CHECK(output.frames() >= audible);
+    REQUIRE(output.frames() < audible + tail_block);
+    CHECK(first_difference(output, halved(whole.part(0, output.frames()))) == no_difference);
 }

@@ -8,13 +8,12 @@
 
 #include <commctrl.h>
 #include <psapi.h>
-#include <tlhelp32.h>
 
 #include <doctest/doctest.h>
 
-#include <chrono>
-
 namespace {
+
+constexpr DWORD limit_ms = 30'000;
 
 struct search {
     DWORD process;
@@ -45,27 +44,25 @@ HWND find_window(DWORD process, HWND beside)
 
 } // namespace
 
-void driven_player::store_chain(const chain_fixture& files, const std::vector<std::string>& modules)
+driven_player::driven_player(const chain_fixture& files, const strings& chain, const std::string& capture)
 {
-    player::live_chain chain;
-    for (const std::string& module : modules) {
-        player::effect_options effect;
-        effect.module = module;
-        chain.add(player::make_effect_entry(effect).preset);
+    const std::string config = files.folder.path("config.json");
+    strings arguments = {"--config", config, "gui"};
+    if (!chain.empty()) {
+        arguments.push_back(files.folder.path("in.wav"));
+        player::live_chain made;
+        for (const std::string& module : chain) {
+            player::effect_options options;
+            options.module = module;
+            made.add(player::make_effect_entry(options).preset);
+        }
+        service_new<player::json_config_store>(config)->set_string(
+            player::chain_store_key, player::chain_to_text(*made.get()).c_str());
     }
-    const auto store = service_new<player::json_config_store>(files.folder.path("config.json"));
-    store->set_string(player::chain_store_key, player::chain_to_text(*chain.get()).c_str());
-}
-
-driven_player::driven_player(const chain_fixture& files, const std::vector<std::string>& arguments)
-    : files_(files)
-{
-    std::vector<std::string> all = {"--config", files.folder.path("config.json"), "gui"};
-    all.insert(all.end(), arguments.begin(), arguments.end());
-    process_ =
-        start_program(chain_fixture::player(), all, files.folder.path("out"), files.folder.path("err"));
-    if (!wait_until(
-            [&] { return (window_ = find_window(GetProcessId(process_.get()), nullptr)) != nullptr; }))
+    if (!capture.empty())
+        arguments = with(arguments, {"--capture", files.folder.path(capture)});
+    process_ = start_program(shipped("qvxplayer.exe"), arguments, files.folder);
+    if (!wait_until([&] { return (window_ = find_window(id(), nullptr)) != nullptr; }))
         throw std::runtime_error("no window came");
 }
 
@@ -91,10 +88,10 @@ void driven_player::click(int id) const
     PostMessageW(window_, WM_COMMAND, static_cast<WPARAM>(id), reinterpret_cast<LPARAM>(control(id)));
 }
 
-void driven_player::press(int id, WPARAM key) const
+void driven_player::press_in_chain(WPARAM key) const
 {
-    PostMessageW(control(id), WM_KEYDOWN, key, 1);
-    PostMessageW(control(id), WM_KEYUP, key, static_cast<LPARAM>(0xC0000001));
+    PostMessageW(control(player::ids::chain_list), WM_KEYDOWN, key, 1);
+    PostMessageW(control(player::ids::chain_list), WM_KEYUP, key, static_cast<LPARAM>(0xC0000001));
 }
 
 void driven_player::seek(double seconds) const
@@ -112,24 +109,12 @@ void driven_player::seek(double seconds) const
 
 HWND driven_player::other_window() const
 {
-    return find_window(GetProcessId(process_.get()), window_);
+    return find_window(id(), window_);
 }
 
 size_t driven_player::worker_count() const
 {
-    const win::file_handle all(CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0));
-    PROCESSENTRY32W entry{};
-    entry.dwSize = sizeof(entry);
-    size_t count = 0;
-    for (BOOL more = Process32FirstW(all.get(), &entry); more; more = Process32NextW(all.get(), &entry))
-        count += entry.th32ParentProcessID == GetProcessId(process_.get()) &&
-                 std::wstring(entry.szExeFile).starts_with(L"qvxVSTHost");
-    return count;
-}
-
-size_t driven_player::handle_count() const
-{
-    return handles_of(GetProcessId(process_.get()));
+    return children_of(id(), L"qvxVSTHost").size();
 }
 
 size_t driven_player::private_bytes() const
@@ -139,9 +124,9 @@ size_t driven_player::private_bytes() const
     return counters.PagefileUsage;
 }
 
-bool driven_player::wait_until(const std::function<bool()>& done, DWORD limit)
+bool driven_player::wait_until(const std::function<bool()>& done)
 {
-    const ULONGLONG end = GetTickCount64() + limit;
+    const ULONGLONG end = GetTickCount64() + limit_ms;
     while (!done()) {
         if (GetTickCount64() > end)
             return false;
@@ -150,29 +135,47 @@ bool driven_player::wait_until(const std::function<bool()>& done, DWORD limit)
     return true;
 }
 
-bool driven_player::hears(double seconds) const
+void driven_player::play() const
 {
-    const std::string wanted = player::time_text(seconds);
-    return wait_until([&] { return text(player::ids::time).substr(0, wanted.size()) == wanted; });
+    REQUIRE(wait_until([&] { return IsWindowEnabled(control(player::ids::play)) != 0; }));
+    click(player::ids::play);
 }
 
-driven_player::ending driven_player::close()
+bool driven_player::hears(double second) const
 {
-    const auto began = std::chrono::steady_clock::now();
+    return wait_until([&] { return text(player::ids::time).starts_with(player::time_text(second)); });
+}
+
+void driven_player::open_menu() const
+{
+    PostMessageW(window_, WM_SYSCOMMAND, SC_KEYMENU, 'm');
+    CHECK(wait_until([&] { return other_window() != nullptr; }));
+}
+
+void driven_player::open_and_close_menu() const
+{
+    open_menu();
+    CHECK(wait_until([&] {
+        PostMessageW(window_, WM_KEYDOWN, VK_ESCAPE, 1);
+        return !other_window();
+    }));
+}
+
+void driven_player::close_other_window() const
+{
+    CHECK(wait_until([&] { return other_window() != nullptr; }));
+    PostMessageW(other_window(), WM_CLOSE, 0, 0);
+    CHECK(wait_until([&] { return !other_window(); }));
+}
+
+void driven_player::close()
+{
+    const ULONGLONG began = GetTickCount64();
     PostMessageW(window_, WM_CLOSE, 0, 0);
-    ending end;
-    if (WaitForSingleObject(process_.get(), limit_ms) != WAIT_OBJECT_0)
-        throw std::runtime_error("it does not end");
-    end.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - began).count();
-    GetExitCodeProcess(process_.get(), &end.exit_code);
-    end.workers_left = worker_count();
-    return end;
-}
-
-void driven_player::close_cleanly()
-{
-    const ending end = close();
-    CHECK(end.exit_code == 0);
-    CHECK(end.workers_left == 0);
-    CHECK(end.seconds < 2);
+    REQUIRE(WaitForSingleObject(process_.get(), limit_ms) == WAIT_OBJECT_0);
+    CHECK(GetTickCount64() - began < 2000);
+    DWORD exit_code = 99;
+    GetExitCodeProcess(process_.get(), &exit_code);
+    CHECK(exit_code == 0);
+    CHECK(worker_count() == 0);
 }

@@ -3,27 +3,21 @@
 #include "player/system/os_path.h"
 #include "player/system/whole_file.h"
 #include "support/test_options.h"
-#include "win/utf.h"
 
+#include <cstdlib>
 #include <stdexcept>
 
 namespace {
 
-DWORD limit_ms()
-{
-    return test_options::long_run() ? 1'000'000 : 50'000;
-}
+const std::string own_arch = sizeof(void*) == 8 ? "x64" : "x86";
 
 win::file_handle inheritable_file(const std::string& path)
 {
     SECURITY_ATTRIBUTES inherit{sizeof(SECURITY_ATTRIBUTES), nullptr, TRUE};
     // On a busy machine Wine may still hold what the last program wrote to when its process has ended.
-    win::file_handle file(CreateFileW(player::os_path(path).c_str(), GENERIC_WRITE,
-                                      FILE_SHARE_READ | FILE_SHARE_WRITE, &inherit, CREATE_ALWAYS,
-                                      FILE_ATTRIBUTE_NORMAL, nullptr));
-    if (!file)
-        throw std::runtime_error("cannot make " + path);
-    return file;
+    return win::file_handle(CreateFileW(player::os_path(path).c_str(), GENERIC_WRITE,
+                                        FILE_SHARE_READ | FILE_SHARE_WRITE, &inherit, CREATE_ALWAYS,
+                                        FILE_ATTRIBUTE_NORMAL, nullptr));
 }
 
 std::string text_of(const std::string& path)
@@ -32,48 +26,33 @@ std::string text_of(const std::string& path)
     return bytes ? std::string(bytes->begin(), bytes->end()) : std::string();
 }
 
+std::string dist()
+{
+    const char* const folder = std::getenv("QVX_DIST");
+    if (!folder)
+        throw std::runtime_error("QVX_DIST is not set: run the tests with ./test");
+    return folder;
+}
+
 } // namespace
 
 std::string program_result::last_line() const
 {
-    if (!err.ends_with('\n'))
-        return err;
-    const size_t end = err.size() - 1;
-    const size_t before = end == 0 ? std::string::npos : err.rfind('\n', end - 1);
-    const size_t begin = before == std::string::npos ? 0 : before + 1;
-    return err.substr(begin, end - begin);
+    const size_t end = err.size() - (err.ends_with('\n') ? 1 : 0);
+    return err.substr(0, end).substr(err.substr(0, end).find_last_of('\n') + 1);
 }
 
-std::wstring join_arguments(const std::vector<std::string>& arguments)
+win::kernel_handle start_program(const std::string& program, const strings& arguments,
+                                 const temp_folder& folder)
 {
-    std::wstring line;
-    for (const std::string& argument : arguments) {
-        line += line.empty() ? L"\"" : L" \"";
-        size_t backslashes = 0;
-        for (const wchar_t c : win::to_utf16(argument)) {
-            if (c == L'"')
-                line.append(backslashes + 1, L'\\'); // each before a quote counts twice, and the quote itself
-            backslashes = c == L'\\' ? backslashes + 1 : 0;
-            line += c;
-        }
-        line.append(backslashes, L'\\');
-        line += L'"';
-    }
-    return line;
-}
-
-win::kernel_handle start_program(const std::string& program, const std::vector<std::string>& arguments,
-                                 const std::string& out_file, const std::string& err_file)
-{
-    const win::file_handle out = inheritable_file(out_file);
-    const win::file_handle err = inheritable_file(err_file);
-    std::vector<std::string> all = arguments;
-    all.insert(all.begin(), program);
-    std::wstring line = join_arguments(all);
+    const win::file_handle out = inheritable_file(folder.path("out"));
+    const win::file_handle err = inheritable_file(folder.path("err"));
+    std::wstring line = L"\"" + win::to_utf16(program) + L"\"";
+    for (const std::string& each : arguments) // a backslash before a quote counts twice
+        line += L" \"" + win::to_utf16(each) + (each.ends_with('\\') ? L"\\\"" : L"\"");
     STARTUPINFOW startup{};
     startup.cb = sizeof(startup);
     startup.dwFlags = STARTF_USESTDHANDLES;
-    startup.hStdInput = nullptr;
     startup.hStdOutput = out.get();
     startup.hStdError = err.get();
     PROCESS_INFORMATION process{};
@@ -84,37 +63,41 @@ win::kernel_handle start_program(const std::string& program, const std::vector<s
     return win::kernel_handle(process.hProcess);
 }
 
-program_result run_program(const std::string& program, const std::vector<std::string>& arguments)
+program_result run_program(const std::string& program, const strings& arguments)
 {
+    const DWORD limit_ms = test_options::long_run() ? 1'000'000 : 50'000;
     const temp_folder folder;
-    const win::kernel_handle process =
-        start_program(program, arguments, folder.path("out"), folder.path("err"));
-    const bool ended = WaitForSingleObject(process.get(), limit_ms()) == WAIT_OBJECT_0;
+    const win::kernel_handle process = start_program(program, arguments, folder);
+    const bool ended = WaitForSingleObject(process.get(), limit_ms) == WAIT_OBJECT_0;
     if (!ended) {
         TerminateProcess(process.get(), 99);
-        WaitForSingleObject(process.get(), limit_ms());
+        WaitForSingleObject(process.get(), limit_ms);
     }
-    program_result result;
     DWORD code = 0;
     GetExitCodeProcess(process.get(), &code);
-    result.exit_code = code;
-    result.out = text_of(folder.path("out"));
-    result.err = text_of(folder.path("err"));
+    program_result result = {code, text_of(folder.path("out")), text_of(folder.path("err"))};
     if (!ended)
         throw std::runtime_error("ran into the limit: " + result.err);
     return result;
 }
 
-std::string dist_folder()
+std::string shipped(const std::string& file)
 {
-    wchar_t value[32767];
-    const DWORD length = GetEnvironmentVariableW(L"QVX_DIST", value, static_cast<DWORD>(std::size(value)));
-    if (length == 0 || length >= std::size(value))
-        throw std::runtime_error("set QVX_DIST to the folder of the shipped files");
-    return win::to_utf8(std::wstring_view(value, length)) + (sizeof(void*) == 8 ? "\\x64" : "\\x86");
+    return dist() + "\\" + own_arch + "\\" + file;
 }
 
-std::string tests_folder()
+std::string effect(const std::string& file, const std::string& arch)
 {
-    return player::program_folder();
+    return dist() + "\\effects\\" + arch + "\\" + file;
+}
+
+std::string test_module(const std::string& file)
+{
+    return player::program_folder() + "\\modules\\" + file;
+}
+
+strings with(strings arguments, const strings& more)
+{
+    arguments.insert(arguments.end(), more.begin(), more.end());
+    return arguments;
 }

@@ -8,26 +8,37 @@
 #include <string>
 #include <vector>
 
+using strings = std::vector<std::string>;
+
 struct program_result {
     unsigned exit_code = 0;
     std::string out;
     std::string err;
 
-    // The last line of standard error, without its end.
-    std::string last_line() const;
+    std::string last_line() const; // of standard error, without its end
 };
 
-// The command line that a program takes apart into these arguments.
-std::wstring join_arguments(const std::vector<std::string>& arguments);
-
-// Starts the program; its standard streams go to the two files.
-win::kernel_handle start_program(const std::string& program, const std::vector<std::string>& arguments,
-                                 const std::string& out_file, const std::string& err_file);
-
+// Starts the program; its standard streams go to the files "out" and "err" of the folder. No argument may
+// have a quote in it.
+win::kernel_handle start_program(const std::string& program, const strings& arguments,
+                                 const temp_folder& folder);
 // Runs it to its end, at most 50 seconds (1000 in a long run); then it is ended and this throws.
-program_result run_program(const std::string& program, const std::vector<std::string>& arguments);
+program_result run_program(const std::string& program, const strings& arguments);
 
-// The folder of shipped files for this architecture, from the environment. Throws when it is not set.
-std::string dist_folder();
-// The folder of this test program.
-std::string tests_folder();
+// A shipped file for this architecture, an effect of either ("qvxEcho.vst3" for "x64" or "x86"), and a module
+// of the tests. The environment's QVX_DIST says where; they throw without it.
+std::string shipped(const std::string& file);
+std::string effect(const std::string& file, const std::string& arch);
+std::string test_module(const std::string& file);
+
+strings with(strings arguments, const strings& more);
+
+// The shipped player with a store of its own.
+struct player_fixture {
+    program_result run(const strings& arguments) const
+    {
+        return run_program(shipped("qvxplayer.exe"),
+                           with({"--config", folder.path("config.json")}, arguments));
+    }
+    temp_folder folder;
+};

@@ -25,7 +25,7 @@ std::vector<uint8_t> bytes(std::string_view text)
 
 } // namespace
 
-TEST_CASE("store: values are on the disk when a set returns, in a folder that did not exist")
+TEST_CASE("store: values are on the disk when a set returns; another user's and unknown ones stay")
 {
     const temp_folder folder;
     const std::string path = folder.path("a\\b\\config.json");
@@ -33,8 +33,10 @@ TEST_CASE("store: values are on the disk when a set returns, in a folder that di
     CHECK_FALSE(path_exists(path)); // reading makes nothing
     CHECK(text_of(*store, "key", "fallback") == "fallback");
     CHECK(store->get_bool("switch", true));
+    replace_whole_file(path, bytes(R"({"other": [1, {"x": null}]})"));
+    const auto other = service_new<json_config_store>(path);
     store->set_string("key", "C:\\A\nC:\\B \xC3\xA4\"");
-    store->set_bool("switch", false);
+    other->set_bool("switch", false);
 
     const auto again = service_new<json_config_store>(path);
     CHECK(text_of(*again, "key") == "C:\\A\nC:\\B \xC3\xA4\"");
@@ -42,22 +44,9 @@ TEST_CASE("store: values are on the disk when a set returns, in a folder that di
     // A key of another type is as good as none.
     CHECK(text_of(*again, "switch", "fallback") == "fallback");
     CHECK(again->get_bool("key", true));
+    CHECK(nlohmann::json::parse(*read_whole_file(path, 1000))["other"] ==
+          nlohmann::json::parse(R"([1, {"x": null}])"));
     CHECK(std::distance(std::filesystem::directory_iterator(win::to_utf16(folder.path("a\\b"))), {}) == 1);
-}
-
-TEST_CASE("store: two users of one file keep each other's values, and unknown ones stay")
-{
-    const temp_folder folder;
-    folder.write("config.json", bytes(R"({"other": [1, {"x": null}]})"));
-    const auto a = service_new<json_config_store>(folder.path("config.json"));
-    const auto b = service_new<json_config_store>(folder.path("config.json"));
-    a->set_string("a", "1");
-    b->set_string("b", "2");
-    const auto c = service_new<json_config_store>(folder.path("config.json"));
-    CHECK(text_of(*c, "a") == "1");
-    CHECK(text_of(*c, "b") == "2");
-    const auto raw = nlohmann::json::parse(*read_whole_file(folder.path("config.json"), 1000));
-    CHECK(raw["other"] == nlohmann::json::parse(R"([1, {"x": null}])"));
 }
 
 TEST_CASE("store: a broken file is an error that names it, and is never overwritten")
@@ -84,12 +73,12 @@ TEST_CASE("store: a broken file is an error that names it, and is never overwrit
 TEST_CASE("store: a process that is ended while it saves leaves the old or the new store")
 {
     const temp_folder folder;
-    const std::string path = folder.path("config.json");
-    const std::string writer = tests_folder() + "\\config_store_writer.exe";
+    const std::string path = folder.path("new\\config.json"); // in a folder that does not exist yet
+    const std::string writer = program_folder() + "\\config_store_writer.exe";
     std::string seen;
     for (unsigned round = 0; round < 12; ++round) {
         DeleteFileW(os_path(path + ".started").c_str());
-        const auto process = start_program(writer, {path}, folder.path("out"), folder.path("err"));
+        const auto process = start_program(writer, {path}, folder);
         const ULONGLONG began = GetTickCount64();
         while (!path_exists(path + ".started")) {
             REQUIRE(GetTickCount64() - began < 30'000);

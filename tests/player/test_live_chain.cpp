@@ -1,10 +1,11 @@
 #include "player/chain/live_chain.h"
 #include "player/services/piece_cutter.h"
 #include "sdk/dsp_chain_config_impl.h"
+#include "support/chunks.h"
 
 #include <doctest/doctest.h>
 
-#include <limits>
+#include <cmath>
 #include <numeric>
 
 using namespace player;
@@ -62,40 +63,29 @@ TEST_CASE("live chain: a whole new list keeps the DSPs that it keeps")
 
 TEST_CASE("pieces of a stream: their length, a format that changes, intervals out of range")
 {
-    const struct {
-        double seconds;
-        size_t frames;
-    } rows[] = {{0.01, 10}, {0.1, 100}, {0, 5},
-                {-1, 5},    {50, 1000}, {std::numeric_limits<double>::quiet_NaN(), 5}};
-    for (const auto& row : rows) {
-        CAPTURE(row.seconds);
-        piece_cutter cutter(row.seconds);
-        std::vector<double> came;
+    const std::pair<double, size_t> rows[] = {{0.01, 10}, {0.1, 100}, {0, 5},
+                                              {-1, 5},    {50, 1000}, {std::nan(""), 5}};
+    for (const auto& [seconds, frames] : rows) {
+        CAPTURE(seconds);
+        piece_cutter cutter(seconds);
+        std::vector<double> came, expected;
         std::vector<size_t> lengths;
-        double next = 0;
-        const auto feed = [&](size_t frames, uint32_t channels) {
-            audio_chunk_impl_t chunk;
-            chunk.set_data_size(frames * channels);
-            chunk.set_sample_rate(1000);
-            chunk.set_channels(channels, 0);
-            chunk.set_sample_count(frames);
-            std::iota(chunk.get_data(), chunk.get_data() + frames * channels, next);
-            next += static_cast<double>(frames * channels);
-            for (size_t frame = 0; frame < frames;) {
+        // Two whole ones and 7 frames, or what is left of them; the other format ends what was begun.
+        for (const auto& [count, channels] :
+             {std::pair<size_t, uint32_t>{7, 2}, {2 * frames, 2}, {frames, 1}}) {
+            audio_chunk_impl_t chunk = chunk_of(0, count, channels, 0, 1000);
+            double* const data = chunk.get_data();
+            std::iota(data, data + count * channels, static_cast<double>(expected.size()));
+            expected.insert(expected.end(), data, data + count * channels);
+            for (size_t frame = 0; frame < count;) {
                 if (!cutter.take(chunk, frame))
                     continue;
                 const audio_chunk& piece = cutter.piece();
                 lengths.push_back(piece.get_sample_count());
                 came.insert(came.end(), piece.get_data(), piece.get_data() + piece.get_used_size());
             }
-        };
-        feed(7, 2);
-        feed(2 * row.frames, 2); // two whole ones and 7 frames, or what is left of them
-        feed(row.frames, 1);     // the other format ends what was begun
-        std::vector<double> expected(came.size());
-        std::iota(expected.begin(), expected.end(), 0.0);
+        }
         CHECK(came == expected); // nothing is lost, doubled or moved
-        CHECK(came.size() == 14 + 5 * row.frames);
-        CHECK(std::count(lengths.begin(), lengths.end(), row.frames) >= 3);
+        CHECK(std::ranges::count(lengths, frames) >= 3);
     }
 }

@@ -1,168 +1,172 @@
-#include "player/host/player_host.h"
+// Callbacks on the main thread, background tasks and threads as components use them, and the order in which
+// everything ends.
 
-#include "player/services/json_config_store.h"
-#include "player/system/player_error.h"
-#include "run_program.h"
+#include "running_host.h"
+
 #include "sdk/abort_callback_impl.h"
 #include "sdk/console.h"
 #include "sdk/initquit.h"
-#include "sdk/threads.h"
 
 #include <doctest/doctest.h>
 
+#include <array>
 #include <thread>
 
 using namespace player;
 
 namespace {
 
-service_ptr_t<config_store> any_store(const temp_folder& folder)
+// Adds one to a counter when it goes.
+using last = std::shared_ptr<std::atomic<int>>;
+last goodbye(std::atomic<int>& counter, const std::function<void()>& also = {})
 {
-    return service_new<json_config_store>(folder.path("config.json"));
+    return last(&counter, [also](std::atomic<int>* it) {
+        if (also)
+            also();
+        ++*it;
+    });
 }
 
-// Writes down what happens to it.
 class recording_actions : public initquit {
 public:
     using service_interface = initquit;
-    explicit recording_actions(std::vector<std::string>& log)
-        : log_(log)
+    explicit recording_actions(std::function<void(const std::string&)> add)
+        : add_(std::move(add))
     {
     }
-    void on_init() override { log_.push_back("init"); }
+    void on_init() override { add_("init"); }
     void on_quit() override
     {
         // Still within reach while the others quit.
         service_get_unique<config_store>()->set_bool("quit", true);
-        log_.push_back(core_api::get_host().is_shutting_down() ? "quit" : "quit too early");
+        add_(core_api::get_host().is_shutting_down() ? "quit" : "quit too early");
         throw std::runtime_error("quit failed");
     }
 
 private:
-    std::vector<std::string>& log_;
-};
-
-// Counts the work items that exist.
-class work : public runnable {
-public:
-    using service_interface = runnable;
-    work(std::function<void()> body, std::atomic<int>& alive)
-        : body_(std::move(body))
-        , alive_(alive)
-    {
-        ++alive_;
-    }
-    ~work() { --alive_; }
-    void run() noexcept override { body_(); }
-
-private:
-    std::function<void()> body_;
-    std::atomic<int>& alive_;
+    std::function<void(const std::string&)> add_;
 };
 
 } // namespace
 
-TEST_CASE("host: everything ends in its order, also when a step fails")
+TEST_CASE("main thread: callbacks run there, later, in the order they were posted")
 {
-    const temp_folder folder;
+    running_host test;
+    callback_queue& queue = test.host.main_queue();
+    std::vector<int> ran;
+    const auto note = [&](int number) {
+        core_api::ensure_main_thread();
+        ran.push_back(number);
+    };
+    post_to_main_thread([&] {
+        note(0);
+        // As a dialog's message loop does. What is posted now comes after what is there already.
+        post_to_main_thread([&] { note(3); });
+        queue.run_pending();
+        note(4);
+    });
+    post_to_main_thread([&] { note(1); });
+    post_to_main_thread([&] {
+        note(2);
+        throw std::runtime_error("nobody's business");
+    });
+    CHECK(ran.empty());
+    queue.run_pending();
+    CHECK(ran == std::vector<int>{0, 1, 2, 3, 4});
+
+    // Posting again and again does not keep the loop from its other work.
+    std::function<void()> again = [&] {
+        note(-1);
+        post_to_main_thread(again);
+    };
+    again();
+    ran.clear();
+    queue.run_pending();
+    CHECK(ran == std::vector<int>{-1});
+
+    constexpr int posts = 500;
+    std::array<int, 4> next{};
+    int wrong = 0;
+    std::vector<std::thread> threads;
+    for (int& of_thread : next)
+        threads.emplace_back([&] {
+            for (int i = 0; i < posts; ++i)
+                post_to_main_thread([&, i] { wrong += of_thread++ != i; });
+        });
+    CHECK(queue.run_until(
+        [&] {
+            return next == std::array{posts, posts, posts, posts};
+        },
+        std::chrono::seconds(20)));
+    CHECK(wrong == 0);
+    for (std::thread& thread : threads)
+        thread.join();
+}
+
+TEST_CASE("host: everything ends in its order, also when a step fails, and what has not begun is dropped")
+{
     std::vector<std::string> log;
     std::mutex log_mutex;
     const auto add = [&](const std::string& text) {
         const std::lock_guard lock(log_mutex);
         log.push_back(text);
     };
-    player_host host([&](std::string_view line) { add("console: " + std::string(line)); }, any_store(folder));
-    host.add_service(initquit::class_guid, service_new<recording_actions>(log));
-    host.start();
+    std::atomic<int> gone{0}, begun{0}, ran{0};
+    const auto post = [&] { post_to_main_thread([it = goodbye(gone), &ran] { ++ran; }); };
+    running_host test(
+        [&](player_host& host) {
+            host.add_service(initquit::class_guid, service_new<recording_actions>(add));
+        },
+        [&](std::string_view line) { add("console: " + std::string(line)); });
     abort_callback& token = service_get_unique<app_abort>()->get_token();
-    run_detached([&] {
-        // What a relay thread does: lives until the token is set, and says something at the end.
+    post();
+    post_to_main_thread([it = goodbye(gone, post), &ran] { ++ran; }); // whose end posts another
+    constexpr int most = static_cast<int>(task_runner::most_threads), tasks = most + 5;
+    for (int i = 0; i < tasks; ++i)
+        run_in_background([&, it = goodbye(gone)] {
+            ++begun;
+            WaitForSingleObject(token.get_abort_event(), 20'000);
+            Sleep(100);
+            run_in_background([&, later = goodbye(gone)] { ++begun; });
+        });
+    for (int i = 0; i < 2000 && begun != most; ++i)
+        Sleep(10);
+    // What a relay thread does: lives until the token is set, and says something at the end.
+    run_detached([&, it = goodbye(gone)] {
         WaitForSingleObject(token.get_abort_event(), 20'000);
         Sleep(200);
+        post();
         add("thread ended");
         console::print("last words");
     });
     CHECK_FALSE(token.is_aborting());
-    CHECK(host.shut_down([&] {
+    CHECK(gone == 0);
+    CHECK(test.host.shut_down([&] {
         add(token.is_aborting() ? "instances" : "instances before the token");
+        post();
         throw std::runtime_error("stuck");
     }));
     CHECK(log == std::vector<std::string>{"init", "instances", "console: destroying DSP instances: stuck",
                                           "quit", "console: quit action: quit failed", "thread ended",
                                           "console: last words"});
-    CHECK(any_store(folder)->get_bool("quit", false));
+    CHECK(service_new<json_config_store>(test.folder.path("config.json"))->get_bool("quit", false));
+    CHECK(begun == most);
+    CHECK(ran == 0);
+    CHECK(gone == 5 + tasks + most + 1); // posted, the tasks, theirs and the thread's work
 }
 
 TEST_CASE("threads: waiting for them is bounded, and covers those that start meanwhile")
 {
-    const auto pool = service_new<thread_pool>();
-    std::atomic<int> alive{0};
+    running_host test;
+    std::atomic<int> gone{0};
     abort_callback_impl release;
-    CHECK(pool->wait_until_idle(std::chrono::milliseconds(0)));
-    pool->run_detached(*service_new<work>(
-        [&] {
-            WaitForSingleObject(release.get_abort_event(), 20'000);
-            pool->run_detached(*service_new<work>([] { Sleep(100); }, alive));
-        },
-        alive));
-    const auto began = std::chrono::steady_clock::now();
-    CHECK_FALSE(pool->wait_until_idle(std::chrono::milliseconds(100)));
-    CHECK(std::chrono::steady_clock::now() - began < std::chrono::seconds(10));
+    CHECK(test.host.let_threads_end(std::chrono::milliseconds(0)));
+    run_detached([&, it = goodbye(gone)] {
+        WaitForSingleObject(release.get_abort_event(), 20'000);
+        run_detached([it = goodbye(gone)] { Sleep(100); });
+    });
+    CHECK_FALSE(test.host.let_threads_end(std::chrono::milliseconds(100)));
     release.abort();
-    CHECK(pool->wait_until_idle(std::chrono::seconds(20)));
-    CHECK(alive == 0); // work items are gone, not only done
-}
-
-TEST_CASE("file system: paths, listing, reading and writing, and which failures are which")
-{
-    const temp_folder folder;
-    player_host host({}, any_store(folder));
-    host.start();
-    abort_callback_impl abort;
-    const std::string root = folder.path();
-    CHECK(native_path("file://" + root + "\\") == root);
-    std::string slashes = root;
-    std::replace(slashes.begin(), slashes.end(), '\\', '/');
-    CHECK(native_path("file:///" + slashes) == root);
-    CHECK(native_path("C:/") == "C:\\");
-    CHECK(native_path("http://x/y") == "http://x/y");
-    CHECK_FALSE(filesystem_for_path("http://x/y"));
-
-    const auto disk = filesystem_for_path(root.c_str());
-    REQUIRE(disk);
-    const std::string deep = "\xC3\xA4" + std::string(120, 'd');
-    folder.make(deep);
-    folder.make(deep + "\\" + deep);
-    const std::string file_path = folder.path(deep + "\\" + deep + "\\f.bin"); // beyond 260 characters
-    service_ptr_t<file> opened;
-    disk->open(opened, file_path.c_str(), filesystem::open_mode::write, abort);
-    opened->write("12345", 5, abort);
-    opened.release();
-    disk->open(opened, file_path.c_str(), filesystem::open_mode::read, abort);
-    CHECK(opened->get_size(abort) == 5);
-    char buffer[10] = {};
-    CHECK(opened->read(buffer, 10, abort) == 5);
-    CHECK(std::string(buffer) == "12345");
-
-    struct : folder_listing {
-        void on_entry(bool is_folder, const char* name, const char* full_path) override
-        {
-            rows.push_back((is_folder ? "folder " : "file ") + std::string(name) + " " + full_path);
-        }
-        std::vector<std::string> rows;
-    } listing;
-    disk->list_folder(folder.path(deep + "\\" + deep + "\\").c_str(), listing, abort);
-    CHECK(listing.rows == std::vector<std::string>{"file f.bin " + file_path});
-
-    const auto open_path = [&](const std::string& path) {
-        disk->open(opened, path.c_str(), filesystem::open_mode::read, abort);
-    };
-    CHECK_THROWS_AS(open_path(folder.path("none")), exception_io_not_found);
-    CHECK_THROWS_AS(open_path(folder.path("none\\none")), exception_io_not_found);
-    CHECK_THROWS_AS(open_path(root), exception_io_denied); // a folder
-    CHECK_THROWS_AS(disk->list_folder(folder.path("none").c_str(), listing, abort), exception_io_not_found);
-    CHECK_THROWS_AS(disk->list_folder(file_path.c_str(), listing, abort), exception_io_not_found);
-    abort.abort();
-    CHECK_THROWS_AS(open_path(file_path), exception_aborted);
-    CHECK_THROWS_AS(disk->list_folder(root.c_str(), listing, abort), exception_aborted);
+    CHECK(test.host.let_threads_end(std::chrono::seconds(20)));
+    CHECK(gone == 2); // the work is gone, not only done
 }

@@ -69,32 +69,28 @@ TEST_CASE("samples: golden bytes, rounding to the nearest step and clipping of e
 
 TEST_CASE("samples: every value of the small types and the corners of the wide ones come back as they were")
 {
-    std::vector<uint8_t> all8, all16;
-    for (int i = 0; i < 256; ++i)
-        all8.push_back(static_cast<uint8_t>(i));
-    for (int i = 0; i < 65536; ++i) {
-        all16.push_back(static_cast<uint8_t>(i));
-        all16.push_back(static_cast<uint8_t>(i >> 8));
-    }
-    CHECK(packed(sample_type::int8, unpacked(sample_type::int8, all8)) == all8);
-    CHECK(packed(sample_type::int16, unpacked(sample_type::int16, all16)) == all16);
+    std::vector<uint8_t> all(2 * 65536);
+    for (size_t i = 0; i < all.size(); ++i)
+        all[i] = static_cast<uint8_t>(i % 2 ? i / 2 >> 8 : i / 2);
     const std::vector<uint8_t> corners = {0, 0, 0,    0xFF, 0xFF, 0xFF, 1,    0,    0,    0xFF, 0xFF, 0x7F,
                                           0, 0, 0x80, 1,    0,    0x80, 0x56, 0x34, 0x12, 0xAA, 0xBB, 0xCC};
-    CHECK(packed(sample_type::int24, unpacked(sample_type::int24, corners)) == corners);
-    CHECK(packed(sample_type::int32, unpacked(sample_type::int32, corners)) == corners);
-    CHECK(unpacked(sample_type::int16, {0, 0x80}) == std::vector<double>{-1.0});
-    CHECK(unpacked(sample_type::int24, {0xFF, 0xFF, 0xFF}) == std::vector<double>{-1.0 / 8388608});
-}
-
-TEST_CASE("samples: 64-bit floats pass bit for bit, signalling NaNs included")
-{
     const uint64_t patterns[] = {0,
                                  0x8000000000000000,  // -0
                                  1,                   // the smallest subnormal
                                  0x7FF0000000000001,  // signalling NaN
                                  0xFFF8DEADBEEF0001,  // NaN with a payload
                                  0x7FEFFFFFFFFFFFFF}; // the largest number
-    std::vector<uint8_t> bytes(sizeof(patterns));
-    std::memcpy(bytes.data(), patterns, sizeof(patterns));
-    CHECK(packed(sample_type::float64, unpacked(sample_type::float64, bytes)) == bytes);
+    std::vector<uint8_t> floats(sizeof(patterns));
+    std::memcpy(floats.data(), patterns, sizeof(patterns));
+    const std::pair<sample_type, const std::vector<uint8_t>&> rows[] = {{sample_type::int8, all},
+                                                                        {sample_type::int16, all},
+                                                                        {sample_type::int24, corners},
+                                                                        {sample_type::int32, corners},
+                                                                        {sample_type::float64, floats}};
+    for (const auto& [type, bytes] : rows) {
+        CAPTURE(sample_type_name(type));
+        CHECK(packed(type, unpacked(type, bytes)) == bytes);
+    }
+    CHECK(unpacked(sample_type::int16, {0, 0x80}) == std::vector<double>{-1.0});
+    CHECK(unpacked(sample_type::int24, {0xFF, 0xFF, 0xFF}) == std::vector<double>{-1.0 / 8388608});
 }

@@ -2,9 +2,7 @@
 
 #include "catalogue/image_builder.h"
 #include "player/commands/scan_progress.h"
-#include "player/system/os_path.h"
 #include "run_program.h"
-#include "support/folder_link.h"
 
 #include <doctest/doctest.h>
 #include <nlohmann/json.hpp>
@@ -15,130 +13,132 @@ using namespace player;
 
 namespace {
 
-using strings = std::vector<std::string>;
-
-struct scan_fixture {
-    strings with_config(strings arguments) const
+// While it lives, "circle" in a folder leads to the folder above, if this system can do that.
+class circle {
+public:
+    explicit circle(const std::string& folder)
+        : folder_(win::to_utf16(folder))
     {
-        arguments.insert(arguments.begin(), {"--config", settings.path("config.json")});
-        return arguments;
+        if (on_wine())
+            run_native(L"ln -s .. circle", true);
+        else
+            CreateSymbolicLinkW(link().c_str(), L"..",
+                                SYMBOLIC_LINK_FLAG_DIRECTORY | SYMBOLIC_LINK_FLAG_ALLOW_UNPRIVILEGED_CREATE);
     }
-    program_result run(const strings& arguments) const
+    ~circle()
     {
-        return run_program(dist_folder() + "\\qvxplayer.exe", with_config(arguments));
+        if (on_wine())
+            run_native(L"rm circle", false);
     }
-    // The files and folders of a tree as the system lists them: files first, then each folder.
-    void independent_listing(const std::string& folder, strings& modules) const
+    circle(const circle&) = delete;
+    circle& operator=(const circle&) = delete;
+    bool is_there() const
     {
-        strings folders;
-        WIN32_FIND_DATAW entry;
-        const HANDLE find = FindFirstFileW(os_path(top.path(folder) + "\\*").c_str(), &entry);
-        REQUIRE(find != INVALID_HANDLE_VALUE);
-        do {
-            const std::string name = win::to_utf8(entry.cFileName);
-            const std::string path = folder + "\\" + name;
-            if (name == "." || name == "..")
-                continue;
-            if (entry.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY)
-                folders.push_back(path);
-            else if (std::count(written.begin(), written.end(), path) != 0)
-                modules.push_back(path);
-        } while (FindNextFileW(find, &entry));
-        FindClose(find);
-        for (const std::string& path : folders) {
-            if (!path.ends_with("circle"))
-                independent_listing(path, modules);
-        }
-    }
-    void write_module(const std::string& name, image_builder image = {})
-    {
-        top.write(name, image.build());
-        written.push_back(name);
+        const DWORD attributes = GetFileAttributesW(link().c_str());
+        return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_REPARSE_POINT);
     }
 
-    temp_folder top, settings;
-    strings written; // modules
+private:
+    std::wstring link() const { return folder_ + L"\\circle"; }
+    static bool on_wine()
+    {
+        return GetProcAddress(GetModuleHandleW(L"ntdll"), "wine_get_version") != nullptr;
+    }
+    // Wine has no links of its own but says it made one; there the build machine's programs do it. Waits
+    // until the link is there or is not; a native program's handle does not tell when it has run.
+    void run_native(std::wstring command, bool expected) const
+    {
+        const std::wstring program = L"\\\\?\\unix\\bin\\" + command.substr(0, 2);
+        STARTUPINFOW startup{};
+        startup.cb = sizeof(startup);
+        PROCESS_INFORMATION process{};
+        if (!CreateProcessW(program.c_str(), command.data(), nullptr, nullptr, FALSE, 0, nullptr,
+                            folder_.c_str(), &startup, &process))
+            return;
+        CloseHandle(process.hProcess);
+        CloseHandle(process.hThread);
+        for (int i = 0; i < 500 && is_there() != expected; ++i)
+            Sleep(10);
+    }
+
+    std::wstring folder_;
 };
 
 } // namespace
 
 TEST_CASE("scan command: long paths, names of every script, bundles, links in a circle; order and duplicates")
 {
-    scan_fixture test;
+    const player_fixture test;
+    const temp_folder& top = test.folder;
     const std::string hall = "\xE6\xAE\x8B\xE9\x9F\xBF \xF0\x9F\x8E\xB5"; // in no code page
-    const std::string deep = "d\\" + std::string(120, 'x');
-    for (const std::string& folder :
-         {std::string("d"), deep, deep + "\\" + std::string(120, 'y'), "d\\" + hall, std::string("d\\B.vst3"),
-          std::string("d\\B.vst3\\Contents"), std::string("d\\B.vst3\\Contents\\x86_64-win")})
-        test.top.make(folder);
-    test.write_module(deep + "\\" + std::string(120, 'y') + "\\" + std::string(100, 'z') + ".dll");
-    test.write_module("d\\" + hall + "\\" + hall + ".DLL");
+    const std::string deep = "d\\" + std::string(120, 'x'), deeper = deep + "\\" + std::string(120, 'y');
+    for (const std::string& folder : {std::string("d"), deep, deeper, "d\\" + hall, std::string("d\\B.vst3"),
+                                      std::string("d\\B.vst3\\Contents"),
+                                      std::string("d\\B.vst3\\Contents\\x86_64-win"), std::string("empty")})
+        top.make(folder);
     image_builder vst3;
     vst3.names = {"GetPluginFactory"};
-    test.write_module("d\\B.vst3\\Contents\\x86_64-win\\B.vst3", vst3);
-    test.write_module("d\\second.vst3", vst3);
-    test.write_module("d\\first.dll", image_builder::pe32());
-    test.top.write("d\\text.dll", {'t'});
-    test.top.write("d\\other.exe", image_builder().build());
-    const folder_link circle(test.top.path("d"), test.top.path(deep + "\\circle"));
-    REQUIRE(circle);
-
+    // As they are found: a folder's files before its folders, each in the system's order.
+    const std::pair<std::string, image_builder> modules[] = {
+        {"d\\first.dll", image_builder::pe32()},
+        {"d\\second.vst3", vst3},
+        {"d\\B.vst3\\Contents\\x86_64-win\\B.vst3", vst3},
+        {deeper + "\\" + std::string(100, 'z') + ".dll", image_builder()},
+        {"d\\" + hall + "\\" + hall + ".DLL", image_builder()},
+    };
     strings expected;
-    test.independent_listing("d", expected);
-    REQUIRE(expected.size() == test.written.size());
-    const program_result result = test.run({"scan", "--json", test.top.path("d"), test.top.path("d") + "\\"});
+    for (auto [name, image] : modules) {
+        top.write(name, image.build());
+        expected.push_back(top.path(name));
+    }
+    top.write("d\\text.dll", {'t'});
+    top.write("d\\other.exe", image_builder().build());
+    const circle link(top.path(deep));
+    REQUIRE(link.is_there());
+
+    const program_result result = test.run({"scan", "--json", top.path("d"), top.path("d") + "\\"});
     CAPTURE(result.err);
     REQUIRE(result.exit_code == 0);
     CHECK(result.err.empty());
+    strings found;
     const auto list = nlohmann::json::parse(result.out);
-    REQUIRE(list.size() == 2 * expected.size());
-    for (size_t i = 0; i < list.size(); ++i)
-        CHECK(list[i]["path"] == test.top.path(expected[i % expected.size()]));
-    const auto first =
-        std::find_if(list.begin(), list.end(), [](const auto& row) { return row["name"] == "first"; });
-    REQUIRE(first != list.end());
+    for (const auto& each : list)
+        found.push_back(each["path"]);
+    CHECK(found == with(expected, expected));
     const nlohmann::json row = {{"displayName", "first (VST v2, 32-bit)"},
                                 {"name", "first"},
-                                {"path", test.top.path("d\\first.dll")},
+                                {"path", expected[0]},
                                 {"arch", "x86"},
                                 {"vstVersion", 2}};
-    CHECK(*first == row);
+    CHECK(list[0] == row);
 
     // The folders of the settings; what is a line here.
-    REQUIRE(test.run({"settings", "folders=" + test.top.path("d\\" + hall) + ";" + test.top.path("gone")})
-                .exit_code == 0);
+    REQUIRE(test.run({"settings", "folders=" + top.path("d\\" + hall) + ";" + top.path("gone")}).exit_code ==
+            0);
     const program_result text = test.run({"scan"});
     CHECK(text.err.empty());
-    CHECK(text.out.starts_with(hall + " (VST v2, 64-bit)  " + test.top.path(test.written[1]) + "\n"));
-}
+    CHECK(text.out.starts_with(hall + " (VST v2, 64-bit)  " + expected[4] + "\n"));
 
-TEST_CASE("scan command: folders that are none are named before anything is scanned")
-{
-    scan_fixture test;
-    test.top.make("a");
-    test.write_module("a\\x.dll");
-    const std::string a = test.top.path("a");
-    const std::pair<std::string, std::string> rows[] = {
-        {test.top.path("none"), "none: cannot be scanned"},
-        {test.top.path("none\\none"), "none\\none: cannot be scanned"},
-        {a + "\\x.dll", "x.dll: is a file"},
-        {"http://x/y", "http://x/y: cannot be scanned"},
-    };
-    for (const auto& [folder, line] : rows) {
-        const program_result result = test.run({"scan", a, folder});
-        CAPTURE(result.err);
-        CHECK(result.exit_code == 1);
-        CHECK(result.out.empty());
-        CHECK(result.err.starts_with("qvxplayer: "));
-        CHECK(result.err.find(line) != std::string::npos);
-        CHECK(std::count(result.err.begin(), result.err.end(), '\n') == 1);
-    }
-    test.top.make("empty");
-    const program_result nothing = test.run({"scan", test.top.path("empty")});
+    const program_result nothing = test.run({"scan", top.path("empty")});
     CHECK(nothing.exit_code == 0);
     CHECK(nothing.out.empty());
     CHECK(nothing.last_line().starts_with("qvxplayer: scan: no effects found"));
-    CHECK(test.run({"scan", "--json", test.top.path("empty")}).out == "[]\n");
+    CHECK(test.run({"scan", "--json", top.path("empty")}).out == "[]\n");
+    // Folders that are none are named before anything is scanned.
+    const std::pair<std::string, std::string> refusals[] = {
+        {top.path("none"), "none: cannot be scanned"},
+        {expected[0], "first.dll: is a file"},
+        {"http://x/y", "http://x/y: cannot be scanned"},
+    };
+    for (const auto& [folder, line] : refusals) {
+        const program_result refused = test.run({"scan", top.path("d"), folder});
+        CAPTURE(refused.err);
+        CHECK(refused.exit_code == 1);
+        CHECK(refused.out.empty());
+        CHECK(refused.err.starts_with("qvxplayer: "));
+        CHECK(refused.err.find(line) != std::string::npos);
+        CHECK(std::count(refused.err.begin(), refused.err.end(), '\n') == 1);
+    }
 }
 
 TEST_CASE("scan progress: as wide as the line at most, with the end of a long path")

@@ -1,13 +1,15 @@
 // What the player answers when a component asks for the chain, the stream, a hash or a look.
 
-#include "player/host/player_host.h"
-#include "player/services/json_config_store.h"
+#include "running_host.h"
+
 #include "player/services/system_shell.h"
-#include "sdk/dsp_chain_config_impl.h"
-#include "sdk/dsp_config_manager.h"
+#include "player/window/menu_model.h"
+#include "player/window/shortcuts.h"
+#include "run_program.h"
+#include "sdk/abort_callback_impl.h"
 #include "sdk/hasher_md5.h"
-#include "sdk/shell.h"
-#include "support/temp_folder.h"
+#include "support/chunks.h"
+#include "support/presets.h"
 
 #include <doctest/doctest.h>
 
@@ -16,17 +18,6 @@
 using namespace player;
 
 namespace {
-
-struct running_host {
-    explicit running_host(const std::function<void(player_host&)>& prepare = {})
-    {
-        if (prepare)
-            prepare(host);
-        host.start();
-    }
-    temp_folder folder;
-    player_host host{{}, service_new<json_config_store>(folder.path("config.json"))};
-};
 
 class listener : public playback_stream_capture_callback_impl {
 public:
@@ -44,17 +35,6 @@ public:
     std::function<void()> then;
 };
 
-void feed(player_host& host, double value, size_t frames)
-{
-    audio_chunk_impl_t chunk;
-    chunk.set_data_size(frames);
-    chunk.set_sample_rate(1000);
-    chunk.set_channels(1, 4);
-    chunk.set_sample_count(frames);
-    std::fill_n(chunk.get_data(), frames, value);
-    host.capture().feed(chunk);
-}
-
 int heard; // theme changes
 
 LRESULT CALLBACK hearing_procedure(HWND window, UINT message, WPARAM first, LPARAM second)
@@ -63,19 +43,17 @@ LRESULT CALLBACK hearing_procedure(HWND window, UINT message, WPARAM first, LPAR
     return DefWindowProcW(window, message, first, second);
 }
 
-class scripted_shell : public shell_service {
-public:
-    using service_interface = shell_service;
-    void show_popup(void*, const char* text, const char*, popup_kind) override { shown.push_back(text); }
-    bool get_open_file_name(void*, const char*, const char*, const char*, const char*, bool,
-                            string_out&) override
-    {
-        return false;
+// "A more(- B) x"
+std::string shape(const std::vector<menu_entry>& list)
+{
+    std::string text;
+    for (const menu_entry& each : list) {
+        text += (text.empty() ? "" : ", ") + each.text;
+        if (each.what == menu_entry::kind::group)
+            text += "(" + shape(each.children) + ")";
     }
-    bool browse_for_folder(void*, const char*, string_out&) override { return false; }
-    bool execute(void*, const char*, const char*, const char*) override { return false; }
-    std::vector<std::string> shown;
-};
+    return text;
+}
 
 } // namespace
 
@@ -96,8 +74,11 @@ TEST_CASE("services: the captured stream comes in pieces, from the message loop,
 {
     running_host test;
     callback_queue& loop = test.host.main_queue();
+    const auto feed = [&](double value, size_t frames) {
+        test.host.capture().feed(chunk_of(value, frames, 1, 4, 1000));
+    };
     auto first = std::make_unique<listener>(0.01), second = std::make_unique<listener>(0.02);
-    std::thread([&] { feed(test.host, 1, 25); }).join();
+    std::thread([&] { feed(1, 25); }).join();
     CHECK(first->came.empty()); // never from inside
     loop.run_pending();
     CHECK(first->came.size() == 2);
@@ -105,25 +86,25 @@ TEST_CASE("services: the captured stream comes in pieces, from the message loop,
     // A callback that runs a loop, adds one, and gives both others up.
     std::unique_ptr<listener> third;
     first->then = [&] {
-        feed(test.host, 3, 20);
+        feed(3, 20);
         loop.run_pending();
         third = std::make_unique<listener>(0.01);
         second.reset();
         throw std::runtime_error("nobody's business");
     };
-    feed(test.host, 2, 20);
+    feed(2, 20);
     loop.run_pending();
     CHECK(first->came == std::vector<double>{1, 1, 1, 2, 2, 3});
     CHECK(third->came == std::vector<double>{3, 3}); // not the chunk that was on its way
     // A main thread that is busy loses the oldest and keeps the bound.
     third->came.clear();
     for (int i = 0; i < 1000; ++i)
-        feed(test.host, i, 10);
+        feed(i, 10);
     loop.run_pending();
     CHECK(third->came.size() == stream_capture::most_waiting);
     CHECK(third->came.back() == 999);
     // Who comes next hears nothing that was before.
-    feed(test.host, 5, 10);
+    feed(5, 10);
     first.reset();
     third.reset();
     listener late(0.01);
@@ -160,6 +141,119 @@ TEST_CASE("services: windows that follow the theme hear of a change, until they 
     test.host.look().choose(theme_choice::dark);
     CHECK(heard == 4);
     DestroyWindow(other);
+}
+
+TEST_CASE("services: the file system's paths, listing, reading and writing, and which failures are which")
+{
+    running_host test;
+    const temp_folder& folder = test.folder;
+    abort_callback_impl abort;
+    const std::string root = folder.path();
+    std::string slashes = root;
+    std::ranges::replace(slashes, '\\', '/');
+    for (const auto& [path, native] : {std::pair<std::string, std::string>{"file://" + root + "\\", root},
+                                       {"file:///" + slashes, root},
+                                       {"C:/", "C:\\"},
+                                       {"http://x/y", "http://x/y"}})
+        CHECK(native_path(path.c_str()) == native);
+    CHECK_FALSE(filesystem_for_path("http://x/y"));
+
+    const auto disk = filesystem_for_path(root.c_str());
+    REQUIRE(disk);
+    const std::string part = "\xC3\xA4" + std::string(120, 'd'), deep = part + "\\" + part;
+    folder.make(part);
+    folder.make(deep);
+    const std::string file_path = folder.path(deep + "\\f.bin"); // beyond 260 characters
+    service_ptr_t<file> opened;
+    disk->open(opened, file_path.c_str(), filesystem::open_mode::write, abort);
+    opened->write("12345", 5, abort);
+    opened.release();
+    disk->open(opened, file_path.c_str(), filesystem::open_mode::read, abort);
+    CHECK(opened->get_size(abort) == 5);
+    char buffer[10] = {};
+    CHECK(opened->read(buffer, 10, abort) == 5);
+    CHECK(std::string(buffer) == "12345");
+
+    struct : folder_listing {
+        void on_entry(bool is_folder, const char* name, const char* full_path) override
+        {
+            rows.push_back((is_folder ? "folder " : "file ") + std::string(name) + " " + full_path);
+        }
+        std::vector<std::string> rows;
+    } listing;
+    disk->list_folder(folder.path(deep + "\\").c_str(), listing, abort);
+    CHECK(listing.rows == std::vector<std::string>{"file f.bin " + file_path});
+
+    const auto open_path = [&](const std::string& path) {
+        disk->open(opened, path.c_str(), filesystem::open_mode::read, abort);
+    };
+    const auto list = [&](const std::string& path) { disk->list_folder(path.c_str(), listing, abort); };
+    CHECK_THROWS_AS(open_path(folder.path("none")), exception_io_not_found);
+    CHECK_THROWS_AS(open_path(folder.path("none\\none")), exception_io_not_found);
+    CHECK_THROWS_AS(open_path(root), exception_io_denied); // a folder
+    CHECK_THROWS_AS(list(folder.path("none")), exception_io_not_found);
+    CHECK_THROWS_AS(list(file_path), exception_io_not_found);
+    abort.abort();
+    CHECK_THROWS_AS(open_path(file_path), exception_aborted);
+    CHECK_THROWS_AS(list(root), exception_aborted);
+}
+
+TEST_CASE("services: the component's commands in their groups, run by their GUIDs and by keys that are kept")
+{
+    std::string said;
+    std::mutex said_mutex;
+    running_host test(
+        [](player_host& host) {
+            host.load_component(shipped("qvx_dsp_vst3.dll"));
+            for (const std::string name : {"A", "B"})
+                host.chain().add(preset_of({"C:\\no " + name + ".dll", name, "x64", 2}));
+        },
+        [&](std::string_view line) {
+            const std::lock_guard lock(said_mutex);
+            said += line;
+        });
+    const std::vector<guid_t> groups = {mainmenu_group_dsp};
+    auto menu = menu_of_group(mainmenu_group_dsp, groups);
+    CHECK(shape(menu) == "VST(A, B)");
+    CHECK(shape(menu_of_group({}, groups)) == "Visualize with VST ..."); // what belongs into none of them
+    auto commands = all_commands();
+    CHECK(shape(commands) == "Visualize with VST ..., A, B");
+    REQUIRE(commands.size() == 3);
+    const guid_t visualize = commands[0].guid, a = commands[1].guid;
+
+    const key_press f1{false, false, false, 0x70}, f2{false, false, false, 0x71};
+    {
+        shortcuts bound(service_ptr_t<config_store>(&test.host.store()));
+        bound.bind(a, f1);
+        bound.bind(visualize, f1); // taken over
+        bound.bind(a, f2);
+        bound.bind(visualize, {true, false, false, 0x0D}); // no key: the binding goes
+    }
+    const shortcuts again(service_new<json_config_store>(test.folder.path("config.json")));
+    CHECK(again.find(f2) == a);
+    CHECK(again.text_of(a) == "F2");
+    CHECK_FALSE(again.find(f1));
+    test.host.store().set_string(shortcuts::store_key, R"({"F1":"x","Q":"y","F3":7})");
+    CHECK_FALSE(shortcuts(service_ptr_t<config_store>(&test.host.store())).find(f1));
+
+    const auto told = [&](const char* text) {
+        return test.host.main_queue().run_until(
+            [&] {
+                const std::lock_guard lock(said_mutex);
+                return said.find(text) != std::string::npos;
+            },
+            std::chrono::seconds(20));
+    };
+    CHECK(run_command(a)); // its worker says that there is no such effect
+    CHECK(told("no A.dll"));
+    menu.front().children.back().run();
+    CHECK(told("no B.dll"));
+    CHECK_FALSE(run_command({1, 1, 1, {}}));
+    CHECK(run_command(visualize));
+    CHECK(FindWindowW(nullptr, L"Visualize with VST"));
+    menu.clear(); // their code goes
+    commands.clear();
+    CHECK(test.host.shut_down());
 }
 
 TEST_CASE("services: filters in the form of the platform's file picker")

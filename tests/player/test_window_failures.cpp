@@ -16,12 +16,12 @@ constexpr uint32_t rate = 44100;
 TEST_CASE("window: an effect that crashes stops the music with a sentence and three ways to go on")
 {
     chain_fixture files;
-    files.write("in.wav", noise(rate, 2, 2 * rate));
-    driven_player::store_chain(files, {chain_fixture::module("module_that_crashes_in_process.vst3")});
-    driven_player player(files, {files.folder.path("in.wav"), "--capture", files.folder.path("heard.wav")});
-    CHECK_FALSE(player.is_shown(ids::failure_text));
-    player.click(ids::play);
+    const sound input = noise(rate, 2, 2 * rate);
+    files.write("in.wav", input);
+    driven_player player(files, {test_module("module_that_crashes_in_process.vst3")}, "heard.wav");
     const auto fails = [&] { return player.is_shown(ids::failure_text); };
+    CHECK_FALSE(fails());
+    player.play();
     REQUIRE(player.wait_until(fails));
     const std::string sentence = player.text(ids::failure_text);
     CAPTURE(sentence);
@@ -29,51 +29,46 @@ TEST_CASE("window: an effect that crashes stops the music with a sentence and th
           std::string::npos);
     CHECK(player.is_shown(ids::failure_configure));
     player.click(ids::failure_configure);
-    REQUIRE(player.wait_until([&] { return player.other_window() != nullptr; }));
-    PostMessageW(player.other_window(), WM_CLOSE, 0, 0);
-    REQUIRE(player.wait_until([&] { return player.other_window() == nullptr; }));
+    player.close_other_window();
     // Once more: another worker comes up, and crashes as well.
-    const auto console = [&] { return player.text(ids::console_text); };
-    const auto workers_seen = [&] {
-        size_t count = 0;
-        const std::string all = console();
-        for (size_t at = all.find("from "); at != std::string::npos; at = all.find("from ", at + 1))
-            ++count;
-        return count;
+    const auto workers_told = [&](size_t wanted) {
+        return player.wait_until([&] {
+            const std::string all = player.text(ids::console_text);
+            size_t count = 0;
+            for (size_t at = all.find("from "); at != std::string::npos; at = all.find("from ", at + 1))
+                ++count;
+            return count == wanted;
+        });
     };
-    REQUIRE(player.wait_until([&] { return workers_seen() == 1; }));
+    REQUIRE(workers_told(1));
     player.click(ids::failure_start_again);
-    REQUIRE(player.wait_until([&] { return workers_seen() == 2; }));
+    REQUIRE(workers_told(2));
     REQUIRE(player.wait_until(fails));
     player.click(ids::failure_leave_out);
     REQUIRE(player.hears(1));
     CHECK_FALSE(fails());
-    REQUIRE(player.wait_until([&] { return player.text(ids::time).starts_with("0:00"); }));
-    player.close_cleanly();
-    CHECK(files.read("heard.wav").samples == noise(rate, 2, 2 * rate).samples);
+    REQUIRE(player.hears(0));
+    player.close();
+    CHECK(first_difference(files.read("heard.wav"), input) == no_difference);
 }
 
 TEST_CASE("window: closed while everything runs, or hangs, it ends at once and leaves nothing")
 {
-    for (const std::string& module : {chain_fixture::effect("qvxEcho.vst3", "x64"),
-                                      chain_fixture::module("module_that_hangs_in_process.dll")}) {
-        CAPTURE(module);
+    for (const bool hangs : {false, true}) {
+        CAPTURE(hangs);
         chain_fixture files;
         files.write("in.wav", noise(rate, 2, 20 * rate));
-        driven_player::store_chain(files, {module, chain_fixture::effect("qvxEcho.vst3", "x64")});
-        driven_player player(files, {files.folder.path("in.wav")});
-        player.click(ids::play);
-        const bool hangs = module.find("hangs") != std::string::npos;
+        const std::string echo = effect("qvxEcho.vst3", "x64");
+        driven_player player(files, {hangs ? test_module("module_that_hangs_in_process.dll") : echo, echo});
+        player.play();
         REQUIRE(player.wait_until([&] { return player.worker_count() == (hangs ? 1u : 2u); }));
-        if (hangs)
+        if (hangs) {
             CHECK(player.wait_until([&] { return player.text(ids::status).starts_with("Starting VST: "); }));
-        else
+        } else {
             REQUIRE(player.hears(1));
-        if (!hangs) { // even the menu may be open
-            PostMessageW(player.window(), WM_SYSCOMMAND, SC_KEYMENU, 'm');
-            CHECK(player.wait_until([&] { return player.other_window() != nullptr; }));
+            player.open_menu(); // even that may be open
         }
-        player.close_cleanly();
+        player.close();
     }
 }
 
@@ -82,16 +77,17 @@ TEST_CASE("window: an effect that hangs is waited for visibly, and the music goe
     chain_fixture files;
     const sound input = noise(rate, 2, 2 * rate);
     files.write("in.wav", input);
-    driven_player::store_chain(files, {chain_fixture::module("module_that_hangs_in_process.vst3"),
-                                       chain_fixture::effect("qvxGain.vst3", "x64")});
-    driven_player player(files, {files.folder.path("in.wav"), "--capture", files.folder.path("heard.wav")});
-    player.click(ids::play);
+    driven_player player(files,
+                         {test_module("module_that_hangs_in_process.vst3"), effect("qvxGain.vst3", "x64")},
+                         "heard.wav");
+    player.play();
     REQUIRE(player.wait_until([&] { return player.text(ids::status).starts_with("Starting VST: module"); }));
     REQUIRE(player.wait_until([&] { return player.worker_count() == 1; }));
-    player.press(ids::chain_list, VK_HOME);
-    player.press(ids::chain_list, VK_SPACE);
+    player.press_in_chain(VK_HOME);
+    player.press_in_chain(VK_SPACE);
     REQUIRE(player.hears(1));
-    REQUIRE(player.wait_until([&] { return player.text(ids::time).starts_with("0:00"); }));
-    player.close_cleanly();
-    CHECK(files.read("heard.wav").samples == halved(input).samples); // from the first sample on
+    REQUIRE(player.hears(0));
+    player.close();
+    CHECK(first_difference(files.read("heard.wav"), halved(input)) ==
+          no_difference); // from the first sample on
 }

@@ -41,21 +41,30 @@ bool scripted_shell::pick(std::string what, string_out& path)
 dialog_host::dialog_host()
 {
     host.add_service(main_thread_queue::class_guid, queue);
+    host.add_service(modeless_dialogs::class_guid, modeless);
     host.add_service(shell_service::class_guid, shell);
     host.add_service(filesystem::class_guid, service_new<player::native_filesystem>());
     host.add_service(dsp_config_manager::class_guid, service_new<player::chain_service>(chain));
     host.add_service(hasher_md5::class_guid, service_new<player::md5_hasher>());
 }
 
+void dialog_host::pump()
+{
+    MSG message;
+    while (PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) {
+        const std::vector<HWND> dialogs = modeless->windows; // one may go
+        if (std::ranges::none_of(dialogs, [&](HWND each) { return IsDialogMessageW(each, &message); })) {
+            TranslateMessage(&message);
+            DispatchMessageW(&message);
+        }
+    }
+}
+
 bool dialog_host::run_until(const std::function<bool()>& done, double limit_seconds)
 {
     const ULONGLONG began = GetTickCount64();
     for (;;) {
-        MSG message;
-        while (PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) {
-            TranslateMessage(&message);
-            DispatchMessageW(&message);
-        }
+        pump();
         if (done())
             return true;
         if (static_cast<double>(GetTickCount64() - began) > limit_seconds * 1000)

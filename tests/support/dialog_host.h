@@ -6,8 +6,10 @@
 #include "player/services/callback_queue.h"
 #include "player/services/queue_window.h"
 #include "sdk/shell.h"
+#include "sdk/user_interface.h"
 #include "support/test_host.h"
 
+#include <algorithm>
 #include <functional>
 #include <optional>
 #include <string>
@@ -33,18 +35,31 @@ private:
     bool pick(std::string what, string_out& path);
 };
 
+class recorded_modeless : public modeless_dialogs {
+public:
+    using service_interface = modeless_dialogs;
+
+    void add(void* dialog) override { windows.push_back(static_cast<HWND>(dialog)); }
+    void remove(void* dialog) noexcept override { std::erase(windows, static_cast<HWND>(dialog)); }
+
+    std::vector<HWND> windows;
+};
+
 // Main thread, which is the constructing one.
 class dialog_host {
 public:
     dialog_host();
 
-    // Runs the message loop, posted callbacks included, until `done`; false when it is not at the limit.
+    // Dispatches messages as a player's loop does, dialog keys and posted callbacks included, until `done`;
+    // false when it is not at the limit.
     bool run_until(const std::function<bool()>& done, double limit_seconds = 10);
     void run_for(double seconds); // at least
+    void pump();                  // what waits now
 
     test_host host;
     service_ptr_t<player::callback_queue> queue = service_new<player::callback_queue>();
     service_ptr_t<scripted_shell> shell = service_new<scripted_shell>();
+    service_ptr_t<recorded_modeless> modeless = service_new<recorded_modeless>();
     player::live_chain chain;
 
 private:

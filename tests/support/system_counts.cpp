@@ -11,7 +11,6 @@
 #include <cstdint>
 #include <filesystem>
 #include <stdexcept>
-#include <vector>
 
 namespace {
 
@@ -29,27 +28,28 @@ struct handle_entry {
     ULONG reserved;
 };
 
-std::vector<DWORD> child_processes()
+} // namespace
+
+std::vector<unsigned long> children_of(unsigned long process_id, std::wstring_view name)
 {
-    std::vector<DWORD> found;
+    std::vector<unsigned long> found;
     const win::file_handle snapshot(CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0));
     PROCESSENTRY32W process = {};
     process.dwSize = sizeof(process);
     for (BOOL more = Process32FirstW(snapshot.get(), &process); more;
          more = Process32NextW(snapshot.get(), &process)) {
-        if (process.th32ParentProcessID == GetCurrentProcessId())
+        if (process.th32ParentProcessID == process_id &&
+            std::wstring_view(process.szExeFile).starts_with(name))
             found.push_back(process.th32ProcessID);
     }
     return found;
 }
 
-} // namespace
-
 size_t kill_children(unsigned exit_code)
 {
     constexpr DWORD limit_ms = 5000;
     size_t killed = 0;
-    for (const DWORD id : child_processes()) {
+    for (const DWORD id : children_of(GetCurrentProcessId())) {
         const win::kernel_handle process(OpenProcess(PROCESS_TERMINATE | SYNCHRONIZE, FALSE, id));
         killed += process && TerminateProcess(process.get(), exit_code) &&
                   WaitForSingleObject(process.get(), limit_ms) == WAIT_OBJECT_0;
@@ -114,7 +114,7 @@ system_counts system_counts::now()
     for (BOOL more = Thread32First(snapshot.get(), &thread); more;
          more = Thread32Next(snapshot.get(), &thread))
         counts.threads += thread.th32OwnerProcessID == GetCurrentProcessId();
-    counts.children = child_processes().size();
+    counts.children = children_of(GetCurrentProcessId()).size();
     for ([[maybe_unused]] const auto& each :
          std::filesystem::directory_iterator(std::filesystem::temp_directory_path()))
         ++counts.temp_files;

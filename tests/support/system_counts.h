@@ -3,9 +3,13 @@
 
 #include <cstddef>
 #include <string>
+#include <string_view>
+#include <vector>
 
 // Open in any process, a child for instance.
 size_t handles_of(unsigned long process_id);
+// The running processes that another one started, of programs whose file's name begins like this.
+std::vector<unsigned long> children_of(unsigned long process_id, std::wstring_view name = {});
 
 // Ends the processes that this one started, by force, and waits for it. How many there were.
 size_t kill_children(unsigned exit_code);

@@ -3,21 +3,19 @@
 #include "catalogue/scanFolders.h"
 #include "catalogue/settings.h"
 #include "player/services/task_runner.h"
+#include "support/real_editor.h"
 #include "win/utf.h"
 
 #include <windows.h>
 
 #include <commctrl.h>
 
-#include <chrono>
 #include <stdexcept>
 
 dialog_player::dialog_player(bool picks_several)
 {
-    test_host& host = base.host;
     host.add_service(background_tasks::class_guid,
                      service_new<player::task_runner>(service_new<player::thread_pool>()));
-    host.add_service(modeless_dialogs::class_guid, modeless);
     host.add_service(user_interface::class_guid, look);
     if (picks_several)
         host.add_service(file_dialog_service::class_guid, picker);
@@ -26,48 +24,16 @@ dialog_player::dialog_player(bool picks_several)
 module_player::module_player()
 {
     modules.make("found");
-    wchar_t dist[1024] = {};
-    GetEnvironmentVariableW(L"QVX_DIST", dist, 1024);
     for (const std::string& to : {vst2, vst3}) {
-        const std::wstring wide = win::to_utf16(to);
-        const std::wstring from = std::wstring(dist) + L"\\effects\\x64" + wide.substr(wide.rfind(L'\\'));
-        if (!CopyFileW(from.c_str(), wide.c_str(), TRUE))
-            throw std::runtime_error("cannot copy " + win::to_utf8(from));
+        const std::string from = shipped_effect(to.substr(to.rfind('\\') + 1), "x64");
+        if (!CopyFileW(win::to_utf16(from).c_str(), win::to_utf16(to).c_str(), TRUE))
+            throw std::runtime_error("cannot copy " + from);
     }
     cfg_vst_folders.set(modules.path("found"));
     std::vector<std::string> defaults;
     for (const vstFolder_t& folder : getDefaultFolders())
         defaults.push_back(folder.path);
     cfg_vst_folders_disabled.set(joinPaths(defaults));
-}
-
-void dialog_player::pump()
-{
-    MSG message;
-    while (PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) {
-        bool taken = false;
-        for (const HWND dialog : std::vector<HWND>(modeless->windows))
-            taken = taken || IsDialogMessageW(dialog, &message);
-        if (!taken) {
-            TranslateMessage(&message);
-            DispatchMessageW(&message);
-        }
-    }
-}
-
-bool dialog_player::pump_until(const std::function<bool()>& done, double limit_seconds)
-{
-    using clock = std::chrono::steady_clock;
-    const auto end = clock::now() + std::chrono::duration_cast<clock::duration>(
-                                        std::chrono::duration<double>(limit_seconds));
-    for (;;) {
-        pump();
-        if (done())
-            return true;
-        if (clock::now() >= end)
-            return false;
-        MsgWaitForMultipleObjects(0, nullptr, FALSE, 10, QS_ALLINPUT);
-    }
 }
 
 std::string text_of(HWND window)

@@ -1,28 +1,66 @@
 #pragma once
 // A player for dialogs, and hands and eyes for their windows: messages posted and texts read.
 
-#include "catalogue/vstConfig.h"
 #include "sdk/dsp_preset_edit_callback.h"
-#include "sdk/dsp_preset_impl.h"
+#include "support/dialog_host.h"
+#include "support/presets.h"
 #include "support/temp_folder.h"
-#include "support/ui_doubles.h"
 
 #include <functional>
 #include <string>
 #include <vector>
 
+// Several folders at once; shown and interrupted like the pickers of the shell it is given.
+class scripted_folder_picker : public file_dialog_service {
+public:
+    using service_interface = file_dialog_service;
+
+    explicit scripted_folder_picker(service_ptr_t<scripted_shell> shell)
+        : shell_(std::move(shell))
+    {
+    }
+    bool choose_folders(void*, const char* title, path_receiver& receiver) override
+    {
+        shell_->shown.push_back(std::string("folders ") + title);
+        if (shell_->meanwhile)
+            shell_->meanwhile();
+        for (const std::string& path : answer)
+            receiver.on_path(path.c_str());
+        return !answer.empty();
+    }
+
+    std::vector<std::string> answer; // empty: the user gives up
+
+private:
+    service_ptr_t<scripted_shell> shell_;
+};
+
+class recorded_look : public user_interface_look {
+public:
+    using service_interface = user_interface_look;
+
+    void follow_frame(void* window) override { frames.push_back(static_cast<HWND>(window)); }
+    void follow_theme(void* window) override { themed.push_back(static_cast<HWND>(window)); }
+
+    std::vector<HWND> frames, themed;
+};
+
+class switched_interface : public user_interface {
+public:
+    using service_interface = user_interface;
+
+    void get_look(service_ptr_t<user_interface_look>& out) override { out = look; }
+    bool is_dark() const noexcept override { return dark; }
+
+    service_ptr_t<recorded_look> look = service_new<recorded_look>();
+    bool dark = false;
+};
+
 // The player with everything that dialogs ask for. One at a time, on the main thread.
-struct dialog_player {
+struct dialog_player : dialog_host {
     explicit dialog_player(bool picks_several = true);
 
-    // Dispatches messages as a player's loop does, dialog keys included, until `done`; false at the limit.
-    bool pump_until(const std::function<bool()>& done, double limit_seconds = 10);
-    void pump(); // what waits now
-
-    dialog_host base;
-    service_ptr_t<scripted_shell> shell = base.shell;
     service_ptr_t<scripted_folder_picker> picker = service_new<scripted_folder_picker>(shell);
-    service_ptr_t<recorded_modeless> modeless = service_new<recorded_modeless>();
     service_ptr_t<switched_interface> look = service_new<switched_interface>();
 };
 
@@ -37,11 +75,10 @@ struct module_player : dialog_player {
 // What the player remembers of a chooser: the states it was handed, and whether it was told of the end.
 struct edited {
     explicit edited(const vstConfig_t& start)
+        : preset(preset_of(start))
     {
         if (start.path.empty())
             clearPreset(preset);
-        else
-            vstConfigToPreset(start, preset);
     }
     void take(const dsp_preset& changed)
     {

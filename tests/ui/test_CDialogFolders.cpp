@@ -53,22 +53,22 @@ TEST_CASE("folders dialog: what each action stores, scans anew and shows")
 {
     open_dialog open;
     const HWND dialog = open.window;
-    auto& [base, shell, picker, modeless, look] = open.player;
-    const auto row_texts = [&] { return rows(dialog, IDC_LIST); };
+    auto& player = open.player;
+    auto& shown = player.shell->shown;
     const auto picks = [&](std::vector<std::string> answer) {
-        picker->answer = std::move(answer);
+        player.picker->answer = std::move(answer);
         click(dialog, IDC_ADD);
     };
 
     CHECK(text_of(dialog) == "VST Folders");
     CHECK(layout_faults(dialog) == std::vector<std::string>());
-    CHECK(modeless->windows == std::vector{dialog});
-    CHECK(look->look->frames == std::vector{dialog});
+    CHECK(player.modeless->windows == std::vector{dialog});
+    CHECK(player.look->look->frames == std::vector{dialog});
     std::vector<std::string> defaults;
     for (const vstFolder_t& folder : getDefaultFolders())
         defaults.push_back((defaults.size() == 1 ? "[ ] " : "[x] ") + folder.path);
     CHECK(rows(dialog, IDC_DEFAULT_LIST) == defaults);
-    CHECK(row_texts() == std::vector<std::string>{"C:\\mine", "C:\\yours"});
+    CHECK(rows(dialog, IDC_LIST) == std::vector<std::string>{"C:\\mine", "C:\\yours"});
     CHECK(ListView_GetColumnWidth(GetDlgItem(dialog, IDC_LIST), 0) ==
           ListView_GetColumnWidth(GetDlgItem(dialog, IDC_DEFAULT_LIST), 0));
 
@@ -77,7 +77,7 @@ TEST_CASE("folders dialog: what each action stores, scans anew and shows")
     CHECK(text_of(list) == "Additional folders to scan for VST effects");
     const COLORREF light = ListView_GetBkColor(list);
     for (const bool dark : {true, false}) {
-        look->dark = dark;
+        player.look->dark = dark;
         SendMessageW(list, WM_THEMECHANGED, 0, 0);
         CHECK((ListView_GetBkColor(list) == light) == !dark);
         const HDC context = GetDC(list);
@@ -88,52 +88,48 @@ TEST_CASE("folders dialog: what each action stores, scans anew and shows")
     }
 
     struct step {
-        const char* what;
         std::function<void()> act;
         const char* stored;
         int rescans;
         bool can_remove;
     };
-    const std::string shown_before = "folders Choose VST Effect Folder";
-    const std::vector<step> steps = {
-        {"open", [] {}, "C:\\mine;C:\\yours|1", 0, false},
-        {"select a default", [&] { select_row(dialog, IDC_DEFAULT_LIST, 0); }, "C:\\mine;C:\\yours|1", 0,
-         false},
-        {"untick", [&] { set_tick(dialog, IDC_DEFAULT_LIST, 0, false); }, "C:\\mine;C:\\yours|10", 1, false},
-        {"tick", [&] { set_tick(dialog, IDC_DEFAULT_LIST, 0, true); }, "C:\\mine;C:\\yours|1", 1, false},
-        {"tick once more", [&] { set_tick(dialog, IDC_DEFAULT_LIST, 0, true); }, "C:\\mine;C:\\yours|1", 0,
-         false},
-        {"remove nothing", [&] { SendMessageW(dialog, WM_COMMAND, IDC_REMOVE, 0); }, "C:\\mine;C:\\yours|1",
-         0, false},
-        {"select", [&] { select_row(dialog, IDC_LIST, 0); }, "C:\\mine;C:\\yours|1", 0, true},
-        {"remove", [&] { click(dialog, IDC_REMOVE); }, "C:\\yours|1", 1, false},
-        {"give up adding", [&] { picks({}); }, "C:\\yours|1", 0, false},
-        {"add several, one again",
-         [&] {
-             picks({"C:\\a\\", "file://C:/yours"});
+    const auto tick = [&](bool ticked) { return [=] { set_tick(dialog, IDC_DEFAULT_LIST, 0, ticked); }; };
+    const auto select = [&](int list_id, int row) { return [=] { select_row(dialog, list_id, row); }; };
+    const char *const both = "C:\\mine;C:\\yours|1", *const three = "C:\\yours;C:\\a;C:\\yours|1";
+    const step steps[] = {
+        {[] {}, both, 0, false},
+        {select(IDC_DEFAULT_LIST, 0), both, 0, false},
+        {tick(false), "C:\\mine;C:\\yours|10", 1, false},
+        {tick(true), both, 1, false},
+        {tick(true), both, 0, false},
+        {[&] { SendMessageW(dialog, WM_COMMAND, IDC_REMOVE, 0); }, both, 0, false}, // nothing is selected
+        {select(IDC_LIST, 0), both, 0, true},
+        {[&] { click(dialog, IDC_REMOVE); }, "C:\\yours|1", 1, false},
+        {[&] { picks({}); }, "C:\\yours|1", 0, false}, // gives up
+        {[&] {
+             picks(std::vector<std::string>{"C:\\a\\", "file://C:/yours"});
          },
-         "C:\\yours;C:\\a;C:\\yours|1", 1, false},
-        {"select the last", [&] { select_row(dialog, IDC_LIST, 2); }, "C:\\yours;C:\\a;C:\\yours|1", 0, true},
-        {"select none", [&] { select_row(dialog, IDC_LIST, -1); }, "C:\\yours;C:\\a;C:\\yours|1", 0, false},
+         three, 1, false},
+        {select(IDC_LIST, 2), three, 0, true},
+        {select(IDC_LIST, -1), three, 0, false},
     };
-    for (const step& one : steps) {
-        CAPTURE(one.what);
+    for (size_t i = 0; i < std::size(steps); ++i) {
+        CAPTURE(i);
         rescans = 0;
-        one.act();
-        open.player.pump();
-        CHECK(stored() == one.stored);
-        CHECK(rescans == one.rescans);
-        CHECK(is_enabled(dialog, IDC_REMOVE) == one.can_remove);
+        steps[i].act();
+        player.pump();
+        CHECK(stored() == steps[i].stored);
+        CHECK(rescans == steps[i].rescans);
+        CHECK(is_enabled(dialog, IDC_REMOVE) == steps[i].can_remove);
     }
-    CHECK(row_texts() == std::vector<std::string>{"C:\\yours", "C:\\a", "C:\\yours"});
-    CHECK(shell->shown == std::vector{shown_before, shown_before});
+    CHECK(rows(dialog, IDC_LIST) == std::vector<std::string>{"C:\\yours", "C:\\a", "C:\\yours"});
+    CHECK(shown == std::vector<std::string>(2, "folders Choose VST Effect Folder"));
 
-    shell->shown.clear();
+    shown.clear();
     double_click_row(dialog, IDC_LIST, 1);
     double_click_row(dialog, IDC_DEFAULT_LIST, 0);
-    open.player.pump();
-    CHECK(shell->shown ==
-          std::vector<std::string>{"execute C:\\a", "execute " + getDefaultFolders()[0].path});
+    player.pump();
+    CHECK(shown == std::vector<std::string>{"execute C:\\a", "execute " + getDefaultFolders()[0].path});
     CHECK(rescans == 0);
 }
 

@@ -20,7 +20,7 @@ struct vis_player : module_player {
             started.push_back(effect.path);
         });
         const HWND window = modeless->windows.back();
-        REQUIRE(pump_until([&] { return rows(window, IDC_LIST).size() == 2; }));
+        REQUIRE(run_until([&] { return rows(window, IDC_LIST).size() == 2; }));
         return window;
     }
 
@@ -101,6 +101,6 @@ TEST_CASE("visualisation setup: a failed start, several dialogs, the end while i
     CDialogVisSetup::open([](const vstConfig_t&) {});
     CHECK(rows(player.modeless->windows.back(), IDC_LIST).empty());
     DestroyWindow(player.modeless->windows.back());
-    player.pump_until([] { return false; }, 0.3); // for a result, if one still came
+    player.run_until([] { return false; }, 0.3); // for a result, if one still came
     CHECK(player.modeless->windows.empty());
 }

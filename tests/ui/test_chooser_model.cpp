@@ -4,6 +4,8 @@
 #include "ui/channel_layout.h"
 #include "ui/chooser_model.h"
 
+#include "support/presets.h"
+
 #include <doctest/doctest.h>
 
 #include <functional>
@@ -27,13 +29,6 @@ vstConfig_t with(vstConfig_t base, uint32_t flags, uint32_t mask)
     base.flags = flags;
     base.outputChannelMask = mask;
     return base;
-}
-
-dsp_preset_impl preset_of(const vstConfig_t& config)
-{
-    dsp_preset_impl preset;
-    vstConfigToPreset(config, preset);
-    return preset;
 }
 
 dsp_preset_impl preset_of(const char* bytes, const guid_t& owner = vstPresetOwner)
@@ -229,39 +224,28 @@ TEST_CASE("chooser: a preset's effect through scans")
 
 TEST_CASE("chooser: the player closes the dialog from inside a push")
 {
-    const auto closing = [](model_t& m, rec& r) {
-        m.open(preset_of(effect("A", "s")));
-        m.scan_ended({effect("A"), effect("B")});
-        r.log.clear();
-        r.while_pushing = [&m, &r] { r.while_pushing = nullptr, m.close(); };
-    };
-    const struct {
-        std::function<void(model_t&, rec&)> act;
-        const char* log;
-    } cases[] = {
+    const std::pair<std::function<void(model_t&, rec&)>, const char*> rows[] = {
         {[](model_t& m, rec&) { m.choose_effect(1); }, "start B=/0/0, push B=/0/0"},
         {[](model_t& m, rec& r) { r.last_state = "l", m.load_state("A", {'n'}); },
          "push A=l/0/0"}, // nothing is loaded
         {[](model_t& m, rec&) { m.state_read(effect("A", "t")); }, "push A=t/0/0"},
     };
-    for (const auto& one : cases) {
-        recorder actions;
-        chooser_model model(actions);
+    for (const auto& [act, log] : rows) {
+        rec actions;
+        model_t model(actions);
         actions.model = &model;
-        closing(model, actions);
-        one.act(model, actions);
-        CHECK(actions.log == one.log);
+        model.open(preset_of(effect("A", "s")));
+        model.scan_ended({effect("A"), effect("B")});
+        actions.log.clear();
+        actions.while_pushing = [&] { actions.while_pushing = nullptr, model.close(); };
+        act(model, actions);
+        CHECK(actions.log == log);
         CHECK(!actions.active);
     }
 }
 
-TEST_CASE("chooser: texts")
+TEST_CASE("chooser: what layouts are called")
 {
-    CHECK(model_t::channel_choices() == std::vector<std::string>{"<no override>", "mono", "stereo", "2.1",
-                                                                 "3.0", "4.0", "4.1", "5.0", "5.1",
-                                                                 "5.1 (side)", "7.1"});
-    CHECK(model_t::format_choices() ==
-          std::vector<std::string>{"32-bit floating-point", "64-bit floating-point"});
     CHECK(channelMaskText(0x30) == "stereo (rear)");
     CHECK(channelMaskText(0x70F) == "6.1 (side)");
     CHECK(channelMaskText(0x80020005) == "FL FC TBR ?");

@@ -4,13 +4,11 @@
 
 #include "catalogue/settings.h"
 #include "dsp/vstAudioListener.h"
-#include "sdk/audio_chunk_impl.h"
+#include "support/chunks.h"
 #include "support/dialog_host.h"
 #include "support/real_editor.h"
 
 #include <doctest/doctest.h>
-
-#include <cmath>
 
 namespace {
 
@@ -99,26 +97,13 @@ TEST_CASE("meters move with the sound that a DSP of the effect hears, and stop w
     use_shipped_workers();
     real_run test(effects[0]);
     const HWND editor = editor_in(test.open());
-    audio_chunk_impl_t chunk;
-    chunk.set_sample_rate(44100);
-    chunk.set_channels(2, 3);
-    chunk.set_data_size(2 * 4410);
-    chunk.set_sample_count(4410);
-    double volume = 0;
-    const auto play = [&] {
-        for (int i = 0; i < 5; ++i) {
-            volume = volume < 0.5 ? 0.9 : 0.1;
-            for (size_t s = 0; s < 2 * 4410; ++s) {
-                const size_t frame = s / 2;
-                chunk.get_data()[s] = volume * std::sin(0.05 * static_cast<double>(frame));
-            }
-            CHECK(feedAudioListener(test.effect.path, chunk, 1));
-            test.player.run_for(0.1);
-        }
-        return pixels_of(editor);
-    };
+    const audio_chunk_impl_t chunk = chunk_of(0.9, 4410);
     const auto silent = pixels_of(editor);
-    const auto one = play();
+    for (int i = 0; i < 5; ++i) {
+        CHECK(feedAudioListener(test.effect.path, chunk, 1));
+        test.player.run_for(0.1);
+    }
+    const auto one = pixels_of(editor);
     CHECK(one != silent);
     test.player.run_for(4); // held peaks fall
     const auto quiet = pixels_of(editor);
