@@ -1,41 +1,18 @@
 #include "loaded_component.h"
 
-#include "win/utf.h"
+#include "support/shipped.h"
 #include "worker/startWorker.h"
 
 #include <windows.h>
 
 #include <stdexcept>
 
-namespace {
-
-const wchar_t* const arch_folder = sizeof(void*) == 8 ? L"\\x64" : L"\\x86";
-
-std::wstring dist_folder()
-{
-    wchar_t value[4096];
-    const DWORD length = GetEnvironmentVariableW(L"QVX_DIST", value, 4096);
-    if (length > 0 && length < 4096)
-        return std::wstring(value, length);
-    // build/ARCH/tests/bin/test_frame.exe
-    std::wstring folder(value, GetModuleFileNameW(nullptr, value, 4096));
-    for (int level = 0; level < 4; ++level)
-        folder.resize(folder.find_last_of(L'\\'));
-    return folder + L"\\dist";
-}
-
-} // namespace
-
-std::string component_path()
-{
-    return win::to_utf8(dist_folder() + arch_folder + L"\\qvx_dsp_vst3.dll");
-}
-
 loaded_component::loaded_component()
 {
-    const HMODULE loaded = LoadLibraryW(win::to_utf16(component_path()).c_str());
+    const std::string path = shipped("qvx_dsp_vst3.dll");
+    const HMODULE loaded = LoadLibraryW(win::to_utf16(path).c_str());
     if (!loaded)
-        throw std::runtime_error("cannot load " + component_path() + ": " + std::to_string(GetLastError()));
+        throw std::runtime_error("cannot load " + path + ": " + std::to_string(GetLastError()));
     module = loaded;
     get_interface = reinterpret_cast<quavix_get_interface_t*>(
         reinterpret_cast<void*>(GetProcAddress(loaded, "quavix_get_interface")));
@@ -70,13 +47,6 @@ std::vector<service_factory_base*> loaded_component::factories() const
 service_ptr_t<dsp_entry_v4> loaded_component::entry() const
 {
     return service_query_as<dsp_entry_v4>(*service<dsp_entry>());
-}
-
-dsp_preset_impl preset_of(const vstConfig_t& config)
-{
-    dsp_preset_impl preset;
-    vstConfigToPreset(config, preset);
-    return preset;
 }
 
 void fill_chunk(audio_chunk& chunk, double value)

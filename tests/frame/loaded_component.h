@@ -3,16 +3,12 @@
 
 #include "sdk/component_client.h"
 #include "sdk/dsp.h"
-#include "sdk/dsp_preset_impl.h"
 #include "support/fake_worker.h"
+#include "support/presets.h"
 #include "support/test_host.h"
 
 #include <string>
 #include <vector>
-
-// Path of the component's module, UTF-8: below the folder that the environment variable QVX_DIST names, else
-// where the build puts it, seen from this program.
-std::string component_path();
 
 class loaded_component {
 public:
@@ -47,8 +43,6 @@ public:
     quavix_get_interface_t* get_interface = nullptr;
     void* module = nullptr; // HMODULE
 };
-
-dsp_preset_impl preset_of(const vstConfig_t& config);
 
 // Makes it two mono samples of this value.
 void fill_chunk(audio_chunk& chunk, double value);

@@ -6,9 +6,10 @@
 #include "player/host/player_host.h"
 #include "player/services/json_config_store.h"
 #include "player/services/queue_window.h"
+#include "player/window/menu_model.h"
 #include "resources/dialog_ids.h"
 #include "sdk/dsp.h"
-#include "sdk/mainmenu.h"
+#include "support/shipped.h"
 #include "support/temp_folder.h"
 #include "worker/startWorker.h"
 
@@ -26,7 +27,7 @@ namespace {
 struct running_player {
     running_player()
     {
-        host.load_component(component_path());
+        host.load_component(shipped("qvx_dsp_vst3.dll"));
         host.start();
         window.emplace(host.main_queue());
     }
@@ -50,20 +51,22 @@ struct running_player {
         }
         return false;
     }
-    // The first effect of the chain through the main menu.
-    void open_editor()
+    void shut_down()
     {
-        service_enumerate<mainmenu_commands>([](mainmenu_commands& commands) {
-            const auto menu = service_query_as<mainmenu_commands_v2>(commands);
-            if (!menu)
-                return true;
-            service_ptr_t<mainmenu_node> tree, command;
-            menu->dynamic_instantiate(0, tree);
-            tree->get_child(command, 0);
-            REQUIRE(command);
-            command->execute();
-            return false;
-        });
+        const ULONGLONG began = GetTickCount64();
+        CHECK(host.shut_down());
+        CHECK(GetTickCount64() - began < 2000);
+        CHECK(GetModuleHandleW(L"qvx_dsp_vst3.dll") == nullptr);
+        CHECK(lines == std::vector<std::string>{});
+    }
+    // A menu command of that name.
+    static void run_command(std::string_view name)
+    {
+        for (const auto& command : player::all_commands()) {
+            if (command.text == name)
+                return command.run();
+        }
+        FAIL("no such command");
     }
 
     temp_folder folder;
@@ -72,6 +75,9 @@ struct running_player {
                              service_new<player::json_config_store>(folder.path("config.json"))};
     std::optional<player::queue_window> window;
 };
+
+// Keeps "last" when it is told to go.
+const char* const editor = "connect\nsignal-event {event:up}\non-broken-pipe write-file $--data last\nread 1";
 
 class kept_preset : public dsp_preset_edit_callback_v2 {
 public:
@@ -92,11 +98,17 @@ public:
     bool done = false;
 };
 
+std::string state_of(const dsp_preset& preset)
+{
+    const auto state = vstConfigFromPreset(preset).state;
+    return {state.begin(), state.end()};
+}
+
 } // namespace
 
 TEST_CASE("at quit a chooser that the player still holds goes with its editor, and the folders with it")
 {
-    fake_worker fake("connect\nsignal-event {event:up}\non-broken-pipe write-file $--data last\nread 1");
+    fake_worker fake(editor);
     const auto edit = service_new<kept_preset>(fake.effect());
     running_player test;
     test.use_scripted_workers();
@@ -110,40 +122,33 @@ TEST_CASE("at quit a chooser that the player still holds goes with its editor, a
     SendMessageW(chooser, WM_COMMAND, IDC_FOLDERS, 0);
     CHECK(FindWindowW(nullptr, L"VST Folders"));
     REQUIRE(fake.wait_for("up"));
-    CHECK(test.host.shut_down());
+    test.shut_down();
     static_cast<void>(dialog.detach()); // its code is gone
-    CHECK(GetModuleHandleW(L"qvx_dsp_vst3.dll") == nullptr);
     CHECK(!IsWindow(chooser));
     CHECK(!FindWindowW(nullptr, L"VST Folders"));
     CHECK(!edit->done);
-    const auto state = vstConfigFromPreset(edit->preset).state;
-    CHECK(std::string(state.begin(), state.end()) == "last");
+    CHECK(state_of(edit->preset) == "last");
 }
 
 TEST_CASE("at quit an open editor is closed, its last state goes into the chain, and the module unloads")
 {
     for (const bool with_editor : {true, false}) {
         CAPTURE(with_editor);
-        fake_worker fake("connect\nsignal-event {event:up}\non-broken-pipe write-file $--data last\nread 1");
+        fake_worker fake(editor);
         running_player test;
         test.use_scripted_workers();
         test.host.chain().add(preset_of(fake.effect()));
         std::string file;
         if (with_editor) {
-            test.open_editor();
+            test.run_command("Fake");
             REQUIRE(fake.wait_for("up"));
             const auto arguments = fake.arguments();
             file = *(std::find(arguments.begin(), arguments.end(), "--data") + 1);
             CHECK(std::filesystem::exists(file));
         }
-        const ULONGLONG began = GetTickCount64();
-        CHECK(test.host.shut_down());
-        CHECK(GetTickCount64() - began < 2000);
-        CHECK(GetModuleHandleW(L"qvx_dsp_vst3.dll") == nullptr);
+        test.shut_down();
         CHECK_FALSE(std::filesystem::exists(file));
-        CHECK(test.lines == std::vector<std::string>{});
-        const auto state = vstConfigFromPreset(test.host.chain().get()->front()->preset).state;
-        CHECK(std::string(state.begin(), state.end()) == (with_editor ? "last" : ""));
+        CHECK(state_of(test.host.chain().get()->front()->preset) == (with_editor ? "last" : ""));
         CHECK(fake.process_ids().size() == (with_editor ? 1 : 0));
         if (with_editor)
             CHECK(fake.record().back() == "exit 0");
@@ -153,18 +158,9 @@ TEST_CASE("at quit an open editor is closed, its last state goes into the chain,
 TEST_CASE("at quit visualisations, their dialogs and a scan under way end")
 {
     running_player test;
-    const std::string component = component_path();
-    const std::string dist =
-        component.substr(0, component.find_last_of('\\', component.find_last_of('\\') - 1));
-    player::change_setting(test.host.store(), "folders=" + dist + "\\effects\\x64");
-    const auto show_dialog = [] {
-        service_enumerate<mainmenu_commands>([](mainmenu_commands& commands) {
-            string_out_impl name;
-            commands.get_name(0, name);
-            if (name.text == "Visualize with VST ...")
-                commands.execute(0);
-            return true;
-        });
+    player::change_setting(test.host.store(), "folders=" + dist() + "\\effects\\x64");
+    const auto show_dialog = [&] {
+        test.run_command("Visualize with VST ...");
         return FindWindowW(nullptr, L"Visualize with VST"); // the one made last is in front
     };
     for (int i = 0; i < 3; ++i) {
@@ -176,18 +172,14 @@ TEST_CASE("at quit visualisations, their dialogs and a scan under way end")
         PostMessageW(dialog, WM_COMMAND, IDOK, reinterpret_cast<LPARAM>(GetDlgItem(dialog, IDOK)));
         REQUIRE(test.run_until([&] { return !IsWindow(dialog); }));
     }
-    size_t shown = 0;
-    CHECK(test.run_until([&] {
-        shown = 0;
+    CHECK(test.run_until([] {
+        int shown = 0;
         for (HWND window = nullptr; (window = FindWindowExW(nullptr, window, nullptr, L"VST Visualization"));)
-            shown += IsWindowVisible(window) != FALSE;
+            shown += IsWindowVisible(window);
         return shown == 3;
     }));
     CHECK(show_dialog()); // its scan begins now
-    const ULONGLONG began = GetTickCount64();
-    CHECK(test.host.shut_down());
-    CHECK(GetTickCount64() - began < 2000);
-    CHECK(GetModuleHandleW(L"qvx_dsp_vst3.dll") == nullptr);
+    test.shut_down();
     CHECK(FindWindowW(nullptr, L"VST Visualization") == nullptr);
     CHECK(FindWindowW(nullptr, L"Visualize with VST") == nullptr);
 }

@@ -103,8 +103,10 @@ size_t chain_fixture::workers_started() const
 
 std::vector<strings> mixed_chains()
 {
-    return {{"--effect", effect("qvxEcho.vst3", "x64"), "--effect", effect("qvxGain.dll", "x86")},
-            {"--effect", effect("qvxEcho.dll", "x86"), "--effect", effect("qvxGain.vst3", "x64")}};
+    return {
+        {"--effect", shipped_effect("qvxEcho.vst3", "x64"), "--effect", shipped_effect("qvxGain.dll", "x86")},
+        {"--effect", shipped_effect("qvxEcho.dll", "x86"), "--effect",
+         shipped_effect("qvxGain.vst3", "x64")}};
 }
 
 void check_echoed_with_tail(const sound& input, const sound& output)

@@ -4,12 +4,9 @@
 #include "player/system/whole_file.h"
 #include "support/test_options.h"
 
-#include <cstdlib>
 #include <stdexcept>
 
 namespace {
-
-const std::string own_arch = sizeof(void*) == 8 ? "x64" : "x86";
 
 win::file_handle inheritable_file(const std::string& path)
 {
@@ -24,14 +21,6 @@ std::string text_of(const std::string& path)
 {
     const auto bytes = player::read_whole_file(path, 100 << 20);
     return bytes ? std::string(bytes->begin(), bytes->end()) : std::string();
-}
-
-std::string dist()
-{
-    const char* const folder = std::getenv("QVX_DIST");
-    if (!folder)
-        throw std::runtime_error("QVX_DIST is not set: run the tests with ./test");
-    return folder;
 }
 
 } // namespace
@@ -79,16 +68,6 @@ program_result run_program(const std::string& program, const strings& arguments)
     if (!ended)
         throw std::runtime_error("ran into the limit: " + result.err);
     return result;
-}
-
-std::string shipped(const std::string& file)
-{
-    return dist() + "\\" + own_arch + "\\" + file;
-}
-
-std::string effect(const std::string& file, const std::string& arch)
-{
-    return dist() + "\\effects\\" + arch + "\\" + file;
 }
 
 std::string test_module(const std::string& file)

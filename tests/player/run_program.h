@@ -2,6 +2,7 @@
 // Runs a program as a process of its own, with its output in files: a process that it leaves behind must not
 // keep a pipe open.
 
+#include "support/shipped.h"
 #include "support/temp_folder.h"
 #include "win/handle.h"
 
@@ -25,10 +26,7 @@ win::kernel_handle start_program(const std::string& program, const strings& argu
 // Runs it to its end, at most 50 seconds (1000 in a long run); then it is ended and this throws.
 program_result run_program(const std::string& program, const strings& arguments);
 
-// A shipped file for this architecture, an effect of either ("qvxEcho.vst3" for "x64" or "x86"), and a module
-// of the tests. The environment's QVX_DIST says where; they throw without it.
-std::string shipped(const std::string& file);
-std::string effect(const std::string& file, const std::string& arch);
+// A module of the tests, of this bitness.
 std::string test_module(const std::string& file);
 
 strings with(strings arguments, const strings& more);

@@ -84,8 +84,8 @@ TEST_CASE("chain: an output layout is kept whatever the effect gives; channels t
         size_t filled; // channels with sound: channel n holds input channel n modulo 2
         float factor;
     };
-    for (const row& each : {row{effect("qvxGain.vst3", "x64"), "5.1", 6, 0x3F, 2, 0.5f},
-                            row{effect("qvxGain.dll", "x86"), "5.1", 6, 0x3F, 2, 0.5f},
+    for (const row& each : {row{shipped_effect("qvxGain.vst3", "x64"), "5.1", 6, 0x3F, 2, 0.5f},
+                            row{shipped_effect("qvxGain.dll", "x86"), "5.1", 6, 0x3F, 2, 0.5f},
                             row{six, "5.1", 6, 0x3F, 6, 1}, row{six, "2.1", 3, 0xB, 3, 1}}) {
         CAPTURE(each.module);
         CAPTURE(each.mask);

@@ -94,10 +94,10 @@ TEST_CASE("command line: help fits on a screen, names every option and has examp
         {{"scan", "--help"}, "DIR..."},        {{"configure", "--help"}, "--preset FILE"},
         {{"preset", "--help"}, "--show FILE"}, {{"settings", "--help"}, "NAME[=VALUE]..."},
         {{"services", "--help"}, "--json"},    {{"gui", "--help"}, "--capture FILE.wav"}};
-    for (const auto& [arguments, part] : pages) {
-        CAPTURE(part);
-        const std::string page = parse_command_line(arguments).help_text;
-        CHECK(page.find(part) != std::string::npos);
+    for (const auto& each : pages) {
+        CAPTURE(each.second);
+        const std::string page = parse_command_line(each.first).help_text;
+        CHECK(page.find(each.second) != std::string::npos);
         CHECK(page.find("Examples:\n  qvxplayer ") != std::string::npos);
         size_t lines = 0, begin = 0;
         for (size_t end; (end = page.find('\n', begin)) != std::string::npos; begin = end + 1, ++lines)
@@ -154,11 +154,11 @@ TEST_CASE("command line: mistakes are named, with the nearest thing that would b
         {{"preset", "--show", "f", "m"}, "preset needs"},
         {{"preset", "--show", "f", "--float64"}, "no meaning with --show"},
     };
-    for (const auto& [arguments, part] : rows) {
-        CAPTURE(part);
-        const std::string text = refusal(arguments);
+    for (const auto& each : rows) {
+        CAPTURE(each.second);
+        const std::string text = refusal(each.first);
         CAPTURE(text);
-        CHECK(text.find(part) != std::string::npos);
+        CHECK(text.find(each.second) != std::string::npos);
         CHECK(text.find('\n') == std::string::npos);
     }
 }

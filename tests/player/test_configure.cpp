@@ -48,7 +48,8 @@ TEST_CASE("configure: a preset is made from an effect, changed, and left alone")
 {
     const configure_fixture test;
     const std::string file = test.folder.path("a.preset");
-    const auto made = test.configured({"--effect", effect("qvxGain.vst3", "x64"), "--preset", file}, 1);
+    const auto made =
+        test.configured({"--effect", shipped_effect("qvxGain.vst3", "x64"), "--preset", file}, 1);
     CHECK(made.exit_code == 0);
     CHECK(made.out.find("64-bit floating-point") != std::string::npos);
     CHECK(test.flags_in(file) == vstFlagFloat64);

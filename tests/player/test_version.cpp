@@ -16,7 +16,7 @@ TEST_CASE("version: the programs and the properties of every shipped file agree"
         files.push_back(shipped(name));
     for (const char* const name : {"qvxGain", "qvxEcho", "qvxScope"})
         for (const char* const suffix : {".dll", ".vst3"})
-            files.push_back(effect(std::string(name) + suffix, arch));
+            files.push_back(shipped_effect(std::string(name) + suffix, arch));
     for (const std::string& file : files) {
         CAPTURE(file);
         const std::wstring path = win::to_utf16(file);

@@ -30,7 +30,8 @@ TEST_CASE("window: what is heard is what the chain makes, also after edits and s
     chain_fixture files;
     const sound input = noise(rate, 2, 6 * rate);
     files.write("in.wav", input);
-    driven_player player(files, {effect("qvxGain.dll", "x86"), effect("qvxEcho.vst3", "x64")}, "heard.wav");
+    driven_player player(files, {shipped_effect("qvxGain.dll", "x86"), shipped_effect("qvxEcho.vst3", "x64")},
+                         "heard.wav");
     player.play();
     REQUIRE(player.hears(1));
     CHECK(player.text(ids::status).find("44100 Hz, 2 channels") != std::string::npos);
@@ -82,7 +83,7 @@ TEST_CASE("window: what is moved in an effect's editor is heard at once, and clo
     chain_fixture files;
     const sound input = noise(rate, 2, 20 * rate);
     files.write("in.wav", input);
-    driven_player player(files, {effect("qvxGain.vst3", "x64")}, "heard.wav");
+    driven_player player(files, {shipped_effect("qvxGain.vst3", "x64")}, "heard.wav");
     player.play();
     REQUIRE(player.hears(1));
     player.press_in_chain(VK_HOME);
@@ -126,7 +127,8 @@ TEST_CASE(
     const int rounds = is_long ? 180 : 2;
     chain_fixture files;
     files.write("in.wav", noise(rate, 2, seconds * rate));
-    driven_player player(files, {effect("qvxGain.vst3", "x64"), effect("qvxEcho.dll", "x64")});
+    driven_player player(files,
+                         {shipped_effect("qvxGain.vst3", "x64"), shipped_effect("qvxEcho.dll", "x64")});
     player.press_in_chain(VK_HOME);
     size_t handles = 0, bytes = 0;
     for (int round = 0; round < rounds; ++round) {

@@ -58,7 +58,7 @@ TEST_CASE("window: closed while everything runs, or hangs, it ends at once and l
         CAPTURE(hangs);
         chain_fixture files;
         files.write("in.wav", noise(rate, 2, 20 * rate));
-        const std::string echo = effect("qvxEcho.vst3", "x64");
+        const std::string echo = shipped_effect("qvxEcho.vst3", "x64");
         driven_player player(files, {hangs ? test_module("module_that_hangs_in_process.dll") : echo, echo});
         player.play();
         REQUIRE(player.wait_until([&] { return player.worker_count() == (hangs ? 1u : 2u); }));
@@ -77,9 +77,9 @@ TEST_CASE("window: an effect that hangs is waited for visibly, and the music goe
     chain_fixture files;
     const sound input = noise(rate, 2, 2 * rate);
     files.write("in.wav", input);
-    driven_player player(files,
-                         {test_module("module_that_hangs_in_process.vst3"), effect("qvxGain.vst3", "x64")},
-                         "heard.wav");
+    driven_player player(
+        files, {test_module("module_that_hangs_in_process.vst3"), shipped_effect("qvxGain.vst3", "x64")},
+        "heard.wav");
     player.play();
     REQUIRE(player.wait_until([&] { return player.text(ids::status).starts_with("Starting VST: module"); }));
     REQUIRE(player.wait_until([&] { return player.worker_count() == 1; }));

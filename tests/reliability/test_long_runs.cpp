@@ -126,7 +126,7 @@ TEST_CASE("editors and visualisations, again and again: nothing grows")
     const fake_worker fed("connect\non 1 * no-reply\non 3 * no-reply\nserve 2\nexit 0");
     const auto show = [&] {
         new vis_instance(fed.effect());
-        test.deliver(44100, 2, 3, 441);
+        test.deliver(chunk_of(1, 441));
         CHECK(test.gone(20));
     };
     const bool is_long = test_options::long_run();

@@ -1,27 +1,12 @@
 #include "support/real_editor.h"
 
-#include "win/utf.h"
 #include "worker/startWorker.h"
 
-#include <cstdlib>
 #include <stdexcept>
-
-std::string dist()
-{
-    const char* const folder = std::getenv("QVX_DIST");
-    if (!folder)
-        throw std::runtime_error("QVX_DIST is not set: run the tests with ./test");
-    return folder;
-}
 
 void use_shipped_workers()
 {
-    Nv::setComponentPath(dist() + (sizeof(void*) == 8 ? "\\x64" : "\\x86") + "\\qvx_dsp_vst3.dll");
-}
-
-std::string shipped_effect(const std::string& file, const std::string& arch)
-{
-    return dist() + "\\effects\\" + arch + "\\" + file;
+    Nv::setComponentPath(shipped("qvx_dsp_vst3.dll"));
 }
 
 owner_window::owner_window()

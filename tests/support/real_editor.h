@@ -1,18 +1,14 @@
 #pragma once
 // The window that a real worker opens on one of ours, as a test sees and touches it.
 
-#include <windows.h>
+#include "support/shipped.h"
 
 #include <cstdint>
 #include <string>
 #include <vector>
 
-// QVX_DIST as a Windows path: the folder of the shipped files. Throws without it, see tools/run_tests.py.
-std::string dist();
 // Makes every launch start the shipped workers.
 void use_shipped_workers();
-// A shipped effect: "qvxGain.vst3" for "x64" or "x86".
-std::string shipped_effect(const std::string& file, const std::string& arch);
 
 // A window of ours that stands where an editor's owner stands.
 class owner_window {

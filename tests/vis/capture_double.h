@@ -1,13 +1,12 @@
 #pragma once
 // The player's captured stream, without a player: a test delivers what it wants.
 
-#include "sdk/audio_chunk_impl.h"
 #include "sdk/playback_stream_capture.h"
+#include "support/chunks.h"
 #include "support/dialog_host.h"
 
 #include <doctest/doctest.h>
 
-#include <algorithm>
 #include <vector>
 
 class capture_double : public playback_stream_capture_v2 {
@@ -30,16 +29,6 @@ public:
 
 struct vis_fixture {
     vis_fixture() { player.host.add_service(playback_stream_capture::class_guid, capture); }
-    void deliver(uint32_t rate, uint32_t channels, uint32_t mask, size_t frames)
-    {
-        audio_chunk_impl_t chunk;
-        chunk.set_data_size(frames * channels);
-        std::fill_n(chunk.get_data(), frames * channels, 1.0);
-        chunk.set_sample_rate(rate);
-        chunk.set_channels(channels, mask);
-        chunk.set_sample_count(frames);
-        deliver(chunk);
-    }
     void deliver(const audio_chunk& chunk)
     {
         for (auto* const callback : std::vector(capture->callbacks))

@@ -2,9 +2,10 @@
 
 #include "vis/mainmenu_commands_vst.h"
 
-#include "sdk/dsp_chain_config_impl.h"
+#include "player/window/shortcuts.h"
 #include "support/dialog_host.h"
 #include "support/fake_worker.h"
+#include "support/presets.h"
 #include "vis/menuConfigureRun.h"
 
 #include <doctest/doctest.h>
@@ -19,14 +20,7 @@ using lines = std::vector<std::string>;
 
 dsp_preset_impl entry(const std::string& path, const std::string& name = "A", int version = 3)
 {
-    vstConfig_t effect;
-    effect.path = path;
-    effect.name = name;
-    effect.arch = "x64";
-    effect.vstVersion = version;
-    dsp_preset_impl preset;
-    vstConfigToPreset(effect, preset);
-    return preset;
+    return preset_of({path, name, "x64", version});
 }
 
 dsp_preset_impl foreign(const std::string& path)
@@ -67,10 +61,8 @@ struct menu_fixture {
     }
     bool execute(size_t index)
     {
-        service_ptr_t<mainmenu_node> tree, command;
-        menu->dynamic_instantiate(0, tree);
-        tree->get_child(command, index);
-        return menu->dynamic_execute(0, command->get_guid());
+        const std::string guid = commands()[index].substr(commands()[index].rfind(' ') + 1);
+        return menu->dynamic_execute(0, *player::parse_guid(guid));
     }
     void remove(size_t index) { player.chain.remove((*player.chain.get())[index]->id); }
     // The states in the chain; "-" for what has none, also what is not an effect of ours.
@@ -96,12 +88,6 @@ struct menu_fixture {
 // Saves "edit" when it opens and "last" when it is told to go.
 const char* const editor = "connect\nwrite-file $--data edit\nsignal-event {event:up}\n"
                            "on-broken-pipe write-file $--data last\nread 1";
-
-std::string data_file(const fake_worker& fake)
-{
-    const lines arguments = fake.arguments();
-    return arguments[static_cast<size_t>(std::ranges::find(arguments, "--data") - arguments.begin()) + 1];
-}
 
 } // namespace
 
@@ -153,7 +139,8 @@ TEST_CASE("an edit goes to its own entry of the chain as it then is")
         REQUIRE(fake.wait_for("up"));
         for (const size_t index : each.removed)
             test.remove(index);
-        const std::string file = data_file(fake);
+        const lines arguments = fake.arguments();
+        const std::string file = *(std::ranges::find(arguments, "--data") + 1);
         CHECK(std::filesystem::exists(file));
         endMenuConfigureRun(); // as the player's quit does
         CHECK(test.states() == each.states);

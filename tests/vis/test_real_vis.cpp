@@ -27,11 +27,7 @@ TEST_CASE("the picture moves with the music, stands still without it, and its wi
     double phase = 0;
     const auto play = [&] { // for 0.3 seconds, a tone that rises
         for (int i = 0; i < 30; ++i) {
-            audio_chunk_impl_t chunk;
-            chunk.set_sample_rate(44100);
-            chunk.set_channels(2, 3);
-            chunk.set_data_size(2 * 441);
-            chunk.set_sample_count(441);
+            audio_chunk_impl_t chunk = chunk_of(0, 441);
             for (size_t s = 0; s < 2 * 441; ++s)
                 chunk.get_data()[s] = 0.7 * std::sin(phase += 0.00001 * static_cast<double>(s) + 0.02);
             test.deliver(chunk);

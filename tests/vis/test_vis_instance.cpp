@@ -4,8 +4,6 @@
 
 #include "capture_double.h"
 #include "support/fake_worker.h"
-#include "support/system_counts.h"
-#include "support/test_options.h"
 #include "worker/startWorker.h"
 
 #include <doctest/doctest.h>
@@ -20,12 +18,12 @@ TEST_CASE("a format goes first and again when it changed; ten pieces wait for th
     new vis_instance(fake.effect());
     REQUIRE(fake.wait_for("started"));
     for (size_t i = 1; i <= 12; ++i) // two more than there is room for
-        test.deliver(i <= 5 ? 44100 : 48000, 2, 3, i);
+        test.deliver(chunk_of(1, i, 2, 3, i <= 5 ? 44100 : 48000));
     fake.signal("go");
     CHECK(fake.wait_for("early"));
-    test.deliver(48000, 2, 3, 441);
-    test.deliver(48000, 1, 4, 441);
-    test.deliver(48000, 1, 0, 441);
+    test.deliver(chunk_of(1, 441, 2, 3, 48000));
+    test.deliver(chunk_of(1, 441, 1, 4, 48000));
+    test.deliver(chunk_of(1, 441, 1, 0, 48000));
     CHECK(fake.wait_for("heard"));
     std::string said;
     for (const auto& command : fake.commands())
@@ -49,23 +47,14 @@ TEST_CASE("a format goes first and again when it changed; ten pieces wait for th
 
 TEST_CASE("an instance that gets no worker or no token goes and says nothing of it")
 {
-    struct row {
-        const char* what;
-        const char* script; // null: there is no such program
-        bool without_token = false;
-    };
-    const row rows[] = {
-        {"no worker", nullptr},
-        {"no token", "connect\nserve", true},
-    };
-    for (const row& each : rows) {
-        CAPTURE(each.what);
+    for (const bool has_worker : {false, true}) { // which then has no token
+        CAPTURE(has_worker);
         fake_worker::use_for_launches();
         vis_fixture test;
-        fake_worker fake(each.script ? each.script : "");
-        if (!each.script)
+        fake_worker fake("connect\nserve");
+        if (!has_worker)
             Nv::setComponentPath("C:\\nowhere\\component.dll");
-        test.player.host.hide_service(app_abort::class_guid, each.without_token);
+        test.player.host.hide_service(app_abort::class_guid, has_worker);
         new vis_instance(fake.effect());
         CHECK(test.gone());
         CHECK(test.player.host.console_lines().empty());
