@@ -124,7 +124,7 @@ size_t driven_player::private_bytes() const
     return counters.PagefileUsage;
 }
 
-bool driven_player::wait_until(const std::function<bool()>& done)
+bool driven_player::wait_until(const std::function<bool()>& done) const
 {
     const ULONGLONG end = GetTickCount64() + limit_ms;
     while (!done()) {

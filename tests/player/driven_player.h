@@ -29,7 +29,7 @@ public:
     size_t private_bytes() const;
 
     // False at the limit of 30 seconds.
-    static bool wait_until(const std::function<bool()>& done);
+    bool wait_until(const std::function<bool()>& done) const;
     void play() const;               // once that can be done
     bool hears(double second) const; // once so many are heard; 0 comes again behind the end
     void open_menu() const;

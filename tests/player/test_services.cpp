@@ -155,7 +155,7 @@ TEST_CASE("services: the file system's paths, listing, reading and writing, and 
                                        {"file:///" + slashes, root},
                                        {"C:/", "C:\\"},
                                        {"http://x/y", "http://x/y"}})
-        CHECK(native_path(path.c_str()) == native);
+        CHECK(native_path(path) == native);
     CHECK_FALSE(filesystem_for_path("http://x/y"));
 
     const auto disk = filesystem_for_path(root.c_str());

@@ -192,7 +192,7 @@ TEST_CASE("chooser dialog: modal")
     fake.signal("close");
     edited target(fake.effect());
     edit_callback callback(target);
-    const auto when = [](std::function<bool()> ready, std::function<void(HWND)> act) {
+    const auto when = [](const std::function<bool()>& ready, const std::function<void(HWND)>& act) {
         post_to_main_thread([=] { when_ready(ready, act, 1000); });
     };
 

@@ -38,7 +38,7 @@ struct configured {
             if (meanwhile)
                 std::exchange(meanwhile, nullptr)();
         };
-        run->onFinished = [this] { events.push_back("finished"); };
+        run->onFinished = [this] { events.emplace_back("finished"); };
     }
     // Starts the worker and waits until its editor is up.
     void start(fake_worker& fake, HWND parent = nullptr)
@@ -112,7 +112,7 @@ TEST_CASE("stopping reads back once more; what no state can be is left alone")
         std::function<void(const std::string& path)> change;
         lines reported;
     };
-    const std::string largest(0xFFFFFF, 'x');
+    const std::string largest(0xFFFFFF, 'x'); // NOLINT(bugprone-string-constructor): a state may be so large
     const row rows[] = {
         {"unchanged", [](auto&) {}, {}},
         {"the largest", [&](auto& path) { write_text(path, largest); }, {"A " + largest}},

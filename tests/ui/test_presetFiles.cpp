@@ -44,7 +44,7 @@ TEST_CASE("a preset is loaded whole or not at all, and saved as it is")
         if (each.file)
             player.shell->answer = folder.path(each.file);
         std::string taken = not_taken;
-        loadPreset(nullptr, [&](std::vector<uint8_t> state) {
+        loadPreset(nullptr, [&](const std::vector<uint8_t>& state) {
             taken = std::to_string(state.size());
             if (each.take_fails)
                 throw std::runtime_error("no");
@@ -53,7 +53,7 @@ TEST_CASE("a preset is loaded whole or not at all, and saved as it is")
         CHECK(player.shell->shown == each.shown);
     }
     player.shell->answer = "nowhere://x";
-    loadPreset(nullptr, [](std::vector<uint8_t>) {});
+    loadPreset(nullptr, [](const std::vector<uint8_t>&) {});
     CHECK(player.shell->shown.back() == load_failure + "Object not found");
 
     player.shell->shown.clear();

@@ -104,11 +104,11 @@ private:
 // Adds a factor times what went into (or came out of) it some samples ago.
 class ringing final : public passing {
 public:
-    ringing(const bare::description& about, std::size_t samples, double factor, bool feeds_back,
+    ringing(const bare::description& about, std::size_t samples, unsigned percent, bool feeds_back,
             uint32_t declared)
         : passing(about)
         , samples_(samples)
-        , factor_(factor)
+        , factor_(percent / 100.0)
         , feeds_back_(feeds_back)
         , declared_(declared)
     {
@@ -426,9 +426,9 @@ constexpr behaviour behaviours[] = {
     {"module_with_two_inputs_and_six_outputs", make<passing>, [](about_t& a) { a.outputs[0].channels = 6; }},
     {"module_with_48000_samples_of_latency", make<late, 48000u>},
     {"module_that_changes_its_latency", make<later_and_later>},
-    {"module_with_a_tail", make<ringing, 4096u, 0.5, false, 4096u>},
-    {"module_with_an_endless_tail", make<ringing, 1000u, 0.5, true, bare::effect::no_end>},
-    {"module_that_rings_for_ever", make<ringing, 1000u, 1.0, true, bare::effect::no_end>},
+    {"module_with_a_tail", make<ringing, 4096u, 50u, false, 4096u>},
+    {"module_with_an_endless_tail", make<ringing, 1000u, 50u, true, bare::effect::no_end>},
+    {"module_that_rings_for_ever", make<ringing, 1000u, 100u, true, bare::effect::no_end>},
     {"module_that_puts_out_nan", make<nan_output>},
     {"module_that_counts_allocations", make<allocation_counter>},
     {"module_that_takes_the_memory", make<memory_taker<4096>>},
