@@ -60,7 +60,7 @@ struct running_player {
         CHECK(lines == std::vector<std::string>{});
     }
     // A menu command of that name.
-    static void run_command(std::string_view name)
+    void run_command(std::string_view name)
     {
         for (const auto& command : player::all_commands()) {
             if (command.text == name)
