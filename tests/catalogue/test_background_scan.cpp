@@ -54,7 +54,7 @@ struct scan_fixture {
     std::vector<vstFolder_t> folders(const std::string& name) const { return {{modules.path(name), 0}}; }
     background_scan::deliver_t deliver()
     {
-        return [this](std::vector<vstConfig_t> found) {
+        return [this](const std::vector<vstConfig_t>& found) {
             core_api::ensure_main_thread();
             ++deliveries;
             names.clear();
@@ -114,7 +114,7 @@ TEST_CASE("background scan: a cancelled scan delivers nothing, whenever the canc
 {
     scan_fixture f;
     const auto alive = std::make_shared<int>();
-    const auto counted = [&f, alive](std::vector<vstConfig_t>) { ++f.deliveries; };
+    const auto counted = [&f, alive](const std::vector<vstConfig_t>&) { ++f.deliveries; };
     SUBCASE("while it scans")
     {
         background_scan scan;
@@ -169,9 +169,9 @@ TEST_CASE("background scan: a delivery may destroy the scan or begin the next")
 {
     scan_fixture f;
     auto scan = std::make_unique<background_scan>();
-    scan->begin(f.folders("a"), [&](std::vector<vstConfig_t> first) {
+    scan->begin(f.folders("a"), [&](const std::vector<vstConfig_t>& first) {
         CHECK(first.size() == 2);
-        scan->begin(f.folders("b"), [&, keep = std::make_shared<int>(5)](std::vector<vstConfig_t> second) {
+        scan->begin(f.folders("b"), [&, keep = std::make_shared<int>(5)](const auto& second) {
             scan.reset();
             CHECK(second.size() == 1);
             CHECK(*keep == 5); // still there

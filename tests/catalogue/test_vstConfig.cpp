@@ -16,7 +16,7 @@ namespace {
 const std::string header_1 = "\x36\x21\xE7\x4C\x27\xA4\x4B\x45\xBD\x82\x54\xEF\x98\x35\x9B\xF1"s;
 const std::string header_2 = "\x42\x40\xA8\xB3\xA7\x0A\x34\x4B\xAB\x42\x7F\x5F\xE2\x69\x4F\x16"s;
 const std::string header_3 = "\x2A\x1C\x0C\x88\x45\x45\x5D\x47\x8A\x88\x3B\xCE\x82\xB2\x36\x08"s;
-const std::string texts = "Echo\0C:\\e.vst3\0x64\0"s;
+const std::string texts = "Echo\0C:\\e.vst3"s + '\0' + "x64\0"s;
 const std::string version_and_flags = "\x03\0\0\0\x06\0\0\x80"s;
 const std::string mask = "\x0F\x06\0\0"s;
 const std::string state = "\0\xFF\0st"s;
@@ -134,7 +134,7 @@ TEST_CASE("preset bytes: what is refused, and as what")
     } const rows[] = {
         {header_2, "truncated"},
         {header_2 + "Ech", "truncated"},
-        {header_2 + "Echo\0C:\\e.vst3\0x64"s, "truncated"},
+        {header_2 + texts.substr(0, texts.size() - 1), "truncated"},
         {header_2 + texts + "\3\0\0"s, "truncated"},
         {header_2 + texts + version_and_flags + "\0\0\0"s, "truncated"},
         {header_3 + texts + version_and_flags + mask + "\0\0\0"s, "truncated"},
