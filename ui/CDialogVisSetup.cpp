@@ -3,6 +3,7 @@
 #include "resources/dialog_ids.h"
 #include "sdk/host_api.h"
 #include "sdk/shell.h"
+#include "worker/failureText.h"
 
 #include <algorithm>
 
@@ -89,7 +90,7 @@ void CDialogVisSetup::start(std::optional<size_t> row)
     try {
         start_(*effect);
     } catch (const std::exception& failure) {
-        show_popup(window(), std::string("Could not start visualisation: ") + failure.what(), "Information",
+        show_popup(window(), "Could not start visualisation: " + Nv::failureText(failure), "Information",
                    popup_kind::failure);
         return;
     }

@@ -5,6 +5,7 @@
 #include "sdk/filesystem.h"
 #include "sdk/shell.h"
 #include "win/long_path.h"
+#include "worker/failureText.h"
 #include "worker/pipeName.h"
 
 #include <windows.h>
@@ -89,7 +90,7 @@ void loadPreset(void* parentWindow, const std::function<void(std::vector<uint8_t
         if (path)
             take(readPreset(*path));
     } catch (const std::exception& failure) {
-        showFailure(parentWindow, failure.what(), "Preset loading failure");
+        showFailure(parentWindow, Nv::failureText(failure), "Preset loading failure");
     }
 }
 
@@ -108,6 +109,6 @@ void savePreset(void* parentWindow, const std::vector<uint8_t>& state)
         if (path)
             writePreset(*path, bytes);
     } catch (const std::exception& failure) {
-        showFailure(parentWindow, failure.what(), title);
+        showFailure(parentWindow, Nv::failureText(failure), title);
     }
 }

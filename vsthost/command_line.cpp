@@ -172,7 +172,8 @@ bool is_vst3_name(std::string_view path)
 
 } // namespace
 
-std::variant<options, usage_error> vsthost::parse_command_line(const std::vector<std::string>& arguments)
+std::variant<options, usage_error> vsthost::parse_command_line(const std::vector<std::string>& arguments,
+                                                               std::wstring_view line)
 {
     if (arguments.empty())
         return usage_error{"no mode given: use " + std::string(mode_words)};
@@ -200,6 +201,9 @@ std::variant<options, usage_error> vsthost::parse_command_line(const std::vector
         return result;
     if (const auto broken = broken_out(arguments))
         return *broken;
+    if (std::ranges::count(line, L'"') % 2 != 0)
+        return usage_error{
+            "a quotation mark on the command line is not closed: put paths with spaces between two"};
     if (result.vst_path.empty())
         return missing(arguments[0], "--vst");
     if (result.vst_version == 0 && result.mode == run_mode::probe)

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <variant>
 #include <vector>
 
@@ -32,8 +33,11 @@ struct usage_error {
     std::string text;
 };
 
-// `arguments` without the program's own name, UTF-8. An option that comes twice is refused.
-std::variant<options, usage_error> parse_command_line(const std::vector<std::string>& arguments);
+// `arguments` without the program's own name, UTF-8, and the `line` that they were taken from. An option that
+// comes twice is refused, and a line with a quotation mark that nothing closes: a path with one would make a
+// text of all behind it.
+std::variant<options, usage_error> parse_command_line(const std::vector<std::string>& arguments,
+                                                      std::wstring_view line);
 
 // What --help prints, for the program of this name.
 std::string help_text(const std::string& program);

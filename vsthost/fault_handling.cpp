@@ -263,7 +263,11 @@ void vsthost::install_fault_handling()
     start_reports();
     let_crashes_through_callbacks();
     SetErrorMode(SEM_FAILCRITICALERRORS | SEM_NOGPFAULTERRORBOX | SEM_NOOPENFILEERRORBOX);
-    SetDllDirectoryW(L""); // libraries are never looked for in the folder that the player happens to be in
+    // In place of the folder that the player happens to be in: nobody may put a library there that an effect
+    // lacks. An empty name says the same on Windows, but not on Wine.
+    wchar_t system[MAX_PATH];
+    const UINT system_length = GetSystemDirectoryW(system, MAX_PATH);
+    SetDllDirectoryW(system_length > 0 && system_length < MAX_PATH ? system : L"");
     _set_error_mode(_OUT_TO_STDERR); // the run-time library's own "abnormal termination" box
     std::signal(SIGABRT, on_abort);
     std::set_new_handler(on_no_memory);

@@ -53,7 +53,7 @@ int WINAPI wWinMain(HINSTANCE, HINSTANCE, wchar_t*, int)
 {
     using namespace vsthost;
     install_fault_handling();
-    const auto parsed = parse_command_line(arguments());
+    const auto parsed = parse_command_line(arguments(), GetCommandLineW());
     if (const auto* const error = std::get_if<usage_error>(&parsed))
         end_process(fatal_error(exit_code::usage, error->text));
     try {

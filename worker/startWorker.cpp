@@ -5,6 +5,7 @@
 #include "sdk/threads.h"
 #include "win/utf.h"
 #include "worker/exceptions.h"
+#include "worker/failureText.h"
 #include "worker/workerProcess.h"
 
 #include <mutex>
@@ -72,7 +73,7 @@ void tellFailedStart(const char* what, const vstConfig_t& effect, const std::exc
         const bool missing = dynamic_cast<const file_not_found*>(&failure) != nullptr;
         console::print(std::string(what) + (missing ? "the worker program " + workerPath(effect) +
                                                           " is missing; put it back beside the component"
-                                                    : std::string(failure.what())));
+                                                    : failureText(failure)));
     } catch (...) {
         // The failure itself is dealt with by the caller all the same.
     }

@@ -365,7 +365,8 @@ TEST_CASE("fuzz: a worker takes no memory for what is only announced")
             // More than pipe and buffer hold: when this is through, the buffer has grown.
             const std::vector<uint8_t> some(4 * mebibyte);
             with.write(some.data(), some.size());
-            CHECK(committed_bytes(with.process_handle()) - before < 3 * some.size());
+            CHECK(committed_bytes(with.process_handle()) - before <
+                  4 * some.size()); // it has doubled, and was copied
         }
 }
 
@@ -379,16 +380,18 @@ TEST_CASE("fuzz: no path brings options of its own onto a worker's command line"
     int understood = 0;
     for (uint64_t round = 0; round < (test_options::long_run() ? 1'000'000 : 20'000); ++round) {
         dice random(round);
-        std::string path = "C:\\e";
-        for (uint32_t left = random.below(8); left != 0; --left)
+        // The first one makes a title of all that the component puts behind it.
+        std::string path =
+            "C:\\e" + std::string(round != 0 ? "" : " f\" --vst-version 3 --data C:\\d --window-title x");
+        for (uint32_t left = round == 0 ? 0 : random.below(8); left != 0; --left)
             path += pieces[random.below(std::size(pieces))];
-        const bool shows = random.one_in(2);
+        const bool shows = round != 0 && random.one_in(2);
         const std::string data = random.one_in(2) ? "C:\\T\\00ff" : "C:\\My Temp\\00ff";
         const auto options =
             shows ? Nv::visualizationOptions(false, 0x1A) : Nv::configureOptions(true, data, 0x1A);
-        const auto parsed =
-            vsthost::parse_command_line(as_the_worker_sees(Nv::joinCommandLine(Nv::workerArguments(
-                "C:\\a b\\w.exe", shows ? "configure-live" : "configure", path, 3, options, pipe))));
+        const std::string line = Nv::joinCommandLine(Nv::workerArguments(
+            "C:\\a b\\w.exe", shows ? "configure-live" : "configure", path, 3, options, pipe));
+        const auto parsed = vsthost::parse_command_line(as_the_worker_sees(line), win::to_utf16(line));
         const auto* const found = std::get_if<vsthost::options>(&parsed);
         if (!found)
             continue;

@@ -152,7 +152,7 @@ TEST_CASE("an edit goes to its own entry of the chain as it then is")
 
 TEST_CASE("the next command ends the editor before, whose last state is placed by the new number")
 {
-    fake_worker first(editor), other("connect\nsignal-event {event:up}\nwait-event {event:close}\n"
+    fake_worker first(editor), other("connect\nwrite-file $--data open\nwait-event {event:close}\n"
                                      "write-file $--data closed\nexit 0");
     menu_fixture test{entry(first.script_path()), entry(first.script_path()), entry(other.script_path())};
     CHECK(test.execute(1));
@@ -160,8 +160,9 @@ TEST_CASE("the next command ends the editor before, whose last state is placed b
     CHECK(test.player.run_until([&] { return test.states()[1] == "edit"; }, 1));
     CHECK(test.execute(2));
     CHECK(test.states() == lines{"last", "edit", "-"});
-    REQUIRE(other.wait_for("up"));
-    other.signal("close"); // by the user
+    // By the user, who has seen it: a worker that is gone before the component looks was never there.
+    CHECK(test.player.run_until([&] { return test.states()[2] == "open"; }, 5));
+    other.signal("close");
     CHECK(test.player.run_until([&] { return test.states()[2] == "closed"; }, 5));
 
     test.player.host.app_token.abort();

@@ -3,6 +3,7 @@
 #include "support/temp_folder.h"
 #include "vsthost/exit_codes.h"
 #include "vsthost/worker_driver.h"
+#include "win/utf.h"
 
 #include <doctest/doctest.h>
 #include <windows.h>
@@ -131,8 +132,13 @@ TEST_CASE("a library that a module needs and that is not there is named")
             std::copy(absent.c_str(), absent.c_str() + absent.size() + 1, at);
             const temp_folder folder;
             folder.write("needs-more.dll", module);
+            // Nor is one loaded that somebody put into the folder where the player is.
+            const temp_folder current;
+            current.write(absent, read_file(effect_path(arch, "qvxGain.dll")));
+            REQUIRE(SetCurrentDirectoryW(win::to_utf16(current.path()).c_str()));
             worker with({arch, folder.path("needs-more.dll"), 2});
             check_end(with, exit_code::dependency_missing, "it needs " + absent, folder.path());
+            REQUIRE(SetCurrentDirectoryW(win::to_utf16(folder.path("..")).c_str()));
         }
 }
 

@@ -69,6 +69,9 @@ TEST_CASE("connecting")
     CHECK(pipe.timeoutSeconds == 0);
     CHECK_THROWS_WITH_AS(pipe.connectWorker(1.0), "could not connect pipe", std::runtime_error);
     const std::wstring name = pipe.createPipe();
+    // There is one end for one worker: nobody can make another of that name.
+    CHECK_FALSE(win::file_handle(
+        CreateNamedPipeW(name.c_str(), PIPE_ACCESS_DUPLEX, PIPE_TYPE_BYTE, 2, 0, 0, 0, nullptr)));
     win::file_handle client;
     SUBCASE("the client comes while the connect is pending")
     {
