@@ -23,25 +23,14 @@
 
 namespace {
 
-constexpr unsigned code_bad_script = 90;
-constexpr unsigned code_bad_conversation = 92;
-constexpr unsigned code_no_pipe = 93;
-constexpr unsigned code_no_event = 94;
+constexpr unsigned code_failed = 90;
 constexpr unsigned code_too_long = 99;
 constexpr DWORD event_limit_ms = 30000;
 constexpr DWORD life_limit_ms = 120000;
 constexpr uint64_t payload_limit = 256 << 20;
 constexpr size_t recorded_payload_limit = 100000;
 
-// The worker ends with this code and says why.
-struct failure : std::runtime_error {
-    failure(unsigned exit_code, const std::string& text)
-        : std::runtime_error(text)
-        , code(exit_code)
-    {
-    }
-    unsigned code;
-};
+using failure = std::runtime_error; // the worker says why and ends
 struct broken_pipe {};
 
 using statement = std::vector<std::string>; // never empty; the first word is the verb
@@ -51,7 +40,7 @@ uint64_t number_of(const std::string& word)
     size_t end = 0;
     const uint64_t value = std::stoull(word, &end, 0);
     if (end != word.size())
-        throw failure(code_bad_script, "not a number: " + word);
+        throw failure("not a number: " + word);
     return value;
 }
 
@@ -184,25 +173,24 @@ private:
     std::vector<hook> hooks_;
     std::map<uint32_t, uint64_t> seen_;
     bool no_reply_ = false;
-    std::optional<uint64_t> short_reply_;
 };
 
 void worker::connect()
 {
     const auto name = options_.find("--pipe");
     if (name == options_.end())
-        throw failure(code_no_pipe, "no --pipe");
+        throw failure("no --pipe");
     pipe_.reset(CreateFileW(win::to_utf16(name->second).c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr,
                             OPEN_EXISTING, 0, nullptr));
     if (!pipe_)
-        throw failure(code_no_pipe, "cannot open the pipe, error " + std::to_string(GetLastError()));
+        throw failure("cannot open the pipe, error " + std::to_string(GetLastError()));
     note("connected");
 }
 
 std::string worker::read_pipe(uint64_t byte_count)
 {
     if (byte_count > payload_limit)
-        throw failure(code_bad_conversation, "byte count " + std::to_string(byte_count));
+        throw failure("byte count " + std::to_string(byte_count));
     std::string bytes(static_cast<size_t>(byte_count), '\0');
     size_t done = 0;
     while (done < bytes.size()) {
@@ -249,12 +237,6 @@ void worker::serve(uint64_t count)
         }
         if (std::exchange(no_reply_, false) || !pipe_)
             continue;
-        if (short_reply_) {
-            write_pipe(std::string_view(answer).substr(0, static_cast<size_t>(*short_reply_)));
-            short_reply_.reset();
-            pipe_.reset();
-            return;
-        }
         write_pipe(answer);
     }
 }
@@ -277,14 +259,14 @@ std::string worker::answer_to(uint32_t code, const std::string& payload)
     case Nv::cmdReset:
         return {};
     default:
-        throw failure(code_bad_conversation, "command " + std::to_string(code));
+        throw failure("command " + std::to_string(code));
     }
 }
 
 std::string worker::processed(const std::string& input) const
 {
     if (!agreed_ || agreed_->inChannels == 0)
-        throw failure(code_bad_conversation, "audio without a format");
+        throw failure("audio without a format");
     const size_t in = agreed_->inChannels;
     const size_t out = agreed_->outChannels;
     const size_t frames = input.size() / (in * sizeof(double));
@@ -304,7 +286,7 @@ std::string worker::processed(const std::string& input) const
 std::string worker::agreed_format(const std::string& request)
 {
     if (request.size() != sizeof(Nv::streamFormat))
-        throw failure(code_bad_conversation, "format of " + std::to_string(request.size()) + " bytes");
+        throw failure("format of " + std::to_string(request.size()) + " bytes");
     Nv::streamFormat format;
     std::memcpy(&format, request.data(), sizeof(format));
     uint32_t* const fields[] = {&format.sampleRate, &format.inChannels, &format.inChannelMask,
@@ -338,7 +320,7 @@ void worker::execute(const statement& words)
         win::kernel_handle event(
             OpenEventW(EVENT_MODIFY_STATE | SYNCHRONIZE, FALSE, win::to_utf16(text(1)).c_str()));
         if (!event)
-            throw failure(code_no_event, "no event " + text(1));
+            throw failure("no event " + text(1));
         return event;
     };
 
@@ -391,12 +373,12 @@ void worker::execute(const statement& words)
         {"wait-event",
          [&] {
              if (WaitForSingleObject(open_event().get(), event_limit_ms) != WAIT_OBJECT_0)
-                 throw failure(code_no_event, text(1) + " did not come");
+                 throw failure(text(1) + " did not come");
          }},
         {"write-file",
          [&] {
              if (!(std::ofstream(file_path(text(1)), std::ios::binary) << text(2)).flush())
-                 throw failure(code_bad_script, "cannot write " + text(1));
+                 throw failure("cannot write " + text(1));
          }},
         {"format",
          [&] {
@@ -422,19 +404,14 @@ void worker::execute(const statement& words)
              hooks_.push_back({word32(1), nth, rest(3)});
          }},
         {"no-reply", [&] { no_reply_ = true; }},
-        {"short-reply", [&] { short_reply_ = number(1); }},
     };
     const auto found = actions.find(words[0]);
     if (found == actions.end())
-        throw failure(code_bad_script, "unknown statement " + words[0]);
+        throw failure("unknown statement " + words[0]);
     try {
         found->second();
     } catch (const broken_pipe&) {
         on_broken_pipe();
-    } catch (const failure& failed) {
-        write_stderr(std::string("fake worker: ") + failed.what() + "\n");
-        note("exit " + std::to_string(failed.code));
-        end_process(failed.code);
     }
 }
 
@@ -466,7 +443,7 @@ int wmain(int argc, wchar_t** argv)
         playing.note("exit 0");
     } catch (const std::exception& failed) {
         write_stderr(std::string("fake worker: ") + failed.what() + "\n");
-        end_process(code_bad_script);
+        end_process(code_failed);
     }
     end_process(0);
 }

@@ -56,6 +56,13 @@ const char* const nothing_read = "nothing of the worker is read in this conversa
 const char* const left_open = "1 handles";  // the player's last moments are nobody's to delete it in
 const char* const no_data_file = "1 files"; // the state's: whoever would delete it is gone
 
+// What is not answered is seen when the next format is.
+const std::vector<expectation> before_format = {{ends, broken},
+                                                {hang, {aborted}, 1000},
+                                                {garbage, {unusable}},
+                                                {late, {""}, 1000},
+                                                {abort_ | down, {aborted}}};
+
 const std::vector<step> steps = {
     {"connect",
      "",
@@ -64,7 +71,7 @@ const std::vector<step> steps = {
      "look",
      {},
      {},
-     {{ends | hang, {"timeout"}, connect_ms}, {late, {""}, 1000}, {abort_ | down, {aborted}}, {lost, {""}}},
+     {{ends | hang, {"timeout"}, connect_ms}, {late, {""}, 1000}, {abort_ | down, {aborted}}},
      {{cut | garbage, no_answer}}},
     {"state",
      "connect\n",
@@ -73,52 +80,44 @@ const std::vector<step> steps = {
      "stop",
      {},
      {"reply-garbage 20"},
-     {{ends, broken},
-      {hang, {aborted}, 1000},
-      {garbage, {unusable}},
-      {late, {""}, 1000},
-      {abort_ | down, {aborted}},
-      {lost, {""}}},
+     before_format,
      {{cut, no_answer}}},
     {"format",
      "connect\n",
      "on 3 1 ",
      "serve",
      "stop",
-     {"short-reply 10"},
+     {"reply-garbage 10", "close-pipe"},
      {"no-reply", "reply-garbage 20"},
      {{ends | cut, {broken[0]}},
       {hang, {aborted}, 1000},
       {garbage, {unusable}},
       {late, {""}, 1000},
-      {abort_ | down, {aborted}},
-      {lost, {""}}}},
+      {abort_ | down, {aborted}}}},
     {"process",
      "connect\n",
      "on 1 2 ",
      "serve\nhang",
      "stop",
-     {"short-reply 17"},
+     {"reply-garbage 17", "close-pipe"},
      {"no-reply", "reply-garbage 68"},
      {{ends, {"VST worker terminated: $"}},
       {hang, {aborted}, 1000},
       {cut, {"VST error"}, 1000},
       {garbage, {""}}, // sound like any other
       {late, {""}, 1000},
-      {abort_ | down, {aborted}},
-      {lost, {""}}}},
+      {abort_ | down, {aborted}}}},
     {"drain",
      "connect\ntail 64 7\n",
      "on 4 1 ",
      "serve",
      "stop",
-     {"short-reply 10"},
+     {"reply-garbage 10", "close-pipe"},
      {"no-reply", "reply-words 0xFFFFFFFF", "reply-garbage 100"},
      {{ends | cut | garbage, {"invalid input"}},
       {hang, {aborted}, 1000},
       {late, {""}, 1000},
-      {abort_ | down, {aborted}},
-      {lost, {""}}}},
+      {abort_ | down, {aborted}}}},
     {"reset",
      "connect\n",
      "on 5 1 ",
@@ -126,12 +125,7 @@ const std::vector<step> steps = {
      "stop",
      {},
      {"reply-garbage 20"},
-     {{ends, broken},
-      {hang, {aborted}, 1000},
-      {garbage, {unusable}},
-      {late, {""}, 1000},
-      {abort_ | down, {aborted}},
-      {lost, {""}}},
+     before_format,
      {{cut, no_answer}}},
 
     {"configure start",
@@ -200,8 +194,7 @@ const std::vector<step> steps = {
      {{ends, {"gone"}, connect_ms},
       {hang, {"gone"}, connect_ms + 1000},
       {late, {"gone"}, 1000},
-      {down, {"left as it is"}, 0, left_open},
-      {lost, {""}}},
+      {down, {"left as it is"}, 0, left_open}},
      {{cut | garbage, no_answer}, {abort_, "only its window's end and the player's end it"}}},
     {"visualisation feed",
      deaf,
@@ -210,12 +203,7 @@ const std::vector<step> steps = {
      "kill",
      {},
      {"reply-garbage 1000"},
-     {{ends, {"gone"}},
-      {hang, {"gone"}, 1000},
-      {garbage, {"gone"}},
-      {late, {"gone"}, 1000},
-      {down, {"left as it is"}, 0, left_open},
-      {lost, {""}}},
+     {{ends | garbage, {"gone"}}, {hang | late, {"gone"}, 1000}, {down, {"left as it is"}, 0, left_open}},
      {{cut, nothing_read}, {abort_, "only its window's end and the player's end it"}}},
     {"visualisation end",
      deaf + "on 1 2 close-pipe\nserve\n",
@@ -224,11 +212,7 @@ const std::vector<step> steps = {
      "look",
      {},
      {},
-     {{ends, {"gone"}},
-      {hang, {"gone"}, 1000},
-      {late, {"gone"}, 1000},
-      {down, {"left as it is"}, 0, left_open},
-      {lost, {""}}},
+     {{ends, {"gone"}}, {hang | late, {"gone"}, 1000}, {down, {"left as it is"}, 0, left_open}},
      {{cut | garbage, nothing_read}, {abort_, "only its window's end and the player's end it"}}},
 
     // What the worker prints: a line and a half before the fault, the rest of it afterwards.
@@ -243,8 +227,7 @@ const std::vector<step> steps = {
       {down, {"VST: one", ""}}, // it does not wait for what is on its way
       {hang, {"VST: one"}, 1000},
       {garbage, {"VST: one / VST: tw\xff\xfe / VST: o"}},
-      {late, {"VST: one / VST: two"}, 1000},
-      {lost, {""}}},
+      {late, {"VST: one / VST: two"}, 1000}},
      {{abort_, "only the player's end and the worker's end it"}}},
 };
 
@@ -307,6 +290,8 @@ cell make_cell(const step& where, fault kind)
         if (each.when & only(kind))
             made.why_not = each.why;
     }
+    if (kind == player_killed)
+        made.seen = {""}; // by nobody
     static const char* const codes[] = {"0x2A", "0x0", "0x1", "0xC0000005"};
     for (const expectation& each : where.expected) {
         if (!(each.when & only(kind)))

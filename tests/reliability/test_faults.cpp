@@ -7,6 +7,8 @@
 #include "support/temp_folder.h"
 #include "support/test_options.h"
 #include "win/utf.h"
+#include "worker/startWorker.h"
+#include "worker/workerProcess.h"
 
 #include <doctest/doctest.h>
 
@@ -37,25 +39,15 @@ int milliseconds_since(std::chrono::steady_clock::time_point began)
             .count());
 }
 
-win::kernel_handle start_player(const cell& cell, const fake_worker& fake, const temp_folder& temp)
+Nv::launchParams player_of(const cell& cell, const fake_worker& fake, const temp_folder& temp)
 {
     wchar_t path[MAX_PATH] = {};
     GetModuleFileNameW(nullptr, path, MAX_PATH);
-    const std::wstring player =
-        (std::filesystem::path(path).parent_path() / "player_in_trouble.exe").wstring();
-    std::wstring line = L"\"" + player + L"\"";
-    for (const std::string& word :
-         {fake.script_path(), fake.event_name("here"), temp.path(), std::string(cell.step),
-          std::string(cell.act), std::to_string(cell.delay_ms)})
-        line += L" \"" + win::to_utf16(word) + L"\"";
-    STARTUPINFOW startup = {};
-    startup.cb = sizeof(startup);
-    PROCESS_INFORMATION started = {};
-    if (!CreateProcessW(player.c_str(), line.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup,
-                        &started))
-        throw std::runtime_error("no player");
-    CloseHandle(started.hThread);
-    return win::kernel_handle(started.hProcess);
+    Nv::launchParams params;
+    params.executable = Nv::folderOf(win::to_utf8(path)) + "player_in_trouble.exe";
+    params.arguments = {params.executable, fake.script_path(), fake.event_name("here"),      temp.path(),
+                        cell.step,         cell.act,           std::to_string(cell.delay_ms)};
+    return params;
 }
 
 bool workers_gone(const fake_worker& fake, DWORD limit_ms)
@@ -92,25 +84,22 @@ result play(const cell& cell)
     result out;
     fake_worker fake(cell.script);
     const temp_folder temp;
-    const win::kernel_handle player = start_player(cell, fake, temp);
+    Nv::workerProcess player(player_of(cell, fake, temp));
     if (cell.kind == player_killed) {
         if (!fake.wait_for("here", 30))
             out.trouble = "the fault did not come";
         Sleep(100);
         const auto began = std::chrono::steady_clock::now();
-        TerminateProcess(player.get(), 1);
-        WaitForSingleObject(player.get(), player_limit_ms);
+        player.terminate();
         if (!workers_gone(fake, 5000))
             out.trouble = "the worker goes on";
         out.seen_ms = out.over_ms = milliseconds_since(began);
     } else {
-        DWORD code = 0;
-        if (WaitForSingleObject(player.get(), player_limit_ms) != WAIT_OBJECT_0) {
-            TerminateProcess(player.get(), 1);
-            WaitForSingleObject(player.get(), player_limit_ms);
+        if (!player.waitForExit(player_limit_ms)) {
+            player.terminate();
             out.trouble = "the player hangs";
-        } else if (!GetExitCodeProcess(player.get(), &code) || code != 0) {
-            out.trouble = "the player ended with " + std::to_string(code);
+        } else if (player.exitCode() != 0) {
+            out.trouble = "the player ended with " + std::to_string(player.exitCode());
         }
         read_rounds(fake.file("result.txt"), cell, out);
         if (!workers_gone(fake, 0))

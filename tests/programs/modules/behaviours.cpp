@@ -57,48 +57,36 @@ double delayed(std::deque<double>& line, double value)
 
 using delay_lines = std::vector<std::deque<double>>;
 
-// Delays by as much as it says.
-class late : public passing {
+// Delays by as much as it says. Once `change_at` samples have gone through it, it says another number, which
+// counts from the next start on.
+class late final : public passing {
 public:
-    late(const bare::description& about, uint32_t samples)
+    late(const bare::description& about, uint32_t samples, std::size_t change_at = SIZE_MAX)
         : passing(about)
         , samples_(samples)
+        , left_(change_at)
     {
-        late::start();
+        start();
     }
     uint32_t latency() override { return samples_; }
     void start() override { lines_.assign(bare::max_channels, std::deque<double>(samples_)); }
 
 protected:
     double sample(std::size_t channel, double input) override { return delayed(lines_[channel], input); }
-    void set_latency(uint32_t samples) { samples_ = samples; } // of the sound from the next start on
-
-private:
-    std::atomic<uint32_t> samples_;
-    delay_lines lines_;
-};
-
-class later_and_later final : public late {
-public:
-    explicit later_and_later(const bare::description& about)
-        : late(about, 100)
-    {
-    }
-
-protected:
     bool block_done(std::size_t frames) override
     {
-        const bool was_before = processed_ < 20000;
-        processed_ += frames;
-        if (was_before && processed_ >= 20000) {
-            set_latency(1000);
+        if (frames >= left_ && samples_ != 1000) {
+            samples_ = 1000;
             owner()->latency_changed();
         }
+        left_ -= std::min(left_, frames);
         return true;
     }
 
 private:
-    std::size_t processed_ = 0;
+    std::atomic<uint32_t> samples_;
+    std::size_t left_;
+    delay_lines lines_;
 };
 
 // Adds a factor times what went into (or came out of) it some samples ago.
@@ -135,23 +123,11 @@ private:
 
 // Watches the program that loaded it: what the audio thread allocates between two calls of process.
 thread_local unsigned allocations = 0;
-decltype(&std::malloc) real_malloc = &std::malloc;
-decltype(&std::realloc) real_realloc = &std::realloc;
-decltype(&std::calloc) real_calloc = &std::calloc;
-void* counting_malloc(std::size_t size)
+template <auto* real, class... Arguments>
+void* counting(Arguments... arguments)
 {
     ++allocations;
-    return real_malloc(size);
-}
-void* counting_realloc(void* block, std::size_t size)
-{
-    ++allocations;
-    return real_realloc(block, size);
-}
-void* counting_calloc(std::size_t count, std::size_t size)
-{
-    ++allocations;
-    return real_calloc(count, size);
+    return real(arguments...);
 }
 
 class allocation_counter final : public passing {
@@ -167,16 +143,17 @@ protected:
     }
 
 private:
-    patched_import malloc_{"malloc", reinterpret_cast<void*>(&counting_malloc)};
-    patched_import realloc_{"realloc", reinterpret_cast<void*>(&counting_realloc)};
-    patched_import calloc_{"calloc", reinterpret_cast<void*>(&counting_calloc)};
+    patched_import malloc_{"malloc", reinterpret_cast<void*>(&counting<std::malloc, std::size_t>)};
+    patched_import realloc_{"realloc", reinterpret_cast<void*>(&counting<std::realloc, void*, std::size_t>)};
+    patched_import calloc_{"calloc",
+                           reinterpret_cast<void*>(&counting<std::calloc, std::size_t, std::size_t>)};
 };
 
 // Once it has processed a block, the program that loaded it gets no memory any more but in pieces this small.
 std::size_t memory_left = SIZE_MAX;
 void* malloc_until_taken(std::size_t size)
 {
-    return size > memory_left ? nullptr : real_malloc(size);
+    return size > memory_left ? nullptr : std::malloc(size);
 }
 
 template <std::size_t left>
@@ -212,17 +189,13 @@ private:
     std::size_t counts_[bare::max_channels] = {};
 };
 
-class failing_process final : public passing {
+template <bool opens>
+class failing final : public passing {
 public:
     using passing::passing;
+    bool open(bare::host& host) override { return opens && passing::open(host); }
     bool process(const bare::block<float>&) override { return false; }
     bool process(const bare::block<double>&) override { return false; }
-};
-
-class failing_open final : public passing {
-public:
-    using passing::passing;
-    bool open(bare::host&) override { return false; }
 };
 
 // A controller of its own edits as soon as it sees a state; the component hears of it from the host alone.
@@ -251,40 +224,31 @@ public:
     }
 };
 
-// "Level", then a pattern that fills the rest.
-class large_state final : public passing {
+// "Level", then a pattern that fills the rest; nothing at all when that is the size, and then it takes
+// nothing either.
+template <std::size_t size>
+class sized_state final : public passing {
 public:
     using passing::passing;
     std::vector<std::byte> save() override
     {
         std::vector<std::byte> state = passing::save();
-        for (std::size_t i = state.size(); i < size; ++i)
-            state.push_back(pattern(i));
+        const std::size_t own = state.size();
+        state.resize(size);
+        for (std::size_t i = own; i < size; ++i)
+            state[i] = static_cast<std::byte>((i * 2654435761u) >> 13 & 0xFF);
         return state;
     }
     bool load(std::span<const std::byte> state) override
     {
-        if (state.size() != size)
-            return false;
-        for (std::size_t i = passing::save().size(); i < size; ++i)
-            if (state[i] != pattern(i))
-                return false;
-        return passing::load(state);
+        const std::vector<std::byte> mine = save();
+        return size != 0 && state.size() == size &&
+               std::equal(state.begin() + own_size, state.end(), mine.begin() + own_size) &&
+               passing::load(state);
     }
 
 private:
-    static constexpr std::size_t size = 6u << 20;
-    static std::byte pattern(std::size_t at)
-    {
-        return static_cast<std::byte>((at * 2654435761u) >> 13 & 0xFF);
-    }
-};
-
-class empty_state final : public passing {
-public:
-    using passing::passing;
-    std::vector<std::byte> save() override { return {}; }
-    bool load(std::span<const std::byte>) override { return false; }
+    static constexpr std::ptrdiff_t own_size = 12; // the number of values, and "Level"
 };
 
 // Its thread ends in the destructor, which runs with the last reference and not under the loader lock.
@@ -325,7 +289,7 @@ protected:
 };
 
 // Its editor shows the loudest sample that it heard.
-class driven final : public passing {
+class driven : public passing {
 public:
     using passing::passing;
     std::unique_ptr<bare::editor> make_editor() override
@@ -345,10 +309,10 @@ private:
     std::atomic<double> peak_ = 0.0;
 };
 
-class misbehaving final : public passing {
+class misbehaving final : public driven {
 public:
     explicit misbehaving(const bare::description& about)
-        : passing(about)
+        : driven(about)
     {
         at("create");
     }
@@ -362,11 +326,6 @@ public:
     {
         at("layout");
         return passing::set_layout(in, out);
-    }
-    std::unique_ptr<bare::editor> make_editor() override
-    {
-        return make_driven_editor(
-            *this, [] { return 0.0; }, [] {});
     }
     void prepare(double, int) override { at("prepare"); }
     void start() override { at("start"); }
@@ -425,7 +384,7 @@ constexpr behaviour behaviours[] = {
      }},
     {"module_with_two_inputs_and_six_outputs", make<passing>, [](about_t& a) { a.outputs[0].channels = 6; }},
     {"module_with_48000_samples_of_latency", make<late, 48000u>},
-    {"module_that_changes_its_latency", make<later_and_later>},
+    {"module_that_changes_its_latency", make<late, 100u, std::size_t{20000}>},
     {"module_with_a_tail", make<ringing, 4096u, 50u, false, 4096u>},
     {"module_with_an_endless_tail", make<ringing, 1000u, 50u, true, bare::effect::no_end>},
     {"module_that_rings_for_ever", make<ringing, 1000u, 100u, true, bare::effect::no_end>},
@@ -433,10 +392,10 @@ constexpr behaviour behaviours[] = {
     {"module_that_counts_allocations", make<allocation_counter>},
     {"module_that_takes_the_memory", make<memory_taker<4096>>},
     {"module_that_takes_all_memory", make<memory_taker<0>>},
-    {"module_that_fails_to_process", make<failing_process>},
-    {"module_that_fails_to_open", make<failing_open>},
-    {"module_with_a_large_state", make<large_state>},
-    {"module_with_an_empty_state", make<empty_state>},
+    {"module_that_fails_to_process", make<failing<true>>},
+    {"module_that_fails_to_open", make<failing<false>>},
+    {"module_with_a_large_state", make<sized_state<6u << 20>>},
+    {"module_with_an_empty_state", make<sized_state<0>>},
     {"module_without_chunks", make<passing>, [](about_t& a) { a.keeps_chunk = false; }},
     {"module_without_64_bit", make<passing>, [](about_t& a) { a.processes_double = false; }},
     {"module_without_a_controller", make<passing>,

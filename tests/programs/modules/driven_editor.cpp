@@ -137,68 +137,53 @@ private:
                 continue;
         });
     }
+    bool obey(UINT message, WPARAM wide, LPARAM large)
+    {
+        const auto level = static_cast<int>(wide);
+        const auto duration = static_cast<DWORD>(wide);
+        const std::pair<UINT, std::function<void()>> orders[] = {
+            {driven_edit, [&] { edit(level); }},
+            {driven_edit_mutely, [&] { effect_.set_value(0, level / 1000.0); }},
+            {driven_resize,
+             [&] {
+                 ask_for({static_cast<int>(wide), static_cast<int>(large)});
+             }},
+            {driven_drag, [&] { drag(duration); }},
+            {driven_loop, [&] { loop(duration); }},
+            {driven_mouse_loop, [&] { mouse_loop(duration); }},
+            {driven_reload, reload_},
+            {driven_slow,
+             [&] {
+                 slow_ = duration;
+                 InvalidateRect(window_, nullptr, FALSE);
+             }},
+            {driven_hang, [] { misbehave_in("module_that_hangs_in_order", "order"); }},
+            {driven_crash, [] { misbehave_in("module_that_crashes_in_order", "order"); }},
+            {driven_call_edit_on_close, [&] { on_close_ = level; }},
+        };
+        for (const auto& [order, follow] : orders)
+            if (message == WM_APP + order) {
+                follow();
+                return true;
+            }
+        if (message == WM_CHAR)
+            char_ = std::string(" char=") + static_cast<char>(wide);
+        else if (message == WM_MOUSEWHEEL)
+            wheel_ = " wheel";
+        else if (message != WM_TIMER && message != WM_SETFOCUS && message != WM_KILLFOCUS)
+            return false;
+        show();
+        return true;
+    }
     LRESULT handle(UINT message, WPARAM wide, LPARAM large)
     {
-        switch (message) {
-        case WM_APP + driven_edit:
-            edit(static_cast<int>(wide));
+        if (obey(message, wide, large))
             return 0;
-        case WM_APP + driven_edit_mutely:
-            effect_.set_value(0, static_cast<double>(wide) / 1000.0);
-            return 0;
-        case WM_APP + driven_resize:
-            ask_for({static_cast<int>(wide), static_cast<int>(large)});
-            return 0;
-        case WM_APP + driven_drag:
-            drag(static_cast<DWORD>(wide));
-            return 0;
-        case WM_APP + driven_loop:
-            loop(static_cast<DWORD>(wide));
-            return 0;
-        case WM_APP + driven_mouse_loop:
-            mouse_loop(static_cast<DWORD>(wide));
-            return 0;
-        case WM_APP + driven_reload:
-            reload_();
-            return 0;
-        case WM_APP + driven_slow:
-            slow_ = static_cast<DWORD>(wide);
-            InvalidateRect(window_, nullptr, FALSE);
-            return 0;
-        case WM_APP + driven_hang:
-            Sleep(INFINITE);
-            return 0;
-        case WM_APP + driven_crash: {
-            volatile int* volatile nowhere = nullptr;
-            *nowhere = 1;
-            return 0;
-        }
-        case WM_APP + driven_call_edit_on_close:
-            on_close_ = static_cast<int>(wide);
-            return 0;
-        case WM_TIMER:
-        case WM_SETFOCUS:
-        case WM_KILLFOCUS:
-            show();
-            return 0;
-        case WM_CHAR:
-            char_ = std::string(" char=") + static_cast<char>(wide);
-            show();
-            return 0;
-        case WM_MOUSEWHEEL:
-            wheel_ = " wheel";
-            show();
-            return 0;
-        case WM_PAINT:
-            Sleep(slow_);
-            break;
-        default:
-            break;
-        }
-        const LRESULT result = DefWindowProcW(window_, message, wide, large);
-        if (message == WM_PAINT && slow_ != 0)
-            InvalidateRect(window_, nullptr, FALSE);
-        return result;
+        if (message != WM_PAINT || slow_ == 0)
+            return DefWindowProcW(window_, message, wide, large);
+        Sleep(slow_);
+        InvalidateRect(window_, nullptr, FALSE);
+        return 0;
     }
     static LRESULT CALLBACK on_message(HWND window, UINT message, WPARAM wide, LPARAM large)
     {
