@@ -1,13 +1,10 @@
 #pragma once
 // A player that has just the services a test gives it. Builds natively as well.
 
-#include "sdk/config_store.h"
+#include "sdk/abort_callback.h"
 #include "sdk/host_api.h"
+#include "support/memory_store.h"
 
-#include <atomic>
-#include <map>
-#include <stdexcept>
-#include <string>
 #include <utility>
 #include <vector>
 
@@ -55,39 +52,9 @@ private:
     std::vector<std::pair<guid_t, service_ptr_t<service_base>>> services_;
 };
 
-// A configuration store in memory that counts.
-class counting_store : public config_store {
+// For streams in memory, which never ask it.
+class idle_token final : public abort_callback {
 public:
-    using service_interface = config_store;
-
-    void get_string(const char* key, const char* fallback, string_out& out) const override
-    {
-        ++reads;
-        const auto found = texts.find(key);
-        set_text(out, found == texts.end() ? fallback : found->second);
-    }
-    void set_string(const char* key, const char* value) override
-    {
-        if (full)
-            throw std::runtime_error("disk full");
-        ++writes;
-        texts[key] = value;
-    }
-    bool get_bool(const char* key, bool fallback) const override
-    {
-        ++reads;
-        const auto found = switches.find(key);
-        return found == switches.end() ? fallback : found->second;
-    }
-    void set_bool(const char* key, bool value) override
-    {
-        ++writes;
-        switches[key] = value;
-    }
-
-    std::map<std::string, std::string> texts;
-    std::map<std::string, bool> switches;
-    mutable std::atomic<int> reads{0};
-    int writes = 0;
-    bool full = false;
+    bool is_aborting() const noexcept override { return false; }
+    void* get_abort_event() const noexcept override { return nullptr; }
 };

@@ -34,13 +34,6 @@ struct settings_fixture {
     service_ptr_t<counting_store> store;
 };
 
-// Memory streams never ask it.
-class idle_token final : public abort_callback {
-public:
-    bool is_aborting() const noexcept override { return false; }
-    void* get_abort_event() const noexcept override { return nullptr; }
-};
-
 } // namespace
 
 TEST_CASE("settings: a fresh store, and the keys that values are kept under")

@@ -45,11 +45,7 @@ std::string bytes_of(const dsp_preset& preset)
 
 vstConfig_t echo()
 {
-    vstConfig_t config;
-    config.path = "C:\\e.vst3";
-    config.name = "Echo";
-    config.arch = "x64";
-    config.vstVersion = 3;
+    vstConfig_t config{"C:\\e.vst3", "Echo", "x64", 3};
     config.flags = 0x80000006;
     config.outputChannelMask = 0x60F;
     config.state.assign(state.begin(), state.end());

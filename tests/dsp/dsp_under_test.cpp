@@ -1,6 +1,5 @@
 #include "dsp_under_test.h"
 
-#include "sdk/dsp_preset_impl.h"
 #include "sdk/exceptions.h"
 
 #include <cstdio>
@@ -14,13 +13,6 @@ vstConfig_t edited(vstConfig_t config, const std::function<void(vstConfig_t&)>& 
     if (edit)
         edit(config);
     return config;
-}
-
-dsp_preset_impl preset_of(const vstConfig_t& config)
-{
-    dsp_preset_impl preset;
-    vstConfigToPreset(config, preset);
-    return preset;
 }
 
 std::string layout_of(const audio_chunk& chunk)
@@ -101,17 +93,6 @@ fake_worker::command dsp_under_test::last_command(uint32_t code) const
 bool dsp_under_test::apply(const vstConfig_t& changed)
 {
     return dsp->apply_preset(preset_of(changed));
-}
-
-void fill_chunk(audio_chunk& chunk, const audio& contents)
-{
-    const size_t count = contents.frames * contents.channels;
-    chunk.set_data_size(count);
-    chunk.set_sample_rate(contents.rate);
-    chunk.set_channels(contents.channels, contents.mask);
-    chunk.set_sample_count(contents.frames);
-    for (size_t i = 0; i < count; ++i)
-        chunk.get_data()[i] = contents.first + static_cast<double>(i);
 }
 
 std::string failure_of(const std::function<void()>& work)

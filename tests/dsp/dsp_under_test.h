@@ -5,20 +5,13 @@
 #include "dsp/dsp_vst.h"
 #include "sdk/abort_callback_impl.h"
 #include "sdk/dsp_chunk_list_impl.h"
+#include "support/chunks.h"
 #include "support/fake_worker.h"
+#include "support/presets.h"
 
 #include <functional>
 #include <string>
 #include <vector>
-
-// Format and contents of a chunk: interleaved samples first, first + 1, ...
-struct audio {
-    uint32_t rate = 44100;
-    uint32_t channels = 2;
-    uint32_t mask = 0x3;
-    size_t frames = 4;
-    double first = 1;
-};
 
 class dsp_under_test {
 public:
@@ -50,8 +43,6 @@ public:
 private:
     size_t commands_seen_ = 0;
 };
-
-void fill_chunk(audio_chunk& chunk, const audio& contents);
 
 // "CLASS: TEXT" of what `work` throws, "" when it returns.
 std::string failure_of(const std::function<void()>& work);

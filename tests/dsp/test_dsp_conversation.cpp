@@ -252,11 +252,10 @@ TEST_CASE("a live update takes over another state of the same effect and nothing
     other.path = changed.path;
     std::ranges::transform(other.path, other.path.begin(), [](char c) { return c == 'f' ? 'F' : c; });
     CHECK_FALSE(test.apply(other)); // another case is another effect
-    dsp_preset_impl preset;
-    vstConfigToPreset(changed, preset);
+    dsp_preset_impl preset = preset_of(changed);
     preset.set_owner({});
     CHECK_FALSE(test.dsp->apply_preset(preset));
-    vstConfigToPreset(changed, preset);
+    preset = preset_of(changed);
     preset.set_data(preset.get_data(), 30);
     CHECK(failure_of([&] { test.dsp->apply_preset(preset); }) ==
           "exception_io_data: Unsupported format or corrupted file");
@@ -282,8 +281,7 @@ TEST_CASE("both ways to make an instance: the owner, the worker's pace, the samp
             SetThreadPriority(GetCurrentThread(), priority);
             vstConfig_t config = fake.effect();
             config.flags = effect_flags;
-            dsp_preset_impl preset;
-            vstConfigToPreset(config, preset);
+            const dsp_preset_impl preset = preset_of(config);
             with_flags ? entry->instantiate_v4(made, preset, flags) : entry->instantiate(made, preset);
         }).join();
         return made;

@@ -8,8 +8,9 @@
 #include "player/services/json_config_store.h"
 #include "player/system/whole_file.h"
 #include "sdk/dsp_chunk_list_impl.h"
-#include "sdk/dsp_preset_impl.h"
+#include "support/chunks.h"
 #include "support/dialog_host.h"
+#include "support/presets.h"
 #include "support/system_counts.h"
 #include "support/temp_folder.h"
 #include "support/test_options.h"
@@ -51,11 +52,7 @@ void answer_politely(thread_worker::ends& player, uint32_t tail_bytes)
 
 vstConfig_t any_effect()
 {
-    vstConfig_t effect;
-    effect.path = "C:\\e.vst3";
-    effect.name = "E";
-    effect.arch = "x64";
-    effect.vstVersion = 3;
+    vstConfig_t effect{"C:\\e.vst3", "E", "x64", 3};
     effect.state.assign(3000, 7);
     return effect;
 }
@@ -75,7 +72,7 @@ public:
         : workers_([tail_bytes](thread_worker::ends& other) { answer_politely(other, tail_bytes); })
     {
         Nv::setComponentPath(thread_worker::folder() + "component.dll");
-        player.host.store().set_bool("advconfig.unnamed.17F04BF0-5745-462F-929C-E7F230F51F5A", true); // tails
+        cfg_process_tail.set(true);
     }
 
     // Refuses each call of each kind in turn; `stride`: every so many allocations in the short form.
@@ -144,17 +141,11 @@ private:
 
 void play_chunks()
 {
-    dsp_preset_impl preset;
-    vstConfigToPreset(any_effect(), preset);
-    const auto dsp = service_new<dsp_vst>(preset, 0u);
+    const auto dsp = service_new<dsp_vst>(preset_of(any_effect()), 0u);
     abort_callback_impl token;
     for (const uint32_t rate : {44100u, 48000u}) {
         dsp_chunk_list_impl list;
-        audio_chunk& chunk = *list.add_item();
-        chunk.set_data_size(8000);
-        chunk.set_sample_rate(rate);
-        chunk.set_channels(2, 3);
-        chunk.set_sample_count(4000);
+        fill_chunk(*list.add_item(), {.rate = rate, .frames = 4000});
         dsp->run_abortable(list, nullptr, 0, token);
     }
     dsp_chunk_list_impl none;

@@ -48,12 +48,3 @@ service_ptr_t<dsp_entry_v4> loaded_component::entry() const
 {
     return service_query_as<dsp_entry_v4>(*service<dsp_entry>());
 }
-
-void fill_chunk(audio_chunk& chunk, double value)
-{
-    chunk.set_data_size(2);
-    chunk.set_sample_rate(44100);
-    chunk.set_channels(1, 4);
-    chunk.set_sample_count(2);
-    chunk.get_data()[0] = chunk.get_data()[1] = value;
-}

@@ -3,6 +3,7 @@
 
 #include "sdk/component_client.h"
 #include "sdk/dsp.h"
+#include "support/chunks.h"
 #include "support/fake_worker.h"
 #include "support/presets.h"
 #include "support/test_host.h"
@@ -43,6 +44,3 @@ public:
     quavix_get_interface_t* get_interface = nullptr;
     void* module = nullptr; // HMODULE
 };
-
-// Makes it two mono samples of this value.
-void fill_chunk(audio_chunk& chunk, double value);

@@ -75,7 +75,6 @@ struct throwing_list final : dsp_chunk_list {
     explicit throwing_list(thrower raise)
         : raise_(raise)
     {
-        fill_chunk(chunk, 0);
     }
     size_t get_count() const noexcept override { return 1; }
     audio_chunk* get_item(size_t) noexcept override { return &chunk; }
@@ -86,7 +85,7 @@ struct throwing_list final : dsp_chunk_list {
         return nullptr;
     }
     thrower raise_;
-    audio_chunk_impl_t chunk;
+    audio_chunk_impl_t chunk = chunk_of(0, 2, 1, 4);
 };
 
 } // namespace

@@ -28,7 +28,7 @@ TEST_CASE("the module can be loaded and unloaded again and again, also after it 
             service_ptr_t<dsp> instance;
             REQUIRE(component.entry()->instantiate(instance, preset_of(fake.effect())));
             dsp_chunk_list_impl list;
-            fill_chunk(*list.add_item(), 0);
+            fill_chunk(*list.add_item(), {});
             instance->run(list, nullptr, 0);
             CHECK(fake.commands().size() == 3);
             CHECK(component.host.wait_for_line("VST: hello"));

@@ -2,20 +2,14 @@
 // laid out for. The input is the offered format, the output override and the answer.
 
 #include "dsp/streamNegotiation.h"
+#include "fuzz/require.h"
 
 #include <bit>
-#include <cstdlib>
 #include <cstring>
 #include <stdexcept>
 #include <vector>
 
 namespace {
-
-void require(bool holds)
-{
-    if (!holds)
-        std::abort();
-}
 
 // A mask that is not 0 has a bit for each channel.
 void require_layout(const audioFormat& format)

@@ -1,10 +1,9 @@
 // Preset bytes: parsed without a finding; what is accepted must survive being written and read again.
 
 #include "catalogue/vstConfig.h"
+#include "fuzz/require.h"
 #include "sdk/dsp_preset_impl.h"
 #include "sdk/exceptions.h"
-
-#include <cstdlib>
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
@@ -16,11 +15,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
         displayName(config);
         if (size == 0)
             return 0;
-        if (config.state.size() > size)
-            std::abort();
+        require(config.state.size() <= size);
         vstConfigToPreset(config, preset);
-        if (!(vstConfigFromPreset(preset) == config))
-            std::abort();
+        require(vstConfigFromPreset(preset) == config);
     } catch (const exception_io_data&) {
     }
     return 0;

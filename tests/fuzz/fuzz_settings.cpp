@@ -2,26 +2,9 @@
 
 #include "catalogue/settings.h"
 #include "catalogue/small_host.h"
+#include "fuzz/require.h"
 #include "sdk/exceptions.h"
 #include "sdk/stream.h"
-
-#include <cstdlib>
-
-namespace {
-
-class idle_token final : public abort_callback {
-public:
-    bool is_aborting() const noexcept override { return false; }
-    void* get_abort_event() const noexcept override { return nullptr; }
-};
-
-void require(bool holds)
-{
-    if (!holds)
-        std::abort();
-}
-
-} // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {

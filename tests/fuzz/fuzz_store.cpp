@@ -1,21 +1,10 @@
 // The player's store, and what the window reads out of it: accepted text comes back from being written.
 
 #include "catalogue/small_host.h"
+#include "fuzz/require.h"
 #include "player/services/store_text.h"
 #include "player/window/session.h"
 #include "player/window/shortcuts.h"
-
-#include <cstdlib>
-
-namespace {
-
-void require(bool holds)
-{
-    if (!holds)
-        std::abort();
-}
-
-} // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {

@@ -1,18 +1,12 @@
 // WAV files: what is accepted lies inside the file and can be converted; the walk ends.
 
+#include "fuzz/require.h"
 #include "player/wav/sample_conversion.h"
 
 #include <algorithm>
-#include <cstdlib>
 #include <cstring>
 
 namespace {
-
-void require(bool holds)
-{
-    if (!holds)
-        std::abort();
-}
 
 // As the system's calls read one.
 class file_in_memory final : public player::riff_source {

@@ -1,10 +1,13 @@
 // Random conversations on the pipe, at either end of it, and random names on the command line between them.
 
+#include "catalogue/settings.h"
 #include "dsp/dsp_vst.h"
 #include "fuzz/pipe_fuzzing.h"
 #include "sdk/dsp_chunk_list_impl.h"
-#include "sdk/dsp_preset_impl.h"
 #include "sdk/exceptions.h"
+#include "support/chunks.h"
+#include "support/presets.h"
+#include "support/system_counts.h"
 #include "support/test_host.h"
 #include "support/thread_worker.h"
 #include "vsthost/command_line.h"
@@ -16,7 +19,6 @@
 
 #include <doctest/doctest.h>
 
-#include <psapi.h>
 #include <shellapi.h>
 
 #include <atomic>
@@ -97,33 +99,22 @@ void check_chunks(dsp_chunk_list_impl& list)
 // One instance of the DSP with all that a player may do to it.
 void play_instance(dice& random, abort_callback_impl& token)
 {
-    vstConfig_t effect;
-    effect.path = "C:\\e.vst3";
-    effect.name = "E";
-    effect.arch = "x64";
-    effect.vstVersion = 3;
+    vstConfig_t effect{"C:\\e.vst3", "E", "x64", 3};
     effect.state.resize(random.below(3000));
     effect.outputChannelMask = random.one_in(4) ? random.number() : 0;
-    dsp_preset_impl preset;
-    vstConfigToPreset(effect, preset);
+    const dsp_preset_impl preset = preset_of(effect);
     const auto dsp = service_new<dsp_vst>(preset, random.below(2));
-    audio_chunk_impl_t format;
-    format.set_sample_rate(44100);
-    format.set_channels(2, 3);
+    audio format;
     for (uint32_t step = random.below(12) + 1; step != 0; --step) {
         if (random.one_in(6)) {
-            const uint32_t channels = random.below(9) + 1;
-            format.set_sample_rate(random.one_in(2) ? 48000 : 96000);
-            format.set_channels(channels, random.one_in(2) ? (1u << channels) - 1 : 0);
+            format.channels = random.below(9) + 1;
+            format.rate = random.one_in(2) ? 48000 : 96000;
+            format.mask = random.one_in(2) ? (1u << format.channels) - 1 : 0;
         }
         dsp_chunk_list_impl list;
         if (!random.one_in(5)) {
-            audio_chunk& chunk = *list.add_item();
-            const uint32_t frames = random.below(2000) + 1;
-            chunk.set_data_size(size_t{frames} * format.get_channel_count());
-            chunk.set_sample_rate(format.get_sample_rate());
-            chunk.set_channels(format.get_channel_count(), format.get_channel_config());
-            chunk.set_sample_count(frames);
+            format.frames = random.below(2000) + 1;
+            fill_chunk(*list.add_item(), format);
         }
         if (random.one_in(8))
             dsp->flush();
@@ -215,13 +206,6 @@ private:
     std::thread thread_;
 };
 
-// Committed and touched; 0 for a process that has ended.
-size_t private_bytes(HANDLE process)
-{
-    PROCESS_MEMORY_COUNTERS counters{};
-    return GetProcessMemoryInfo(process, &counters, sizeof counters) ? counters.PagefileUsage : 0;
-}
-
 // Also what was never touched. The process must not be about to end: some systems then wait for ever.
 size_t committed_bytes(HANDLE process)
 {
@@ -270,7 +254,7 @@ std::string talk_to_worker(dice& random)
             if (error.what() != std::string("the pipe broke")) // it had enough
                 wrong = error.what();
         }
-        const size_t held = private_bytes(with.process_handle());
+        const size_t held = private_bytes_of(with.process_handle());
         most_of_a_worker = std::max(most_of_a_worker.load(), held);
         if (held > 96 * mebibyte + 10 * sent)
             wrong = std::to_string(held) + " bytes held for " + std::to_string(sent);
@@ -317,7 +301,7 @@ TEST_CASE("fuzz: both ends of the pipe")
     });
 
     test_host player;
-    player.store().set_bool("advconfig.unnamed.17F04BF0-5745-462F-929C-E7F230F51F5A", true); // tails
+    cfg_process_tail.set(true);
     Nv::setComponentPath(thread_worker::folder() + "component.dll");
     rounds instances;
     std::atomic<uint64_t> answers{0};
@@ -325,7 +309,7 @@ TEST_CASE("fuzz: both ends of the pipe")
         dice random(++answers);
         answer_garbage(ends, random);
     });
-    const size_t before = private_bytes(GetCurrentProcess());
+    const size_t before = private_bytes_of(GetCurrentProcess());
     REQUIRE(before != 0);
     size_t most = before;
     while (instances.more()) {
@@ -335,7 +319,7 @@ TEST_CASE("fuzz: both ends of the pipe")
         answers = round << 8;
         abort_callback_impl token;
         play_instance(random, token);
-        most = std::max(most, private_bytes(GetCurrentProcess()));
+        most = std::max(most, private_bytes_of(GetCurrentProcess()));
         REQUIRE(player.wait_until_detached_done());
         player.clear_console();
     }

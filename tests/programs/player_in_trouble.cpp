@@ -15,10 +15,11 @@
 #include "dsp/vstAudioListener.h"
 #include "sdk/abort_callback_impl.h"
 #include "sdk/dsp_chunk_list_impl.h"
-#include "sdk/dsp_preset_impl.h"
 #include "sdk/playback_stream_capture.h"
+#include "support/chunks.h"
 #include "support/dialog_host.h"
 #include "support/fake_worker.h"
+#include "support/presets.h"
 #include "support/system_counts.h"
 #include "ui/CDialogConfigureVST.h"
 #include "vis/vis_instance.h"
@@ -104,15 +105,6 @@ public:
         fake_worker::use_for_launches();
         cfg_process_tail.set(true);
         cfg_feed_live.set(plan_.step == "live feed");
-        fill(chunk_);
-    }
-    static void fill(audio_chunk& chunk)
-    {
-        chunk.set_data_size(8);
-        std::fill_n(chunk.get_data(), 8, 0.5);
-        chunk.set_sample_rate(44100);
-        chunk.set_channels(2, 3);
-        chunk.set_sample_count(4);
     }
     // One round, as a line.
     std::string play()
@@ -161,7 +153,7 @@ private:
     {
         dsp_chunk_list_impl list;
         if (chunks)
-            fill(*list.add_item());
+            fill_chunk(*list.add_item(), {.first = 0.5, .step = 0});
         try {
             dsp.run_abortable(list, nullptr, flags, token_);
         } catch (const std::exception& failure) {
@@ -171,9 +163,7 @@ private:
     }
     seen_t dsp(const at_fault& fault)
     {
-        dsp_preset_impl preset;
-        vstConfigToPreset(plan_.effect, preset);
-        auto dsp = service_new<dsp_vst>(preset, 0u);
+        auto dsp = service_new<dsp_vst>(preset_of(plan_.effect), 0u);
         token_.reset();
         std::string text = run(*dsp, 1);
         if (text.empty() && (plan_.step == "process" || plan_.step == "relay")) {
@@ -251,7 +241,7 @@ private:
     fault_plan plan_;
     dialog_host player_;
     service_ptr_t<capture> capture_ = service_new<capture>();
-    audio_chunk_impl_t chunk_;
+    const audio_chunk_impl_t chunk_ = chunk_of(0.5, 4);
     abort_callback_impl token_;
     std::atomic<bool> stop_wanted_{false};
     std::string left_;
@@ -267,10 +257,7 @@ int wmain(int argc, wchar_t** argv)
     SetEnvironmentVariableW(L"TMP", argv[3]);
     SetEnvironmentVariableW(L"TEMP", argv[3]);
     fault_plan plan;
-    plan.effect.path = win::to_utf8(argv[1]);
-    plan.effect.name = "effect";
-    plan.effect.arch = "x64";
-    plan.effect.vstVersion = 3;
+    plan.effect = {win::to_utf8(argv[1]), "effect", "x64", 3};
     plan.effect.state = {1, 2, 3};
     plan.here.reset(OpenEventW(EVENT_ALL_ACCESS, FALSE, argv[2]));
     plan.step = win::to_utf8(argv[4]);

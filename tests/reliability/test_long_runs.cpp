@@ -3,9 +3,9 @@
 #include "dsp/dsp_vst.h"
 #include "sdk/abort_callback_impl.h"
 #include "sdk/dsp_chunk_list_impl.h"
-#include "sdk/dsp_preset_impl.h"
 #include "support/again_and_again.h"
 #include "support/fake_worker.h"
+#include "support/presets.h"
 #include "support/real_editor.h"
 #include "support/test_options.h"
 #include "ui/CDialogConfigureVST.h"
@@ -28,12 +28,7 @@ TEST_CASE("chunks through two instances, with seeks, formats, presets and killed
     abort_callback_impl token;
     const auto play = [&](uint32_t rate, uint32_t channels) { // what fails
         dsp_chunk_list_impl list;
-        audio_chunk& chunk = *list.add_item();
-        chunk.set_data_size(64 * channels);
-        std::fill_n(chunk.get_data(), 64 * channels, 0.5);
-        chunk.set_sample_rate(rate);
-        chunk.set_channels(channels, channels == 1 ? 4 : 3);
-        chunk.set_sample_count(64);
+        fill_chunk(*list.add_item(), {rate, channels, channels == 1 ? 4u : 3u, 64, 0.5, 0});
         for (auto& dsp : chain) {
             try {
                 dsp->run_abortable(list, nullptr, 0, token);
@@ -46,11 +41,6 @@ TEST_CASE("chunks through two instances, with seeks, formats, presets and killed
                            heard->get_channel_count() == channels && heard->get_sample_rate() == rate &&
                            heard->get_data()[0] > 0;
         return std::string(whole ? "" : "another chunk");
-    };
-    const auto preset_of = [&](size_t effect) {
-        dsp_preset_impl preset;
-        vstConfigToPreset(effects[effect], preset);
-        return preset;
     };
 
     system_counts before = {};
@@ -65,7 +55,7 @@ TEST_CASE("chunks through two instances, with seeks, formats, presets and killed
                 failures += failure != "VST worker terminated: 0x2A";
             }
             for (size_t k = 0; k < 2; ++k)
-                chain[k] = service_new<dsp_vst>(preset_of(k), 0u);
+                chain[k] = service_new<dsp_vst>(preset_of(effects[k]), 0u);
         } else if (i % 101 == 0) {
             for (auto& dsp : chain)
                 dsp->flush();
@@ -74,7 +64,7 @@ TEST_CASE("chunks through two instances, with seeks, formats, presets and killed
         } else if (i % 1009 == 0) {
             channels = 3 - channels;
         } else if (i % 211 == 0) {
-            failures += !chain[i % 2]->apply_preset(preset_of(i % 2));
+            failures += !chain[i % 2]->apply_preset(preset_of(effects[i % 2]));
         }
         if (const std::string failure = play(rate, channels); !failure.empty()) {
             ++failures;

@@ -6,12 +6,11 @@
 #include "dsp/dsp_vst.h"
 #include "player/host/player_host.h"
 #include "player/services/json_config_store.h"
-#include "sdk/audio_chunk_impl.h"
 #include "sdk/dsp_chunk_list_impl.h"
-#include "sdk/dsp_preset_impl.h"
 #include "support/again_and_again.h"
 #include "support/dialog_host.h"
 #include "support/fake_worker.h"
+#include "support/presets.h"
 #include "support/temp_folder.h"
 #include "support/test_options.h"
 #include "ui/CDialogConfigureVST.h"
@@ -55,21 +54,7 @@ int rounds()
     return test_options::long_run() ? 1000 : 12;
 }
 
-void fill(audio_chunk& chunk, uint32_t rate)
-{
-    chunk.set_data_size(64);
-    std::fill_n(chunk.get_data(), 64, 1.0);
-    chunk.set_sample_rate(rate);
-    chunk.set_channels(2, 3);
-    chunk.set_sample_count(32);
-}
-
-audio_chunk_impl_t small_chunk()
-{
-    audio_chunk_impl_t chunk;
-    fill(chunk, 44100);
-    return chunk;
-}
+const audio_chunk_impl_t small_chunk = chunk_of(1, 32);
 
 // A player with one configure run, whose counts are taken after a first use of everything.
 struct race {
@@ -130,9 +115,8 @@ TEST_CASE("race: a DSP aborted while it starts or plays goes on with a whole chu
 {
     race test;
     CAPTURE(test.chance.seed_);
-    dsp_preset_impl preset;
     const fake_worker answering("connect\nserve");
-    vstConfigToPreset(answering.effect(), preset);
+    const dsp_preset_impl preset = preset_of(answering.effect());
     test.often([&] {
         abort_callback_impl token;
         const auto dsp = service_new<dsp_vst>(preset, 0u);
@@ -142,7 +126,7 @@ TEST_CASE("race: a DSP aborted while it starts or plays goes on with a whole chu
         });
         const auto play = [&](uint32_t rate) {
             dsp_chunk_list_impl list;
-            fill(*list.add_item(), rate);
+            fill_chunk(*list.add_item(), {.rate = rate, .frames = 32, .step = 0});
             dsp->run_abortable(list, nullptr, 0, token);
             REQUIRE(list.get_count() == 1);
             CHECK(list.get_item(0)->get_data()[63] == 1.0);
@@ -172,9 +156,8 @@ TEST_CASE("race: destroyed while the player feeds it")
     std::atomic<bool> over{false};
     std::atomic<size_t> taken{0};
     std::thread feeder([&] {
-        const audio_chunk_impl_t chunk = small_chunk();
         while (!over) {
-            taken += feedAudioListener(test.fake.script_path(), chunk, 1);
+            taken += feedAudioListener(test.fake.script_path(), small_chunk, 1);
             Sleep(1); // far more often than a player, and still not a whole processor
         }
     });
@@ -243,7 +226,7 @@ TEST_CASE("race: visualisations whose worker goes while they are fed")
         new vis_instance(fake.effect());
         chance.pause(start_ms);
         CHECK(test.player.run_until([&] {
-            test.deliver(small_chunk());
+            test.deliver(small_chunk);
             return test.capture->callbacks.empty();
         }));
         CHECK(test.player.host.wait_until_detached_done());
@@ -259,9 +242,8 @@ TEST_CASE("race: a listener leaves while chunks are handed over")
     std::vector<std::thread> feeders;
     for (uint64_t serial = 0; serial < 2; ++serial) {
         feeders.emplace_back([&, serial] {
-            const audio_chunk_impl_t chunk = small_chunk();
             while (!over)
-                taken += feedAudioListener("effect", chunk, serial);
+                taken += feedAudioListener("effect", small_chunk, serial);
         });
     }
     for (int i = 0; i < 50 * rounds(); ++i) {
@@ -274,7 +256,7 @@ TEST_CASE("race: a listener leaves while chunks are handed over")
     for (std::thread& each : feeders)
         each.join();
     CHECK(taken > 0);
-    CHECK(!feedAudioListener("effect", small_chunk(), 1));
+    CHECK(!feedAudioListener("effect", small_chunk, 1));
 }
 
 TEST_CASE("race: the player shuts down while it scans")

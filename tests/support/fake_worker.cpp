@@ -44,12 +44,7 @@ void fake_worker::use_for_launches()
 
 vstConfig_t fake_worker::effect(const char* arch) const
 {
-    vstConfig_t config;
-    config.path = script_path_;
-    config.name = "Fake";
-    config.arch = arch;
-    config.vstVersion = 3;
-    return config;
+    return {script_path_, "Fake", arch, 3};
 }
 
 std::string fake_worker::event_name(const std::string& event) const

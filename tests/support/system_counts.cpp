@@ -45,6 +45,12 @@ std::vector<unsigned long> children_of(unsigned long process_id, std::wstring_vi
     return found;
 }
 
+size_t private_bytes_of(void* process)
+{
+    PROCESS_MEMORY_COUNTERS memory = {};
+    return GetProcessMemoryInfo(process, &memory, sizeof(memory)) ? memory.PagefileUsage : 0;
+}
+
 size_t kill_children(unsigned exit_code)
 {
     constexpr DWORD limit_ms = 5000;
@@ -118,9 +124,7 @@ system_counts system_counts::now()
     for ([[maybe_unused]] const auto& each :
          std::filesystem::directory_iterator(std::filesystem::temp_directory_path()))
         ++counts.temp_files;
-    PROCESS_MEMORY_COUNTERS memory = {};
-    GetProcessMemoryInfo(GetCurrentProcess(), &memory, sizeof(memory));
-    counts.private_bytes = memory.PagefileUsage;
+    counts.private_bytes = private_bytes_of(GetCurrentProcess());
     counts.handles = handles_of(GetCurrentProcessId());
     if (counts.handles == 0 || counts.threads == 0 || counts.private_bytes == 0)
         throw std::runtime_error("the system's counts are not to be had");

@@ -11,6 +11,9 @@ size_t handles_of(unsigned long process_id);
 // The running processes that another one started, of programs whose file's name begins like this.
 std::vector<unsigned long> children_of(unsigned long process_id, std::wstring_view name = {});
 
+// Committed and touched, 0 for a process that has ended.
+size_t private_bytes_of(void* process);
+
 // Ends the processes that this one started, by force, and waits for it. How many there were.
 size_t kill_children(unsigned exit_code);
 

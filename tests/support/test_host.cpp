@@ -20,8 +20,6 @@ struct test_host::state {
     mutable std::mutex mutex;
     std::condition_variable changed;
     std::vector<std::string> lines;
-    std::map<std::string, std::string> texts;
-    std::map<std::string, bool> switches;
     std::vector<guid_t> hidden;
     size_t detached = 0;
     bool refuse_detached = false;
@@ -46,34 +44,6 @@ public:
         state_->lines.emplace_back(utf8, byte_count);
         state_->changed.notify_all();
     } catch (const std::bad_alloc&) {
-    }
-};
-
-class test_host::store_impl : public config_store, part {
-public:
-    using service_interface = config_store;
-    using part::part;
-    void get_string(const char* key, const char* fallback, string_out& out) const override
-    {
-        const std::lock_guard lock(state_->mutex);
-        const auto found = state_->texts.find(key);
-        set_text(out, found == state_->texts.end() ? std::string_view(fallback) : found->second);
-    }
-    void set_string(const char* key, const char* value) override
-    {
-        const std::lock_guard lock(state_->mutex);
-        state_->texts[key] = value;
-    }
-    bool get_bool(const char* key, bool fallback) const override
-    {
-        const std::lock_guard lock(state_->mutex);
-        const auto found = state_->switches.find(key);
-        return found == state_->switches.end() ? fallback : found->second;
-    }
-    void set_bool(const char* key, bool value) override
-    {
-        const std::lock_guard lock(state_->mutex);
-        state_->switches[key] = value;
     }
 };
 
@@ -149,7 +119,7 @@ test_host::test_host()
     , main_thread_(GetCurrentThreadId())
 {
     services_.emplace_back(console_service::class_guid, service_new<console_impl>(state_));
-    services_.emplace_back(config_store::class_guid, service_new<store_impl>(state_));
+    services_.emplace_back(config_store::class_guid, store_);
     services_.emplace_back(detached_threads::class_guid, service_new<threads_impl>(state_));
     services_.emplace_back(app_abort::class_guid, service_new<abort_impl>(app_token));
     services_.emplace_back(filesystem::class_guid, service_new<filesystem_impl>());
@@ -211,15 +181,6 @@ void test_host::hide_service(const guid_t& class_guid, bool hide)
         state_->hidden.push_back(class_guid);
     else
         std::erase(state_->hidden, class_guid);
-}
-
-config_store& test_host::store() noexcept
-{
-    for (const auto& [guid, service] : services_) {
-        if (guid == config_store::class_guid)
-            return static_cast<config_store&>(*service);
-    }
-    std::abort();
 }
 
 size_t test_host::get_service_count(const guid_t& class_guid) const noexcept

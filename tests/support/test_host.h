@@ -3,16 +3,15 @@
 
 #include "sdk/abort_callback_impl.h"
 #include "sdk/app_abort.h"
-#include "sdk/config_store.h"
 #include "sdk/console.h"
 #include "sdk/filesystem.h"
 #include "sdk/host_api.h"
 #include "sdk/threads.h"
+#include "support/memory_store.h"
 
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
-#include <map>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -52,7 +51,7 @@ public:
 
     abort_callback_impl app_token;
     std::atomic<void*> main_window{nullptr}; // HWND
-    config_store& store() noexcept;
+    config_store& store() noexcept { return *store_; }
 
     // Paths that begin with "test://" are not native: the native form is what follows.
     static constexpr const char* path_scheme = "test://";
@@ -69,12 +68,12 @@ private:
     struct state; // outlives the host: a service may still be held
     struct part;
     class console_impl;
-    class store_impl;
     class threads_impl;
     class abort_impl;
     class filesystem_impl;
 
     std::shared_ptr<state> state_;
+    service_ptr_t<counting_store> store_ = service_new<counting_store>();
     std::vector<std::pair<guid_t, service_ptr_t<service_base>>> services_;
     uint32_t main_thread_;
 };

@@ -15,11 +15,7 @@ namespace {
 
 vstConfig_t effect(const std::string& path, const std::string& state = "", int32_t version = 3)
 {
-    vstConfig_t made;
-    made.path = path;
-    made.name = path;
-    made.arch = "x64";
-    made.vstVersion = version;
+    vstConfig_t made{path, path, "x64", version};
     made.state.assign(state.begin(), state.end());
     return made;
 }

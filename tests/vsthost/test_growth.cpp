@@ -6,30 +6,12 @@
 
 #include <windows.h>
 
-#include <psapi.h>
-
 #include <chrono>
 #include <cstdio>
 
 using namespace module_cases;
 
 namespace {
-
-struct figures {
-    size_t memory; // bytes that are the process's alone
-    size_t handles;
-};
-
-figures figures_of(const worker& with)
-{
-    PROCESS_MEMORY_COUNTERS_EX counters{};
-    REQUIRE(GetProcessMemoryInfo(with.process_handle(), reinterpret_cast<PROCESS_MEMORY_COUNTERS*>(&counters),
-                                 sizeof counters));
-    // Not every system has every figure of another process.
-    size_t memory = counters.PrivateUsage != 0 ? counters.PrivateUsage : counters.PagefileUsage;
-    memory = memory != 0 ? memory : counters.WorkingSetSize;
-    return {memory, handles_of(GetProcessId(with.process_handle()))};
-}
 
 // Plays and now and then seeks, stops and starts, as a listener does.
 void play(worker& with, double seconds)
@@ -53,21 +35,23 @@ void check_growth(const std::string& arch, const std::string& file, int version,
     worker with({arch, effect_path(arch, file), version});
     REQUIRE(open_stream(with, stereo) == stereo);
     play(with, 100); // what is made once
-    const figures before = figures_of(with);
+    const HANDLE process = with.process_handle();
+    const size_t memory_before = private_bytes_of(process),
+                 handles_before = handles_of(GetProcessId(process));
     const auto begin = std::chrono::steady_clock::now();
     play(with, seconds);
     const std::chrono::duration<double> took = std::chrono::steady_clock::now() - begin;
-    const figures after = figures_of(with);
+    const size_t memory = private_bytes_of(process), handles = handles_of(GetProcessId(process));
     std::printf(
         "%s in a %s worker: %.2f hours of sound in %.1f s (%.0f times as fast), memory %zu -> %zu KiB, "
         "handles %zu -> %zu\n",
         file.c_str(), arch.c_str(), seconds / 3600, took.count(), seconds / took.count(),
-        before.memory / 1024, after.memory / 1024, before.handles, after.handles);
+        memory_before / 1024, memory / 1024, handles_before, handles);
     std::fflush(stdout);
-    CHECK(before.handles > 0);
-    CHECK(before.memory > 0);
-    CHECK(after.handles <= before.handles + 2); // the runtime makes some of its own, late
-    CHECK(after.memory <= before.memory + 512 * 1024);
+    CHECK(handles_before > 0);
+    CHECK(memory_before > 0);
+    CHECK(handles <= handles_before + 2); // the runtime makes some of its own, late
+    CHECK(memory <= memory_before + 512 * 1024);
 }
 
 } // namespace
