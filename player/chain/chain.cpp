@@ -99,6 +99,17 @@ chain_entry load_preset_entry(const std::string& file)
     return entry;
 }
 
+void check_preset_target(const std::string& file)
+{
+    if (file.empty() || !path_exists(file))
+        return;
+    try {
+        vstConfigFromPreset(load_preset_entry(file).preset);
+    } catch (const exception_io_data&) {
+        throw player_error(file + ": is no preset and would be overwritten; name another file");
+    }
+}
+
 std::vector<chain_entry> make_chain(const std::vector<chain_item>& items)
 {
     std::vector<chain_entry> entries;

@@ -21,6 +21,9 @@ struct chain_entry {
 chain_entry make_effect_entry(const effect_options& effect);
 // A file of preset bytes, unread beyond its size. Throws player_error.
 chain_entry load_preset_entry(const std::string& file);
+// Before a preset is written: throws player_error when there is a file of that name, not empty, that is no
+// preset, or it cannot be read. An empty name is none.
+void check_preset_target(const std::string& file);
 std::vector<chain_entry> make_chain(const std::vector<chain_item>& items);
 
 // A DSP made of a preset by the component's entry that owns it. Any thread. Throws player_error without a

@@ -233,6 +233,7 @@ command_result run_preset(const command_line& line)
     if (!shows) {
         if (is_same_file(line.preset.output, config.path))
             throw player_error(line.preset.output + ": is the module itself; choose another output");
+        check_preset_target(line.preset.output);
         replace_whole_file(line.preset.output, {static_cast<const uint8_t*>(entry.preset.get_data()),
                                                 entry.preset.get_data_size()});
     }

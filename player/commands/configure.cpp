@@ -52,7 +52,8 @@ void run_messages(player_host& host, const preset_edit& edit, abort_callback& st
     }
 }
 
-// Before the dialog opens: what is edited there must not be lost for a name that cannot be written.
+// Before the dialog opens: what is edited there must not be lost for a name that cannot be written, nor
+// another kind of file for a mistyped name.
 void check_writable(const std::string& file)
 {
     if (file.empty())
@@ -65,6 +66,7 @@ void check_writable(const std::string& file)
     const DWORD attributes = GetFileAttributesW(win::long_path(path).c_str());
     if (attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_READONLY) != 0)
         throw player_error(file + ": is write-protected; take the protection away or name another file");
+    check_preset_target(file);
 }
 
 chain_entry first_preset(const configure_options& options)

@@ -56,8 +56,13 @@ TEST_CASE("configure: a preset is made from an effect, changed, and left alone")
     CHECK(test.configured({"--preset", file, "--json"}, 0).out.find("\"flags\":0") != std::string::npos);
     CHECK(test.flags_in(file) == 0);
 
-    const std::pair<strings, const char*> refusals[] = {{{"--preset", test.folder.path("none")}, "none"},
-                                                        {{"--effect", file}, "a.preset"}};
+    test.folder.write("song.wav", std::vector<uint8_t>(500, 'x'));
+    const std::string song = test.folder.path("song.wav");
+    const std::pair<strings, const char*> refusals[] = {
+        {{"--preset", test.folder.path("none")}, "none"},
+        {{"--effect", file}, "a.preset"},
+        {{"--preset", song}, "song.wav: is no preset"},
+        {{"--effect", shipped_effect("qvxGain.vst3", "x64"), "--preset", song}, "song.wav: is no preset"}};
     for (const auto& [options, words] : refusals) {
         const program_result refused = test.run(with({"configure"}, options));
         CHECK(refused.exit_code == 1);

@@ -103,6 +103,7 @@ TEST_CASE("program: bad input ends with one line that names the file, code 1, an
         {{"services", "--component", in("text.txt")}, 1, "text.txt: "},
         {{"preset", in("none.dll"), in("no\\out.preset")}, 1, "no\\out.preset: cannot be written"},
         {{"preset", in("none.dll"), in("out.preset")}, 1, "none.dll: does not exist"},
+        {{"preset", shipped_effect("qvxGain.vst3", "x64"), in("in.wav")}, 1, "in.wav: is no preset"},
         {{"preset", "--show", in("none")}, 1, "none: there is no such preset file"},
         {{"preset", "--show", in("text.txt")}, 1, "text.txt: Unsupported format"},
         {{"rendr"}, 2, "unknown command rendr; did you mean render?"},
