@@ -162,13 +162,14 @@ command_result run_window(const command_line& line, bool& clean)
         auto host = std::make_unique<player_host>(sink, open_store(line));
         host->load_component(component_path(line));
         host->start();
-        clean = run_gui(*host, *lines,
-                        {line.gui.file, line.gui.capture.empty() ? "" : absolute_path(line.gui.capture)},
-                        stop_token());
+        const gui_end end = run_gui(
+            *host, *lines, {line.gui.file, line.gui.capture.empty() ? "" : absolute_path(line.gui.capture)},
+            stop_token());
+        clean = end.clean;
         host->console().close();
         if (!clean)
             static_cast<void>(host.release()); // what did not end still uses it
-        return {};
+        return {{}, end.capture_failure, end.capture_failure.empty() ? 0 : exit_failed};
     });
     if (alone && !result.failure.empty())
         MessageBoxW(nullptr, win::to_utf16(result.failure).c_str(), L"qvxplayer", MB_OK | MB_ICONERROR);

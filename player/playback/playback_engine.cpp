@@ -1,5 +1,7 @@
 #include "player/playback/playback_engine.h"
 
+#include "player/system/os_path.h"
+#include "player/system/player_error.h"
 #include "sdk/exceptions.h"
 
 #include <process.h>
@@ -57,6 +59,9 @@ void playback_engine::give(const std::function<void(orders&)>& change, bool brea
 
 void playback_engine::open(std::unique_ptr<wav_reader> file)
 {
+    if (file && !options_.capture_file.empty() && is_same_file(options_.capture_file, file->path()))
+        throw player_error(file->path() +
+                           ": takes what is heard when the window is closed; open another file");
     give(
         [&](orders& next) {
             next.file = std::move(file);

@@ -60,8 +60,10 @@ public:
     playback_engine& operator=(const playback_engine&) = delete;
 
     // Main thread; all of these return at once.
-    void open(std::unique_ptr<wav_reader> file); // stops; null: closes
-    void play();                                 // also goes on after a pause or failure
+    // Stops; null: closes. Throws player_error for the capture file, which would be replaced under the
+    // reader.
+    void open(std::unique_ptr<wav_reader> file);
+    void play(); // also goes on after a pause or failure
     void pause();
     void stop(); // also breaks off what a DSP hangs in; the DSPs go unless somebody holds them
     void seek(double seconds);
@@ -75,6 +77,8 @@ public:
     // Ends the thread: breaks off what it waits in, destroys the DSPs there, gives the capture file its name.
     // False when it did not end in time; the object must not be destroyed then.
     bool shut_down(std::chrono::milliseconds limit) noexcept;
+    // After that: why the capture file is not whole; empty when it is.
+    const std::string& capture_failure() const noexcept { return capture_failure_; }
 
 private:
     struct orders {
@@ -108,6 +112,7 @@ private:
     void set_state(play_state state);
     void publish();
     void finish_capture() noexcept;
+    void note_capture_failure(const std::exception& error) noexcept;
     void wait() const noexcept;
 
     const live_chain& chain_;
@@ -126,6 +131,7 @@ private:
     chain_runner runner_;
     std::unique_ptr<wav_reader> reader_;
     std::unique_ptr<output_files> capture_files_;
+    std::string capture_failure_; // the first one
     std::unique_ptr<audio_sink> sink_;
     wav_format sink_format_;
     dsp_chunk_list_impl chunks_; // made by the chain, not yet with the sink

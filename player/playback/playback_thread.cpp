@@ -285,7 +285,7 @@ void playback_engine::listen()
             try {
                 capture_files_->write(first.chunk);
             } catch (const std::exception& error) {
-                console::print(error.what());
+                note_capture_failure(error);
                 finish_capture();
             }
         }
@@ -372,12 +372,17 @@ void playback_engine::finish_capture() noexcept
     try {
         files->finish({sample_type::float32, 44100, 2, 3});
     } catch (const std::exception& error) {
-        try {
-            console::print(error.what());
-        } catch (const std::exception&) {
-            // There is no console any more.
-        }
+        note_capture_failure(error);
     }
+}
+
+void playback_engine::note_capture_failure(const std::exception& error) noexcept
+try {
+    if (capture_failure_.empty())
+        capture_failure_ = error.what();
+    console::print(error.what());
+} catch (const std::exception&) {
+    // There is no console any more, or no memory.
 }
 
 } // namespace player

@@ -21,6 +21,7 @@ public:
     wav_reader(const wav_reader&) = delete;
     wav_reader& operator=(const wav_reader&) = delete;
 
+    const std::string& path() const noexcept { return path_; }
     const wav_format& format() const noexcept { return audio_.format; }
     uint64_t frame_count() const noexcept { return audio_.frame_count; }
     uint64_t position() const noexcept { return position_; } // frames

@@ -3,6 +3,7 @@
 #include "player/chain/chain.h"
 #include "player/services/queue_window.h"
 #include "player/system/os_path.h"
+#include "player/system/player_error.h"
 #include "player/window/main_window.h"
 #include "player/window/session.h"
 
@@ -41,20 +42,23 @@ std::string stored_text(player_host& host, const char* key)
     return text.text;
 }
 
-void open_first_file(main_window& window, player_host& host, const gui_options& options)
+// Empty: none.
+std::string first_file(player_host& host, const gui_options& options)
 {
     if (!options.file.empty())
-        return window.open_file(options.file);
+        return options.file;
     // A file that is gone since the last time is no reason for a message.
     const std::string last = stored_text(host, file_store_key);
-    if (!last.empty() && path_exists(last))
-        window.open_file(last);
+    return !last.empty() && path_exists(last) ? last : std::string();
 }
 
 } // namespace
 
-bool run_gui(player_host& host, console_lines& lines, const gui_options& options, abort_callback& stop)
+gui_end run_gui(player_host& host, console_lines& lines, const gui_options& options, abort_callback& stop)
 {
+    const std::string first = first_file(host, options);
+    if (!first.empty() && is_same_file(options.capture, first))
+        throw player_error(options.capture + ": is also read by this run; choose another output");
     if (!chain_from_text(stored_text(host, chain_store_key), host.chain()))
         console::print("The stored DSP chain is damaged; the chain is empty.");
     const queue_window callbacks(host.main_queue());
@@ -66,7 +70,8 @@ bool run_gui(player_host& host, console_lines& lines, const gui_options& options
         playback_engine::options{options.capture, options.no_device});
     window->start(*engine);
     window->show();
-    open_first_file(*window, host, options);
+    if (!first.empty())
+        window->open_file(first);
     run_messages(*window, stop);
 
     ShowWindow(window->window(), SW_HIDE); // it is over for the user
@@ -78,9 +83,12 @@ bool run_gui(player_host& host, console_lines& lines, const gui_options& options
         },
         [&] { window->save_chain(); });
     window.reset();
-    if (!ended)
+    gui_end end{clean && ended, {}};
+    if (ended)
+        end.capture_failure = engine->capture_failure();
+    else
         static_cast<void>(engine.release()); // its thread is still in there
-    return clean && ended;
+    return end;
 }
 
 } // namespace player
