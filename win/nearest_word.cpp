@@ -26,14 +26,25 @@ size_t edit_distance(std::string_view a, std::string_view b)
     return row[b.size()];
 }
 
+std::string_view without_dashes(std::string_view word) noexcept
+{
+    return word.substr(std::min(word.find_first_not_of('-'), word.size()));
+}
+
+bool is_letter(char given) noexcept
+{
+    return lower(given) >= 'a' && lower(given) <= 'z';
+}
+
 } // namespace
 
 std::string win::nearest_word(std::string_view given, const std::vector<std::string>& words)
 {
     std::string nearest;
-    size_t nearest_distance = given.size() / 2 + 1; // from there on it is another word
+    // From there on it is another word. What is no letter, as in "6.1", says nothing about what was meant.
+    size_t nearest_distance = (static_cast<size_t>(std::ranges::count_if(given, is_letter)) + 1) / 3 + 1;
     for (const std::string& word : words) {
-        const size_t distance = edit_distance(given, word);
+        const size_t distance = edit_distance(without_dashes(given), without_dashes(word));
         if (distance < nearest_distance) {
             nearest = word;
             nearest_distance = distance;

@@ -7,8 +7,8 @@
 
 namespace win {
 
-// The word of which the fewest letters have to be added, removed or changed, whatever their case; empty when
-// none is nearer than another word would be.
+// The word of which the fewest letters have to be added, removed or changed, whatever their case and the
+// dashes before it; empty when about a third of the letters would have to be.
 std::string nearest_word(std::string_view given, const std::vector<std::string>& words);
 
 } // namespace win

@@ -164,10 +164,11 @@ std::string explain_mistake(const CLI::App& root, const CLI::ParseError& error)
            (given.empty() ? "" : "; \"" + given.back() + "\" is none");
 }
 
-std::string suggest(const std::string& wrong, const std::vector<std::string>& candidates)
+std::string suggest(const std::string& wrong, const std::vector<std::string>& candidates,
+                    const std::string& otherwise)
 {
     const std::string nearest = win::nearest_word(wrong, candidates);
-    return nearest.empty() ? "; --help lists what there is" : "; did you mean " + nearest + "?";
+    return nearest.empty() ? otherwise : "; did you mean " + nearest + "?";
 }
 
 } // namespace player

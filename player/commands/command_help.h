@@ -18,7 +18,8 @@ std::string help_page(const CLI::App& root, const CLI::App& which);
 // The parser's error as one line.
 std::string explain_mistake(const CLI::App& root, const CLI::ParseError& error);
 
-// "; did you mean X?" for the nearest candidate, or where to look when none is near.
-std::string suggest(const std::string& wrong, const std::vector<std::string>& candidates);
+// "; did you mean X?" for the nearest candidate, or `otherwise` when none is near.
+std::string suggest(const std::string& wrong, const std::vector<std::string>& candidates,
+                    const std::string& otherwise = "; --help lists what there is");
 
 } // namespace player

@@ -32,10 +32,14 @@ uint32_t checked_layout(const std::string& name)
 {
     if (const uint32_t mask = layout_mask(name))
         return mask;
-    std::string names;
-    for (const layout& known : layouts)
-        names += std::string(names.empty() ? "" : ", ") + '"' + known.name + '"';
-    throw usage_error("unknown layout \"" + name + "\"; use one of " + names);
+    std::string listed;
+    std::vector<std::string> names;
+    for (const layout& known : layouts) {
+        listed += std::string(listed.empty() ? "" : ", ") + '"' + known.name + '"';
+        names.push_back(known.name);
+    }
+    throw usage_error("--layout takes one of " + listed + "; \"" + name + "\" is none" +
+                      suggest(name, names, ""));
 }
 
 // The parser and what its options fill. The options of one effect are repeated, so their order counts: it is
@@ -81,7 +85,7 @@ public:
         } catch (const CLI::ParseError& error) {
             throw usage_error(explain_mistake(app_, error));
         }
-        check_for_empty_texts();
+        check_values();
         if (!take_lonely_file())
             check_extras();
         if (version_)
@@ -256,7 +260,9 @@ private:
     {
         line_.what = command::preset;
         const bool shows = !line_.preset.show.empty();
-        if (shows ? !files_.empty() : files_.size() != 2)
+        if (shows && !files_.empty())
+            throw usage_error("MODULE OUT and --show FILE exclude each other; leave one of them out");
+        if (!shows && files_.size() != 2)
             throw usage_error("preset needs a module and an output file (preset MODULE OUT), or --show FILE");
         if (!shows) {
             line_.preset.effect.module = files_[0];
@@ -297,8 +303,9 @@ private:
         return true;
     }
 
-    // No file, folder or setting has an empty name; scripts with a variable that is not set give one.
-    void check_for_empty_texts()
+    // No file, folder or setting has an empty name; scripts with a variable that is not set give one. A flag
+    // is given or not.
+    void check_values()
     {
         std::vector<const CLI::App*> apps{&app_};
         for (const CLI::App* sub : app_.get_subcommands())
@@ -310,6 +317,10 @@ private:
                     throw usage_error("an empty text was given as " + option->get_type_name() +
                                       (option->get_positional() ? "" : " of " + option->get_name()) +
                                       "; put a name there");
+                // The parser itself would take numbers and words like "off".
+                const bool is_flag = !option->get_positional() && option->get_expected_min() == 0;
+                if (is_flag && std::ranges::any_of(given, [](const auto& text) { return text != "true"; }))
+                    throw usage_error(option->get_name() + " takes no value; leave the value out");
             }
         }
     }
@@ -330,7 +341,13 @@ private:
             for (const CLI::App* sub : selected)
                 collect_options(*sub, names);
             const std::string given = option->substr(0, option->find('='));
-            throw usage_error("unknown option " + given + suggest(given, names));
+            std::string owners;
+            for (const CLI::App* sub : app_.get_subcommands({})) {
+                if (sub->get_option_no_throw(given))
+                    owners += (owners.empty() ? "" : ", ") + sub->get_name();
+            }
+            throw usage_error("unknown option " + given +
+                              (owners.empty() ? suggest(given, names) : "; it belongs to " + owners));
         }
         if (!selected.empty())
             throw usage_error("unexpected argument \"" + extras.front() + "\"; " +

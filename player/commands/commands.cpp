@@ -256,13 +256,22 @@ command_result run_settings(const command_line& line, config_store& store)
             change_setting(store, item);
     }
     const component_settings now = read_settings(store);
+    std::string missing;
+    const bool sets_folders = std::ranges::any_of(
+        line.settings, [](const std::string& item) { return item.starts_with("folders="); });
+    for (const std::string& folder : now.folders) {
+        if (sets_folders && !is_folder(folder))
+            missing += (missing.empty() ? "" : ", ") + folder;
+    }
+    if (!missing.empty())
+        missing += ": is no folder; it is stored all the same, check the path";
     if (line.json)
         return {json_line({{"dpi-aware", now.dpi_aware},
                            {"feed-live", now.feed_live},
                            {"process-tail", now.process_tail},
                            {"folders", now.folders},
                            {"disabled-folders", now.disabled_folders}}),
-                {}};
+                missing, 0};
     const std::pair<const char*, std::string> rows[] = {{"dpi-aware", on_off(now.dpi_aware)},
                                                         {"feed-live", on_off(now.feed_live)},
                                                         {"process-tail", on_off(now.process_tail)},
@@ -276,7 +285,7 @@ command_result run_settings(const command_line& line, config_store& store)
         if (wanted || line.settings.empty())
             text += std::string(row.first) + "=" + row.second + "\n";
     }
-    return {text, {}};
+    return {text, missing, 0};
 }
 
 } // namespace player

@@ -1,7 +1,9 @@
 #include "player/host/component_settings.h"
 
 #include "catalogue/settings.h"
+#include "player/system/os_path.h"
 #include "player/system/player_error.h"
+#include "win/nearest_word.h"
 
 #include <algorithm>
 
@@ -31,10 +33,15 @@ const setting& find_setting(const std::string& name)
         if (name == known.name)
             return known;
     }
-    std::string names;
-    for (const setting& known : settings)
-        names += std::string(names.empty() ? "" : ", ") + known.name;
-    throw usage_error("unknown setting \"" + name + "\"; use one of " + names);
+    std::string listed;
+    std::vector<std::string> names;
+    for (const setting& known : settings) {
+        listed += std::string(listed.empty() ? "" : ", ") + known.name;
+        names.push_back(known.name);
+    }
+    const std::string nearest = win::nearest_word(name, names);
+    throw usage_error("unknown setting \"" + name + "\"; use one of " + listed +
+                      (nearest.empty() ? "" : "; did you mean " + nearest + "?"));
 }
 
 // Straight from the store: the component's own accessors need a running host.
@@ -71,7 +78,10 @@ std::string parse_list(const std::string& value)
         paths.push_back(value.substr(at, end - at));
         at = end + 1;
     }
-    return joinPaths(withoutEmpty(std::move(paths)));
+    paths = withoutEmpty(std::move(paths));
+    // The settings are read in other folders.
+    std::transform(paths.begin(), paths.end(), paths.begin(), &absolute_path);
+    return joinPaths(paths);
 }
 
 class tail_store : public config_store {

@@ -92,6 +92,7 @@ TEST_CASE("program: bad input ends with one line that names the file, code 1, an
         {render("short.wav", "out.wav"), 1, "short.wav: is truncated"},
         {render("in.wav", "no\\out.wav"), 1, "no\\out.wav: cannot be written"},
         {render("in.wav", "in.wav"), 1, "in.wav: is also read by this run"},
+        {{"gui", in("in.wav"), "--capture", in("in.wav")}, 1, "in.wav: is also read by this run"},
         {render("in.wav", "out.wav", {"--effect", in("none.dll")}), 1, "none.dll: "},
         {render("in.wav", "out.wav", {"--effect", in("text.txt")}), 1, "text.txt: "},
         {render("in.wav", "out.wav", {"--effect", shipped("qvxplayer.exe")}), 1, "qvxplayer.exe: "},
@@ -125,8 +126,9 @@ TEST_CASE("program: bad input ends with one line that names the file, code 1, an
 TEST_CASE("program: settings survive a restart; presets are shown as they were stored")
 {
     const program_fixture test;
-    CHECK(test.run({"settings", "process-tail=on", "folders=C:\\A;C:\\B"}).out ==
-          "process-tail=on\nfolders=C:\\A;C:\\B\n");
+    const program_result set = test.run({"settings", "process-tail=on", "folders=C:\\A\\X\\..;C:/B"});
+    CHECK(set.out == "process-tail=on\nfolders=C:\\A;C:\\B\n");
+    CHECK(set.last_line().find("C:\\A, C:\\B: is no folder") != std::string::npos);
     const auto settings = nlohmann::json::parse(test.run({"settings", "--json"}).out);
     CHECK(settings == nlohmann::json::parse(R"({"dpi-aware": false, "feed-live": true, "process-tail": true,
         "folders": ["C:\\A", "C:\\B"], "disabled-folders": []})"));

@@ -204,6 +204,7 @@ TEST_CASE("a probe says when a state file cannot be read or written, and of a st
     };
     for (const row& each : {row{"--state", "absent", 22, "cannot read the state file"},
                             {"--save-state", "absent\\x", 22, "cannot write the state file"},
+                            {"--save-state", "", 22, "is a folder"},
                             {"--state", "text", 0, "the effect's state cannot be used"}}) {
         CAPTURE(each.words);
         worker with(arches()[0],

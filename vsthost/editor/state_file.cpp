@@ -38,10 +38,19 @@ bool write_file(const std::wstring& path, const std::vector<uint8_t>& bytes)
 {
     const DWORD error = GetLastError();
     throw vsthost::fatal_error(vsthost::exit_code::state_file,
-                               "cannot read the state file \"" + path + "\": " + win::error_text(error));
+                               "cannot read the state file \"" + path +
+                                   "\": " + vsthost::file_error_text(path, error));
 }
 
 } // namespace
+
+std::string vsthost::file_error_text(const std::string& path, unsigned long error)
+{
+    const DWORD attributes = GetFileAttributesW(win::long_path(path).c_str());
+    return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0
+               ? "is a folder; name a file"
+               : win::error_text(error);
+}
 
 std::vector<uint8_t> vsthost::read_state_file(const std::string& path, unsigned milliseconds)
 {
@@ -148,8 +157,8 @@ void vsthost::state_writer::run()
             first_refusal = clock::now();
         const bool quick = clock::now() - first_refusal < quick_time;
         if (!quick && !std::exchange(told, true))
-            report("the effect's state cannot be written to \"" + path_ + "\": " + win::error_text(error) +
-                   "; it is tried again");
+            report("the effect's state cannot be written to \"" + path_ +
+                   "\": " + file_error_text(path_, error) + "; it is tried again");
         changed_.wait_for(lock, quick ? quick_pause : slow_pause, [this] { return stop_; });
     }
 }

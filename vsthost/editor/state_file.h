@@ -18,6 +18,9 @@ std::vector<uint8_t> read_state_file(const std::string& path, unsigned milliseco
 // One attempt. Returns 0 or the error of Windows; leaves nothing beside the file.
 unsigned long replace_state_file(const std::string& path, const std::vector<uint8_t>& bytes);
 
+// What Windows' error about such a file means; for a folder Windows only says that access is denied.
+std::string file_error_text(const std::string& path, unsigned long error);
+
 // Writes on a thread of its own, so that neither a slow disk nor somebody who holds the file keeps the editor
 // waiting.
 class state_writer {

@@ -150,9 +150,9 @@ void vsthost::run_probe_mode(const options& wanted)
     print_to_user(record(*probed, wanted));
     if (!wanted.save_state_path.empty())
         if (const auto error = replace_state_file(wanted.save_state_path, probed->state()))
-            throw fatal_error(exit_code::state_file, "cannot write the state file \"" +
-                                                         wanted.save_state_path +
-                                                         "\": " + win::error_text(error));
+            throw fatal_error(exit_code::state_file,
+                              "cannot write the state file \"" + wanted.save_state_path +
+                                  "\": " + file_error_text(wanted.save_state_path, error));
     start_exit_deadline(exit_limit);
     probed.reset();
 }
