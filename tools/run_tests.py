@@ -1,7 +1,8 @@
 #!/usr/bin/python3
 """Builds and runs the tests; the last line is "N passed, N failed, N skipped".
 
-A NAME picks a room's tests by the name of its folder, or test cases by a part of their name.
+A NAME picks a room's tests by the name of its folder, one program by the name in its line, or test cases by a part of
+their name.
 Without one every test program runs: x64 and x86 under Wine, native ones, and the checks written in Python.
 
 Two run at a time, each with a Wine prefix and an X server of its own, so that neither sees the other's processes,
@@ -21,6 +22,9 @@ from pathlib import Path
 
 TOP = Path(__file__).resolve().parent.parent
 COUNTS = re.compile(r"^(\d+) passed, (\d+) failed, (\d+) skipped\s*$")
+# The names in the sources, each one or more literals, and the last line of a program's list of them.
+CASES = re.compile(r'\bTEST_CASE\w*\([^"{;]*((?:"(?:[^"\\\n]|\\.)*"\s*)+)')
+LISTED = re.compile(r"^\[doctest\] unskipped test cases passing the current filters: (\d+)", re.MULTILINE)
 SLOW_SECONDS = 20  # what a program may take in its short form
 LIMIT_SECONDS = 300  # then it is ended
 LIMIT_SECONDS_LONG = 8 * 3600
@@ -119,25 +123,38 @@ def case_filter(names):
 
 
 def has_cases(program, name):
-    code, output, _ = run(program, ["--list-test-cases", case_filter([name])], 60)
-    lines = [line for line in output.splitlines() if line and not line.startswith(("[doctest]", "==="))]
-    return code == 0 and bool(lines)
+    _, output, _ = run(program, ["--list-test-cases", case_filter([name])], 60)
+    # By its count: what else is printed may come from Wine.
+    listed = LISTED.search(output)
+    return bool(listed) and int(listed.group(1)) > 0
+
+
+def check_names(names):
+    """Refuses what names nothing by the sources, before minutes go into a build."""
+    tests = TOP / "tests"
+    rooms = {path.parent.name for path in tests.glob("*/test_*.py")}
+    rooms |= {path.parent.name for path in tests.glob("*/CMakeLists.txt") if "qvx_test(" in path.read_text()}
+    known = rooms | {path.stem.removeprefix("test_") for path in (TOP / "build").glob("*/tests/bin/test_*")}
+    unknown = [name for name in names if name not in known]
+    if not unknown:
+        return
+    cases = [re.sub(r'"\s*"', "", literals).lower() for path in tests.glob("*/*.cpp")
+             for literals in CASES.findall(path.read_text())]
+    for name in unknown:
+        if not any(name.lower() in case for case in cases):
+            sys.exit(f"test: neither a room nor a part of a test case's name: {name}\n"
+                     f"rooms with tests: {' '.join(sorted(rooms))}")
 
 
 def pick(programs, names):
     if not names:
         return programs
-    rooms = {program.folder for program in programs}
-    for name in (name for name in names if name not in rooms):
-        found = False
+    whole = {name for program in programs for name in (program.folder, program.room)}
+    for name in (name for name in names if name not in whole):
         for program in programs:
-            if program.folder not in names and has_cases(program, name):
+            if not {program.folder, program.room} & set(names) and has_cases(program, name):
                 program.filters.append(name)
-                found = True
-        if not found and not any(has_cases(program, name) for program in programs):
-            sys.exit(f"test: neither a room nor a part of a test case's name: {name}\n"
-                     f"rooms with tests: {' '.join(sorted(rooms))}")
-    return [program for program in programs if program.folder in names or program.filters]
+    return [program for program in programs if {program.folder, program.room} & set(names) or program.filters]
 
 
 def report(program, result, width, long):
@@ -205,12 +222,13 @@ def main():
     parser.add_argument("names", nargs="*", metavar="NAME", help="a room's folder, or part of a test case's name")
     options = parser.parse_args()
 
+    check_names(options.names)
     if subprocess.run([TOP / "tools" / "build"]).returncode != 0:
         print("0 passed, 1 failed, 0 skipped")
         return 1
     programs = pick(find_programs(), options.names)
     if not programs:
-        sys.exit("test: the build made no test programs")
+        sys.exit("test: there is no such test program or case here: " + " ".join(options.names))
     jobs = 1 if options.long or os.environ.get("DISPLAY") else options.jobs
     totals = run_all(programs, options.long, jobs)
     print("{} passed, {} failed, {} skipped".format(*totals))
