@@ -47,6 +47,7 @@ TEST_CASE("an editor opens as it asks, its edits reach the file at once, and clo
 {
     player_window owner;
     for_each_kind([&](const kind& which) {
+        SetWindowPos(owner.handle(), nullptr, which.version == 3 ? 300 : 700, 300, 0, 0, SWP_NOSIZE);
         editor shown(
             {.which = which,
              .name = "module_with_an_editor",
@@ -58,6 +59,10 @@ TEST_CASE("an editor opens as it asks, its edits reach the file at once, and clo
         GetWindowTextW(frame, title, 64);
         CHECK(std::wstring(title) == L"A title");
         CHECK(GetWindow(frame, GW_OWNER) == owner.handle());
+        RECT places[3] = {};
+        GetWindowRect(frame, &places[0]);
+        GetWindowRect(owner.handle(), &places[1]);
+        CHECK_FALSE(IntersectRect(&places[2], &places[0], &places[1]));
         CHECK((GetAwarenessFromDpiAwarenessContext(GetWindowDpiAwarenessContext(frame)) !=
                DPI_AWARENESS_UNAWARE) == (which.version == 3));
         CHECK(client_size(frame).cx == 320);

@@ -77,14 +77,31 @@ private:
     HHOOK hook_;
 };
 
-// Dialogs have none of their own: they look like the window that they belong to.
+// The first one of the player's resources, which is the one that its file is shown with.
+BOOL CALLBACK take_icon(HMODULE player, const wchar_t*, wchar_t* name, LONG_PTR window)
+{
+    for (const auto& [kind, metric] : {std::pair(ICON_SMALL, SM_CXSMICON), std::pair(ICON_BIG, SM_CXICON)}) {
+        const int side = GetSystemMetrics(metric);
+        if (const HANDLE icon = LoadImageW(player, name, IMAGE_ICON, side, side, LR_SHARED))
+            SendMessageW(reinterpret_cast<HWND>(window), WM_SETICON, static_cast<WPARAM>(kind),
+                         reinterpret_cast<LPARAM>(icon));
+    }
+    return FALSE;
+}
+
+// Dialogs have none of their own: they look like the window that they belong to, without one like the player.
 void take_icon_of_owner(HWND window) noexcept
 {
     const HWND owner = GetWindow(window, GW_OWNER);
+    if (!owner) {
+        EnumResourceNamesW(GetModuleHandleW(nullptr), RT_GROUP_ICON, take_icon,
+                           reinterpret_cast<LONG_PTR>(window));
+        return;
+    }
     for (const auto& [kind, of_class] :
          {std::pair(ICON_SMALL, GCLP_HICONSM), std::pair(ICON_BIG, GCLP_HICON)}) {
-        LRESULT icon = owner ? SendMessageW(owner, WM_GETICON, static_cast<WPARAM>(kind), 0) : 0;
-        if (owner && icon == 0)
+        LRESULT icon = SendMessageW(owner, WM_GETICON, static_cast<WPARAM>(kind), 0);
+        if (icon == 0)
             icon = static_cast<LRESULT>(GetClassLongPtrW(owner, of_class));
         if (icon != 0)
             SendMessageW(window, WM_SETICON, static_cast<WPARAM>(kind), icon);

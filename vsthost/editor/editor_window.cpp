@@ -56,6 +56,34 @@ bool is_taken(HWND self, HWND owner, POINT corner)
     return search.found;
 }
 
+// Where a window of a size covers the least of `owner`: on its right rather than on its left, below or above.
+// Where that makes no difference, in its middle.
+POINT beside(const RECT& owner, SIZE size, const RECT& screen)
+{
+    const POINT places[] = {
+        {(owner.left + owner.right - size.cx) / 2, (owner.top + owner.bottom - size.cy) / 2},
+        {owner.right, owner.top},
+        {owner.left - size.cx, owner.top},
+        {owner.left, owner.bottom},
+        {owner.left, owner.top - size.cy},
+    };
+    POINT best{};
+    int64_t least = INT64_MAX;
+    for (POINT at : places) {
+        at.x = std::max(std::min(at.x, screen.right - size.cx), screen.left);
+        at.y = std::max(std::min(at.y, screen.bottom - size.cy), screen.top);
+        const RECT there{at.x, at.y, at.x + size.cx, at.y + size.cy};
+        RECT common{};
+        IntersectRect(&common, &there, &owner);
+        const int64_t covered = int64_t{common.right - common.left} * (common.bottom - common.top);
+        if (covered < least) {
+            least = covered;
+            best = at;
+        }
+    }
+    return best;
+}
+
 } // namespace
 
 vsthost::editor_window::editor_window(HWND owner, const std::string& title, events what)
@@ -164,34 +192,32 @@ void vsthost::editor_window::resize(editor_size wanted)
         editor_->resized(wanted);
 }
 
-// In the middle of the owner, with the title bar on the screen and not on that of another editor.
+// Beside the owner, on its screen, with the title bar not on that of another editor.
 void vsthost::editor_window::place()
 {
     RECT own{};
     GetWindowRect(window_, &own);
-    const int width = own.right - own.left;
-    const int height = own.bottom - own.top;
-    const HWND near_to = owner_ != nullptr ? owner_ : window_;
+    const SIZE size{own.right - own.left, own.bottom - own.top};
     MONITORINFO screen{};
     screen.cbSize = sizeof screen;
-    GetMonitorInfoW(MonitorFromWindow(near_to, MONITOR_DEFAULTTONEAREST), &screen);
+    GetMonitorInfoW(MonitorFromWindow(owner_ != nullptr ? owner_ : window_, MONITOR_DEFAULTTONEAREST),
+                    &screen);
     RECT around = screen.rcWork;
     if (owner_ != nullptr && IsWindowVisible(owner_) && !IsIconic(owner_))
         GetWindowRect(owner_, &around);
-    int x = (around.left + around.right - width) / 2;
-    int y = (around.top + around.bottom - height) / 2;
-    x = std::max<int>(std::min<int>(x, screen.rcWork.right - width), screen.rcWork.left);
-    y = std::max<int>(std::min<int>(y, screen.rcWork.bottom - height), screen.rcWork.top);
-    const int step = GetSystemMetrics(SM_CYCAPTION) + GetSystemMetrics(SM_CYSIZEFRAME);
-    for (int i = 0; i < most_cascaded && is_taken(window_, owner_, {x, y}); ++i) {
-        x += step;
-        y += step;
-        if (x + width > screen.rcWork.right)
-            x = screen.rcWork.left;
-        if (y + height > screen.rcWork.bottom)
-            y = screen.rcWork.top;
+    const POINT first = beside(around, size, screen.rcWork);
+    const LONG down = GetSystemMetrics(SM_CYCAPTION) + GetSystemMetrics(SM_CYSIZEFRAME);
+    const LONG across = first.x < around.left ? -down : down; // away from the owner
+    POINT at = first;
+    for (int i = 0; i < most_cascaded && is_taken(window_, owner_, at); ++i) {
+        at.x += across;
+        at.y += down;
+        if (at.x < screen.rcWork.left || at.x + size.cx > screen.rcWork.right)
+            at.x = first.x;
+        if (at.y + size.cy > screen.rcWork.bottom)
+            at.y = screen.rcWork.top;
     }
-    SetWindowPos(window_, nullptr, x, y, 0, 0, SWP_NOSIZE | SWP_NOZORDER | SWP_NOACTIVATE);
+    SetWindowPos(window_, nullptr, at.x, at.y, 0, 0, SWP_NOSIZE | SWP_NOZORDER | SWP_NOACTIVATE);
 }
 
 void vsthost::editor_window::focus_editor()
