@@ -72,6 +72,7 @@ TEST_CASE("window: what is heard is what the chain makes, also after edits and s
     for (const int key : {VK_HOME, VK_DOWN, VK_DOWN, VK_DOWN, VK_SPACE}) // the last of the component's three
         PostMessageW(tree, WM_KEYDOWN, static_cast<WPARAM>(key), 1);
     CHECK(again.wait_until([&] {
+        Sleep(500); // who reads a file all the time keeps its writer from replacing it
         const auto store = service_new<json_config_store>(files.folder.path("config.json"));
         return store->get_bool("advconfig.unnamed.17F04BF0-5745-462F-929C-E7F230F51F5A", false);
     }));
