@@ -36,7 +36,7 @@ uint32_t checked_layout(const std::string& name)
     std::vector<std::string> names;
     for (const layout& known : layouts) {
         listed += std::string(listed.empty() ? "" : ", ") + '"' + known.name + '"';
-        names.push_back(known.name);
+        names.emplace_back(known.name);
     }
     throw usage_error("--layout takes one of " + listed + "; \"" + name + "\" is none" +
                       suggest(name, names, ""));

@@ -37,7 +37,7 @@ const setting& find_setting(const std::string& name)
     std::vector<std::string> names;
     for (const setting& known : settings) {
         listed += std::string(listed.empty() ? "" : ", ") + known.name;
-        names.push_back(known.name);
+        names.emplace_back(known.name);
     }
     const std::string nearest = win::nearest_word(name, names);
     throw usage_error("unknown setting \"" + name + "\"; use one of " + listed +
