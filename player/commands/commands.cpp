@@ -255,37 +255,25 @@ command_result run_settings(const command_line& line, config_store& store)
         if (item.find('=') != std::string::npos)
             change_setting(store, item);
     }
-    const component_settings now = read_settings(store);
-    std::string missing;
     const bool sets_folders = std::ranges::any_of(
         line.settings, [](const std::string& item) { return item.starts_with("folders="); });
-    for (const std::string& folder : now.folders) {
-        if (sets_folders && !is_folder(folder))
-            missing += (missing.empty() ? "" : ", ") + folder;
+    json values;
+    std::string text, missing;
+    for (const component_setting& now : read_settings(store)) {
+        values[now.name] = now.is_switch ? json(now.on) : json(now.folders);
+        const bool wanted =
+            std::any_of(line.settings.begin(), line.settings.end(),
+                        [&](const std::string& item) { return item.substr(0, item.find('=')) == now.name; });
+        if (wanted || line.settings.empty())
+            text += now.name + "=" + (now.is_switch ? on_off(now.on) : joined(now.folders)) + "\n";
+        for (const std::string& folder : now.folders) {
+            if (sets_folders && now.name == "folders" && !is_folder(folder))
+                missing += (missing.empty() ? "" : ", ") + folder;
+        }
     }
     if (!missing.empty())
         missing += ": is no folder; it is stored all the same, check the path";
-    if (line.json)
-        return {json_line({{"dpi-aware", now.dpi_aware},
-                           {"feed-live", now.feed_live},
-                           {"process-tail", now.process_tail},
-                           {"folders", now.folders},
-                           {"disabled-folders", now.disabled_folders}}),
-                missing, 0};
-    const std::pair<const char*, std::string> rows[] = {{"dpi-aware", on_off(now.dpi_aware)},
-                                                        {"feed-live", on_off(now.feed_live)},
-                                                        {"process-tail", on_off(now.process_tail)},
-                                                        {"folders", joined(now.folders)},
-                                                        {"disabled-folders", joined(now.disabled_folders)}};
-    std::string text;
-    for (const auto& row : rows) {
-        const bool wanted =
-            std::any_of(line.settings.begin(), line.settings.end(),
-                        [&](const std::string& item) { return item.substr(0, item.find('=')) == row.first; });
-        if (wanted || line.settings.empty())
-            text += std::string(row.first) + "=" + row.second + "\n";
-    }
-    return {text, missing, 0};
+    return {line.json ? json_line(values) : text, missing, 0};
 }
 
 } // namespace player

@@ -108,11 +108,16 @@ private:
 
 } // namespace
 
-component_settings read_settings(const config_store& store)
+std::vector<component_setting> read_settings(const config_store& store)
 {
-    return {read_switch(store, cfg_dpi_aware), read_switch(store, cfg_feed_live),
-            read_switch(store, cfg_process_tail), read_list(store, cfg_vst_folders),
-            read_list(store, cfg_vst_folders_disabled)};
+    std::vector<component_setting> all;
+    for (const setting& known : settings) {
+        if (known.on_off)
+            all.push_back({known.name, true, read_switch(store, *known.on_off), {}});
+        else
+            all.push_back({known.name, false, false, read_list(store, *known.list)});
+    }
+    return all;
 }
 
 void check_setting(const std::string& item)

@@ -1,6 +1,6 @@
 #pragma once
 // The component's settings as they lie in the store, so that they can be shown and changed without loading
-// it.
+// it. Any thread.
 
 #include "sdk/config_store.h"
 
@@ -9,15 +9,15 @@
 
 namespace player {
 
-struct component_settings {
-    bool dpi_aware = false;
-    bool feed_live = true;
-    bool process_tail = false;
-    std::vector<std::string> folders;          // user folders, without empty ones
-    std::vector<std::string> disabled_folders; // default folders that are not scanned, without empty ones
+struct component_setting {
+    std::string name;
+    bool is_switch = true; // else a list of folders
+    bool on = false;
+    std::vector<std::string> folders; // without empty ones
 };
 
-component_settings read_settings(const config_store& store);
+// All of them, in the order in which they are shown.
+std::vector<component_setting> read_settings(const config_store& store);
 
 // Applies one NAME=VALUE; switches take on/off, yes/no, true/false, 1/0, lists take paths with ";" between
 // them (none: the empty list). Throws usage_error for an unknown name or value, before anything is stored.
