@@ -11,11 +11,6 @@ void core_api::set_host(host_api* host) noexcept
     current_host = host;
 }
 
-host_api* core_api::get_host_or_null() noexcept
-{
-    return current_host;
-}
-
 host_api& core_api::get_host()
 {
     if (host_api* host = current_host)

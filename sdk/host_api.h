@@ -29,7 +29,6 @@ namespace core_api {
 
 // The host pointer of this module: set once by the module's entry before any service is used, null before.
 void set_host(host_api* host) noexcept;
-host_api* get_host_or_null() noexcept;
 // Throws exception_host_bug_check while there is none.
 host_api& get_host();
 

@@ -75,13 +75,6 @@ void player_host::add_service(const guid_t& class_guid, service_ptr_t<service_ba
     own_.push_back({class_guid, std::move(service)});
 }
 
-void player_host::replace_service(const guid_t& class_guid, service_ptr_t<service_base> service)
-{
-    std::erase_if(own_, [&](const own_service& own) { return own.class_guid == class_guid; });
-    if (service)
-        add_service(class_guid, std::move(service));
-}
-
 void player_host::load_component(const std::string& path)
 {
     component_ = std::make_unique<component_module>(path, *this);
@@ -139,11 +132,6 @@ bool player_host::shut_down(const std::function<void()>& destroy_instances,
         static_cast<void>(component_.release());
     }
     return clean_;
-}
-
-abort_callback& player_host::app_abort_token() noexcept
-{
-    return app_abort_->token;
 }
 
 service_factory_base* player_host::component_services() const noexcept

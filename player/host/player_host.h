@@ -38,9 +38,6 @@ public:
 
     // One more service of the player's own; before start().
     void add_service(const guid_t& class_guid, service_ptr_t<service_base> service);
-    // Another in the place of all that are registered under the class, such as a shell that answers by
-    // itself; none when it is empty. Before start().
-    void replace_service(const guid_t& class_guid, service_ptr_t<service_base> service);
     // At most one component; before start(). Throws player_error.
     void load_component(const std::string& path);
     // Makes the services available, tells the component and runs the init actions. Throws what they throw.
@@ -60,7 +57,6 @@ public:
     bool shut_down(const std::function<void()>& destroy_instances = {},
                    const std::function<void()>& save = {}) noexcept;
 
-    abort_callback& app_abort_token() noexcept;
     console_log& console() noexcept { return *console_; }
     config_store& store() noexcept { return *store_; }
     // Nobody takes callbacks out of it but the main thread's loop, whatever that is.
