@@ -7,6 +7,7 @@
 #include "sdk/host_api.h"
 #include "sdk/main_thread.h"
 #include "ui/listenerImpl.h"
+#include "ui/openFile.h"
 #include "ui/sentMessages.h"
 #include "win/utf.h"
 #include "worker/pipeName.h"
@@ -31,16 +32,6 @@ std::string makeDataFileName()
     if (path.back() != '/' && path.back() != '\\')
         path += '\\';
     return path + Nv::makeGuidText();
-}
-
-service_ptr_t<file> openFile(const std::string& path, filesystem::open_mode mode)
-{
-    const auto serving = filesystem_for_path(path.c_str());
-    if (!serving)
-        throw exception_io_not_found();
-    service_ptr_t<file> opened;
-    serving->open(opened, path.c_str(), mode, abort_callback_never());
-    return opened;
 }
 
 // Empty when the file is too large to be a state. The worker may replace it meanwhile: what was opened then

@@ -4,6 +4,7 @@
 #include "sdk/exceptions.h"
 #include "sdk/filesystem.h"
 #include "sdk/shell.h"
+#include "ui/openFile.h"
 #include "win/long_path.h"
 #include "worker/failureText.h"
 #include "worker/pipeName.h"
@@ -18,21 +19,11 @@ namespace {
 constexpr const char* filter = "VST presets|*.vstpreset";
 constexpr const char* extension = "vstpreset";
 
-service_ptr_t<file> open(const std::string& path, filesystem::open_mode mode)
-{
-    const auto serving = filesystem_for_path(path.c_str());
-    if (!serving)
-        throw exception_io_not_found();
-    service_ptr_t<file> opened;
-    serving->open(opened, path.c_str(), mode, abort_callback_never());
-    return opened;
-}
-
 // The size a file tells is not relied on: it may not be known, or change.
 std::vector<uint8_t> readPreset(const std::string& path)
 {
     constexpr size_t piece = 0x10000;
-    const auto source = open(path, filesystem::open_mode::read);
+    const auto source = openFile(path, filesystem::open_mode::read);
     std::vector<uint8_t> bytes;
     for (;;) {
         const size_t before = bytes.size();
@@ -48,7 +39,7 @@ std::vector<uint8_t> readPreset(const std::string& path)
 
 void overwrite(const std::string& path, const std::vector<uint8_t>& bytes)
 {
-    open(path, filesystem::open_mode::write)->write(bytes.data(), bytes.size(), abort_callback_never());
+    openFile(path, filesystem::open_mode::write)->write(bytes.data(), bytes.size(), abort_callback_never());
 }
 
 // Opening for writing empties a file, so the bytes are first written beside it, under a name that no file of
