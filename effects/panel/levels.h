@@ -51,7 +51,8 @@ struct level_feeds {
     }
 };
 
-// A peak meter: rises at once, falls slowly, and comes to rest when nothing is heard.
+// A peak meter: rises at once, falls slowly, and comes to rest when nothing is heard. One thread: the
+// panel's, GUI.
 class meter {
 public:
     static constexpr double floor_db = -60, top_db = 6;

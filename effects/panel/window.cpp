@@ -163,6 +163,17 @@ LRESULT CALLBACK window::procedure(HWND handle, UINT message, WPARAM wparam, LPA
     return DefWindowProcW(handle, message, wparam, lparam);
 }
 
+bool window::show_grip_cursor() const
+{
+    POINT at{};
+    GetCursorPos(&at);
+    ScreenToClient(handle_, &at);
+    if (!layout_.grip.contains(at.x, at.y))
+        return false;
+    SetCursor(LoadCursorW(nullptr, MAKEINTRESOURCEW(32642))); // IDC_SIZENWSE
+    return true;
+}
+
 std::optional<LRESULT> window::handle_message(UINT message, WPARAM wparam, LPARAM lparam)
 {
     const int x = GET_X_LPARAM(lparam), y = GET_Y_LPARAM(lparam);
@@ -202,15 +213,10 @@ std::optional<LRESULT> window::handle_message(UINT message, WPARAM wparam, LPARA
     case WM_KILLFOCUS:
         InvalidateRect(handle_, nullptr, FALSE);
         return 0;
-    case WM_SETCURSOR: {
-        POINT at{};
-        GetCursorPos(&at);
-        ScreenToClient(handle_, &at);
-        if (LOWORD(lparam) != HTCLIENT || !layout_.grip.contains(at.x, at.y))
+    case WM_SETCURSOR:
+        if (LOWORD(lparam) != HTCLIENT || !show_grip_cursor())
             return std::nullopt;
-        SetCursor(LoadCursorW(nullptr, MAKEINTRESOURCEW(32642))); // IDC_SIZENWSE
         return TRUE;
-    }
     case dpi_changed_after_parent:
         set_scale(scale_for(handle_));
         subject_.ask_for_size(size_);

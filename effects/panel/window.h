@@ -87,6 +87,7 @@ private:
     void mouse_moved(int x, int y);
     void mouse_up();
     bool key_down(WPARAM key);
+    bool show_grip_cursor() const; // false: the mouse is elsewhere
     void wheel(int delta);
     std::optional<std::size_t> slider_at(int x, int y) const;
     double normalised(std::size_t index) const;

@@ -330,6 +330,18 @@ void vsthost::editor_window::on_dpi_changed(const RECT& suggested)
         set_client(*size); // the frame has another width now, if nothing else
 }
 
+void vsthost::editor_window::on_activate(bool active)
+{
+    if (active) {
+        focus_editor();
+    } else if (editor_) {
+        const HWND focus = GetFocus();
+        if (IsChild(window_, focus))
+            focus_ = focus;
+        editor_->focused(false);
+    }
+}
+
 LRESULT vsthost::editor_window::handle(UINT message, WPARAM wide, LPARAM large)
 {
     switch (message) {
@@ -365,14 +377,7 @@ LRESULT vsthost::editor_window::handle(UINT message, WPARAM wide, LPARAM large)
         on_dpi_changed(*reinterpret_cast<const RECT*>(large));
         return 0;
     case WM_ACTIVATE:
-        if (LOWORD(wide) != WA_INACTIVE) {
-            focus_editor();
-        } else if (editor_) {
-            const HWND focus = GetFocus();
-            if (IsChild(window_, focus))
-                focus_ = focus;
-            editor_->focused(false);
-        }
+        on_activate(LOWORD(wide) != WA_INACTIVE);
         return 0;
     case WM_KEYDOWN:
     case WM_KEYUP:

@@ -49,6 +49,7 @@ private:
     void focus_editor();
     bool on_key(bool down, WPARAM key);
     void on_sizing(WPARAM edge, RECT& wanted);
+    void on_activate(bool active);
     void on_dpi_changed(const RECT& suggested);
 
     HWND window_ = nullptr;
