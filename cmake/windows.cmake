@@ -1,4 +1,4 @@
-# Windows targets: what is shipped goes to build/dist/, see the list in README.md.
+# Windows targets: what is shipped goes to build/dist/, in a folder for each bitness; effects are beside these.
 
 if(CMAKE_SIZEOF_VOID_P EQUAL 8)
     set(QVX_ARCH x64)
