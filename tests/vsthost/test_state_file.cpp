@@ -9,6 +9,8 @@
 #include <doctest/doctest.h>
 
 #include <atomic>
+#include <filesystem>
+#include <iterator>
 #include <thread>
 
 using namespace vsthost;
@@ -28,9 +30,9 @@ win::file_handle hold(const std::string& path)
                                         OPEN_EXISTING, 0, nullptr));
 }
 
-bool exists(const std::string& path)
+ptrdiff_t files_in(const temp_folder& folder)
 {
-    return GetFileAttributesW(win::to_utf16(path).c_str()) != INVALID_FILE_ATTRIBUTES;
+    return std::distance(std::filesystem::directory_iterator(win::to_utf16(folder.path())), {});
 }
 
 } // namespace
@@ -56,13 +58,18 @@ TEST_CASE("a state file is absent, empty, read whole or refused")
     release.join();
     CHECK(replace_state_file(folder.path("no\\folder"), filled(1, 1)) != 0);
 
-    // A link that somebody put where the new file goes leads nowhere.
+    // Files and links that somebody put where the new file might go stay as they are.
     folder.write("other", filled(5, 5));
-    REQUIRE(CreateHardLinkW(win::to_utf16(folder.path("state.new")).c_str(),
-                            win::to_utf16(folder.path("other")).c_str(), nullptr));
+    folder.write("state.new", filled(6, 6));
+    const std::string begin = folder.path("qvxVSTHost-" + std::to_string(GetCurrentProcessId()) + "-");
+    for (int i = 0; i < 10; ++i)
+        REQUIRE(CreateHardLinkW(win::to_utf16(begin + std::to_string(i) + ".new").c_str(),
+                                win::to_utf16(folder.path("other")).c_str(), nullptr));
     CHECK(replace_state_file(folder.path("state"), filled(9, 9)) == 0);
     CHECK(read_state_file(folder.path("state")) == filled(9, 9));
     CHECK(read_state_file(folder.path("other")) == filled(5, 5));
+    CHECK(read_state_file(folder.path("state.new")) == filled(6, 6));
+    CHECK(files_in(folder) == 15);
 }
 
 TEST_CASE("the newest state reaches a file that somebody holds, and nothing stays beside it")
@@ -82,7 +89,7 @@ TEST_CASE("the newest state reaches a file that somebody holds, and nothing stay
     // It may be there while it is tried again, but not between.
     bool gone = false;
     for (int i = 0; i < 200 && !gone; ++i, Sleep(5))
-        gone = !exists(path + ".new");
+        gone = files_in(folder) == 1;
     CHECK(gone);
     held.reset();
     CHECK(writer.finish(150));
@@ -94,12 +101,12 @@ TEST_CASE("the newest state reaches a file that somebody holds, and nothing stay
     held.reset();
     CHECK(writer.finish(1000));
     CHECK(read_state_file(path) == filled(10, 4));
-    CHECK(!exists(path + ".new"));
+    CHECK(files_in(folder) == 1);
 
     DeleteFileW(win::to_utf16(path).c_str());
     writer.put(filled(10, 4)); // what the file had: nothing to write
     CHECK(writer.finish(100));
-    CHECK(!exists(path));
+    CHECK(files_in(folder) == 0);
 
     held = win::file_handle();
     folder.write("state", filled(10, 4));

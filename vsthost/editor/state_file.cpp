@@ -9,6 +9,7 @@
 
 #include <windows.h>
 
+#include <atomic>
 #include <chrono>
 #include <utility>
 
@@ -23,15 +24,27 @@ constexpr auto quick_pause = 10ms;
 constexpr auto quick_time = 500ms;
 constexpr auto slow_pause = 250ms;
 
-bool write_file(const std::wstring& path, const std::vector<uint8_t>& bytes)
+// A new file beside `path`, under a name that no file there has: neither a file of the user's nor what a link
+// leads to is written to or lost. Empty when there can be none.
+win::file_handle create_beside(const std::wstring& path, std::wstring& name)
 {
-    // A leftover goes; what somebody else put there, a link to another file for instance, is not written to.
-    DeleteFileW(path.c_str());
-    const win::file_handle file(CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW, 0, nullptr));
+    static std::atomic<unsigned> number{0};
+    const std::wstring begin = path.substr(0, path.find_last_of(L"\\/") + 1) + L"qvxVSTHost-" +
+                               std::to_wstring(GetCurrentProcessId()) + L"-";
+    win::file_handle file;
+    do {
+        name = begin + std::to_wstring(++number) + L".new";
+        file.reset(CreateFileW(name.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW, 0, nullptr));
+    } while (!file && GetLastError() == ERROR_FILE_EXISTS);
+    return file;
+}
+
+bool write_all(HANDLE file, const std::vector<uint8_t>& bytes)
+{
     DWORD done = 0;
-    return file && (bytes.empty() ||
-                    (WriteFile(file.get(), bytes.data(), static_cast<DWORD>(bytes.size()), &done, nullptr) &&
-                     done == bytes.size()));
+    return bytes.empty() ||
+           (WriteFile(file, bytes.data(), static_cast<DWORD>(bytes.size()), &done, nullptr) &&
+            done == bytes.size());
 }
 
 [[noreturn]] void unreadable(const std::string& path)
@@ -84,11 +97,17 @@ std::vector<uint8_t> vsthost::read_state_file(const std::string& path, unsigned 
 unsigned long vsthost::replace_state_file(const std::string& path, const std::vector<uint8_t>& bytes)
 {
     const std::wstring final_name = win::long_path(path);
-    const std::wstring new_name = final_name + L".new";
-    if (write_file(new_name, bytes) &&
-        MoveFileExW(new_name.c_str(), final_name.c_str(), MOVEFILE_REPLACE_EXISTING))
+    std::wstring new_name;
+    win::file_handle file = create_beside(final_name, new_name);
+    if (!file)
+        return GetLastError();
+    const bool written = write_all(file.get(), bytes);
+    DWORD error = written ? 0 : GetLastError();
+    file.reset();
+    if (written && MoveFileExW(new_name.c_str(), final_name.c_str(), MOVEFILE_REPLACE_EXISTING))
         return 0;
-    const DWORD error = GetLastError();
+    if (written)
+        error = GetLastError();
     DeleteFileW(new_name.c_str());
     return error != 0 ? error : ERROR_WRITE_FAULT;
 }

@@ -1,6 +1,6 @@
 #pragma once
 // The effect's state in a file that somebody else reads at any time: it is replaced as a whole by a new file
-// that was written beside it (the same name with ".new"), so that a reader never sees half a state.
+// that was written beside it under a name of its own, so that a reader never sees half a state.
 
 #include <condition_variable>
 #include <cstdint>
