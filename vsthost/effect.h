@@ -6,6 +6,7 @@
 #include "vsthost/layout.h"
 #include "vsthost/parameters.h"
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -94,7 +95,7 @@ public:
     virtual bool take_edited() noexcept = 0;
 
     // Audio thread, after prepare(): `frames` samples from io()'s inputs to its outputs. False when the
-    // effect failed; the outputs are silence then. Allocates nothing.
+    // effect failed: what the outputs hold is not to be heard then. Allocates nothing.
     virtual bool process_block(size_t frames) noexcept = 0;
     audio_io& io() noexcept { return io_; }
 
@@ -109,15 +110,15 @@ public:
     // be closed by then.
     virtual bool wants_rebuild() const noexcept { return false; }
 
-    // What the processor tells its controller (meters): the audio thread signals this event (of Windows, not
-    // owned) when there is something new, and idle() hands it over, beside process_block() if need be.
+    // Signals this event (of Windows, not owned) from any thread when idle() has something to do: what the
+    // processor tells its controller (meters), or an effect's own wish to be called. idle() runs beside
+    // process_block() if need be; while an editor is open some 50 times a second, whatever was signalled.
     void wake_by(void* event) noexcept { wake_ = event; }
-    // Also what an open editor wants to be called for all the time: then some 50 times a second.
     virtual void idle() {}
 
 protected:
     audio_io io_;
-    void* wake_ = nullptr;
+    std::atomic<void*> wake_{nullptr};
 };
 
 // Load the module, on the GUI thread. Throw fatal_error in words for the user.

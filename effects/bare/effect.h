@@ -78,10 +78,14 @@ struct block {
 class host {
 public:
     virtual void latency_changed() = 0;
+    // Its channel counts, maybe. VST 3.
+    virtual void layout_changed() {}
     // The effect changed a parameter itself, and has set the value.
     virtual void edited(std::size_t parameter, double normalised) = 0;
     // VST 3: asks for a fresh instance with the same state.
     virtual void reload_wanted() {}
+    // VST 2: asks for a call of effect::idle.
+    virtual void idle_wanted() {}
 
 protected:
     ~host() = default;
@@ -124,6 +128,9 @@ public:
     // False reports a failure (VST 3; VST 2 has no word for it).
     virtual bool process(const block<float>&) = 0;
     virtual bool process(const block<double>&) = 0;
+
+    // VST 2, on the host's GUI thread, beside process: after host::idle_wanted. True: once more, soon.
+    virtual bool idle() { return false; }
 
     // For a description with has_editor; it may refer to this effect, which outlives it.
     virtual std::unique_ptr<editor> make_editor() { return nullptr; }

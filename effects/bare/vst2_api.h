@@ -55,6 +55,7 @@ enum effect_opcode : int32_t {
     op_vendor_version = 49,
     op_can_do = 51,
     op_tail = 52,
+    op_idle = 53,
     op_vst_version = 58,
     op_editor_key_down = 59,
     op_get_speaker_arrangement = 69,
@@ -67,6 +68,7 @@ enum host_opcode : int32_t {
     host_version = 1,
     host_current_id = 2, // the class of a shell that is wanted
     host_io_changed = 13,
+    host_need_idle = 14,
     host_size_window = 15,
     host_begin_edit = 43,
     host_end_edit = 44,

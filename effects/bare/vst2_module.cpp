@@ -90,6 +90,7 @@ public:
         callback_(&table_, host_automate, static_cast<int32_t>(parameter), 0, nullptr,
                   static_cast<float>(normalised));
     }
+    void idle_wanted() override { callback_(&table_, host_need_idle, 0, 0, nullptr, 0.0f); }
 
     void begin_edit(std::size_t parameter) override
     {
@@ -350,6 +351,8 @@ intptr_t instance::control(int32_t opcode, int32_t index, intptr_t value, void* 
         return control_editor(opcode, ptr);
     case op_editor_key_down:
         return editor_is_open_ && editor_->key_down(index, static_cast<int>(value)) ? 1 : 0;
+    case op_idle:
+        return effect_->idle() ? 1 : 0;
     case op_get_chunk:
         if (!ptr || !about().keeps_chunk)
             return 0;

@@ -130,17 +130,10 @@ void instance::call_handler(Call call)
     }
 }
 
-void instance::latency_changed()
+void instance::want_restart(int32_t flags)
 {
-    call_handler([](v3_component_handler** handler) {
-        v3_cpp_obj(handler)->restart_component(handler, V3_RESTART_LATENCY_CHANGED);
-    });
-}
-
-void instance::reload_wanted()
-{
-    call_handler([](v3_component_handler** handler) {
-        v3_cpp_obj(handler)->restart_component(handler, V3_RESTART_RELOAD_COMPONENT);
+    call_handler([flags](v3_component_handler** handler) {
+        v3_cpp_obj(handler)->restart_component(handler, flags);
     });
 }
 

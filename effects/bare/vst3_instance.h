@@ -21,9 +21,10 @@ public:
     uint32_t add_reference() { return ++references_; }
     uint32_t release();
 
-    void latency_changed() override;
+    void latency_changed() override { want_restart(V3_RESTART_LATENCY_CHANGED); }
+    void layout_changed() override { want_restart(V3_RESTART_IO_CHANGED); }
+    void reload_wanted() override { want_restart(V3_RESTART_RELOAD_COMPONENT); }
     void edited(std::size_t parameter, double normalised) override;
-    void reload_wanted() override;
 
     // By hand, in the view.
     void begin_edit(std::size_t parameter);
@@ -62,6 +63,7 @@ private:
     v3_component_handler** borrow_handler();
     template <class Call>
     void call_handler(Call call);
+    void want_restart(int32_t flags);
     void report(std::size_t parameter, double normalised);
     v3_plugin_view** make_view();
     void take_changes(v3_param_changes** changes);

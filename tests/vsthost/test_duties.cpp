@@ -177,11 +177,11 @@ TEST_CASE("an edit of the controller reaches the component before its state is s
     }
 }
 
-TEST_CASE("meters reach the controller while the sound plays, and what it answers reaches the sound")
+TEST_CASE("meters reach the controller while the sound plays, and what it answers the sound; so do idle calls")
 {
-    for (const std::string& arch : arches()) {
-        CAPTURE(arch);
-        worker with(module({arch, 3}, "module_whose_controller_follows_a_meter"));
+    for_each_kind([](const kind& which) {
+        worker with(module(which, which.version == 3 ? "module_whose_controller_follows_a_meter"
+                                                     : "module_that_wants_idle_calls"));
         REQUIRE(open_stream(with, stereo) == stereo);
         const std::vector<double> in = ramp(2 * 100);
         CHECK(with.process(in, 2).audio == in);
@@ -190,7 +190,7 @@ TEST_CASE("meters reach the controller while the sound plays, and what it answer
         while (!turned && std::chrono::steady_clock::now() < limit)
             turned = with.process(in, 2).audio[0] == 0.25 * in[0];
         CHECK(turned);
-    }
+    });
 }
 
 TEST_CASE("a probe says when a state file cannot be read or written, and of a state that does not fit")

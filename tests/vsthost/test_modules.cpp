@@ -138,6 +138,15 @@ TEST_CASE("latency follows the effect at run time, and calls from a thread of it
     });
 }
 
+TEST_CASE("an effect that says in its set-up that its buses changed is set up once")
+{
+    worker with(module({arches()[0], 3}, "module_that_changes_its_buses_when_asked"));
+    REQUIRE(open_stream(with, stereo) == stereo);
+    const std::vector<double> first = with.process(ramp(200), 2).audio;
+    with.process(ramp(200), 2);
+    CHECK(with.process(ramp(200), 2).audio == first);
+}
+
 TEST_CASE("what is no number and what fails becomes silence, and is said once")
 {
     for_each_kind([](const kind& which) {

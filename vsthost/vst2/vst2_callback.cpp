@@ -77,8 +77,15 @@ const time_info* vst2_effect::time_now()
 void vst2_effect::note_edit() noexcept
 {
     edited_ = true;
-    if (wake_ != nullptr)
-        SetEvent(wake_);
+    if (void* const event = wake_)
+        SetEvent(event);
+}
+
+void vst2_effect::want_idle() noexcept
+{
+    idle_wanted_ = true;
+    if (void* const event = wake_)
+        SetEvent(event);
 }
 
 bool vst2_effect::on_gui_thread() const noexcept
@@ -104,7 +111,7 @@ intptr_t vst2_effect::answer(int32_t opcode, int32_t index, intptr_t value, void
             editor_->idle_wanted();
         return 0;
     case host_need_idle:
-        idle_wanted_ = true;
+        want_idle();
         return 1;
     case host_size_window:
         if (editor_ == nullptr || !on_gui_thread())

@@ -82,6 +82,7 @@ private:
                                      void* pointer, float option);
     intptr_t answer(int32_t opcode, int32_t index, intptr_t value, void* pointer);
     void note_edit() noexcept;
+    void want_idle() noexcept;
     bool on_gui_thread() const noexcept;
     const time_info* time_now();
 

@@ -270,6 +270,7 @@ void vst3_effect::attend()
         const std::vector<uint8_t> kept = state();
         rebuild();
         set_state(kept);
+        restart_ &= ~V3_RESTART_RELOAD_COMPONENT; // or one that says so in there is made anew for ever
     } else if ((flags & V3_RESTART_IO_CHANGED) != 0 && request_) {
         const request again = *request_;
         request_.reset();
@@ -311,15 +312,15 @@ void vst3_effect::edited(v3_param_id id, double value) noexcept
 void vst3_effect::dirty() noexcept
 {
     edited_ = true;
-    if (wake_ != nullptr)
-        SetEvent(wake_);
+    if (void* const event = wake_)
+        SetEvent(event);
 }
 
 void vst3_effect::restart_wanted(int32_t flags) noexcept
 {
     restart_ |= flags;
-    if (wake_ != nullptr)
-        SetEvent(wake_);
+    if (void* const event = wake_)
+        SetEvent(event);
 }
 
 } // namespace vsthost::v3

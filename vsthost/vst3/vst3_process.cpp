@@ -101,6 +101,8 @@ bus_pair vst3_effect::prepare(uint32_t rate, const bus_pair& wanted)
     context_ = {};
     context_.sample_rate = rate;
     start();
+    // Said of its buses while it was set up: they have been read. Some say so each time.
+    restart_ &= ~V3_RESTART_IO_CHANGED;
     return own_;
 }
 
@@ -230,8 +232,9 @@ void vst3_effect::keep_output_changes() noexcept
     const std::unique_lock lock(edits_mutex_, std::try_to_lock);
     if (!lock)
         return;
-    if (outputs_changed_.empty() && wake_ != nullptr)
-        SetEvent(wake_);
+    void* const event = wake_;
+    if (outputs_changed_.empty() && event != nullptr)
+        SetEvent(event);
     for (int32_t i = 0; i < count; ++i) {
         param_queue_interface* const queue = output_changes_.get_param_data(i);
         int32_t offset = 0;

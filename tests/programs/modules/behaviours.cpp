@@ -224,6 +224,50 @@ public:
     }
 };
 
+// Asks for an idle call when it is opened and once more in that call. After the second, from its second block
+// on, its sound is a quarter.
+class idling final : public passing {
+public:
+    using passing::passing;
+    bool open(bare::host& host) override
+    {
+        passing::open(host);
+        owner()->idle_wanted();
+        return true;
+    }
+    bool idle() override { return ++calls_ < 2; }
+
+protected:
+    double sample(std::size_t, double input) override
+    {
+        return played_ && calls_ >= 2 ? 0.25 * input : input;
+    }
+    bool block_done(std::size_t) override { return played_ = true; }
+
+private:
+    std::atomic<int> calls_ = 0;
+    bool played_ = false;
+};
+
+// Says of its buses that they changed each time they are agreed. Puts out how often it was started.
+class restless final : public passing {
+public:
+    using passing::passing;
+    bool set_layout(std::span<const int> in, std::span<const int> out) override
+    {
+        if (owner())
+            owner()->layout_changed();
+        return passing::set_layout(in, out);
+    }
+    void start() override { ++starts_; }
+
+protected:
+    double sample(std::size_t, double) override { return starts_; }
+
+private:
+    int starts_ = 0;
+};
+
 // "Level", then a pattern that fills the rest; nothing at all when that is the size, and then it takes
 // nothing either.
 template <std::size_t size>
@@ -409,6 +453,8 @@ constexpr behaviour behaviours[] = {
          a.controller = bare::controller_kind::own_object;
          a.parameters.push_back({"Meter", "", 0.0, 1.0, 0.0});
      }},
+    {"module_that_wants_idle_calls", make<idling>},
+    {"module_that_changes_its_buses_when_asked", make<restless>},
     {"module_whose_edits_need_samples", make<passing>, [](about_t& a) { a.edits_need_samples = true; }},
     {"module_with_names_in_unicode_only", make<passing>, [](about_t& a) { a.names_in_unicode_only = true; }},
     {"module_that_calls_back_from_its_own_thread", make<own_thread>},
