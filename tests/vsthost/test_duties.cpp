@@ -177,7 +177,8 @@ TEST_CASE("an edit of the controller reaches the component before its state is s
     }
 }
 
-TEST_CASE("meters reach the controller while the sound plays, and what it answers the sound; so do idle calls")
+TEST_CASE(
+    "meters reach the controller while the sound plays, and what it answers the sound; so do idle calls")
 {
     for_each_kind([](const kind& which) {
         worker with(module(which, which.version == 3 ? "module_whose_controller_follows_a_meter"

@@ -196,10 +196,12 @@ TEST_CASE("modules that refuse to work end the worker with a line")
     for_some_kinds([](const kind& which) {
         for (const auto& [name, code] : {std::pair{"module_without_an_effect", exit_code::no_effect},
                                          {"module_without_classes", exit_code::no_effect},
+                                         {"module_with_300_channels", exit_code::no_effect},
                                          {"module_that_fails_to_open", exit_code::effect_failed}}) {
             const std::string shown = name;
-            if (which.version == 2 && code == exit_code::effect_failed)
-                continue; // opening has no agreed answer in VST 2
+            // Opening has no agreed answer in VST 2; a VST 3 arrangement has 64 speakers at most.
+            if (shown == (which.version == 2 ? "module_that_fails_to_open" : "module_with_300_channels"))
+                continue;
             CAPTURE(shown);
             worker with(module(which, shown));
             CHECK(with.wait() == static_cast<uint32_t>(code));

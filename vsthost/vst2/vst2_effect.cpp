@@ -19,7 +19,6 @@ namespace vsthost::v2 {
 namespace {
 
 constexpr int32_t most_channels = 256;
-constexpr int32_t most_parameters = 65536;
 constexpr size_t most_sub_effects = 1024;
 constexpr int category_shell = 10;
 constexpr int category_call = 35;
@@ -57,7 +56,12 @@ vst2_effect::vst2_effect(const std::string& path, const effect_options& options)
     , folder_(to_system_code_page(module_.folder()))
     , gui_thread_(GetCurrentThreadId())
 {
-    open();
+    try {
+        open();
+    } catch (...) {
+        close(); // or what it started runs on while its code goes
+        throw;
+    }
 }
 
 vst2_effect::~vst2_effect()
@@ -124,8 +128,8 @@ void vst2_effect::open()
         name_ = module_.path().substr(module_.path().find_last_of("\\/") + 1);
     vendor_ = text(effect_get_vendor);
     defaults_.clear();
-    for (int32_t i = 0; i < std::clamp(effect_->num_params, 0, most_parameters); ++i)
-        defaults_.push_back(effect_->get_parameter(effect_, static_cast<uint32_t>(i)));
+    for (uint32_t i = 0; i < parameter_count(); ++i)
+        defaults_.push_back(value(i));
     has_state_ = false;
     agreed_layout_.reset();
 }

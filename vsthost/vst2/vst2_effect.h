@@ -76,6 +76,9 @@ private:
     void read_latency();
 
     std::string text(effect_call opcode, int32_t index = 0) const;
+    uint32_t parameter_count() const noexcept; // at most 65536
+    float value(uint32_t index) const;         // as the effect says it, a number or not
+    void set_value(uint32_t index, float value) const;
 
     friend host_callback callback_for(vst2_effect* effect);
     static intptr_t __cdecl callback(vst_effect* from, int32_t opcode, int32_t index, intptr_t value,

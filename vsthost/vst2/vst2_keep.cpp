@@ -15,7 +15,6 @@ namespace vsthost::v2 {
 namespace {
 
 constexpr intptr_t largest_chunk = 256 * 1024 * 1024;
-constexpr int32_t most_parameters = 1 << 20;
 
 // The unique id as its maker wrote it: four characters, or the number in hexadecimal where they are none.
 std::string id_text(int32_t id)
@@ -44,9 +43,8 @@ std::vector<uint8_t> vst2_effect::state()
                                     {static_cast<const uint8_t*>(chunk), static_cast<size_t>(size)});
     }
     std::vector<float> values;
-    const int32_t count = std::clamp(effect_->num_params, 0, most_parameters);
-    for (int32_t i = 0; i < count; ++i)
-        values.push_back(effect_->get_parameter(effect_, static_cast<uint32_t>(i)));
+    for (uint32_t i = 0; i < parameter_count(); ++i)
+        values.push_back(value(i));
     return write_vst2_parameters(effect_->unique_id, program, values);
 }
 
@@ -98,11 +96,9 @@ bool vst2_effect::apply(std::span<const uint8_t> image)
         call(effect_set_program, 0, *kept.program);
         call(effect_end_set_program);
     }
-    const auto count =
-        std::min(kept.parameters.size(), static_cast<size_t>(std::max(effect_->num_params, 0)));
-    for (size_t i = 0; i < count; ++i)
+    for (uint32_t i = 0; i < std::min<size_t>(kept.parameters.size(), parameter_count()); ++i)
         if (std::isfinite(kept.parameters[i]))
-            effect_->set_parameter(effect_, static_cast<uint32_t>(i), kept.parameters[i]);
+            set_value(i, kept.parameters[i]);
     return true;
 }
 

@@ -19,20 +19,35 @@ constexpr int32_t most_parameters = 65536;
 
 } // namespace
 
+uint32_t vst2_effect::parameter_count() const noexcept
+{
+    return static_cast<uint32_t>(std::clamp(effect_->num_params, 0, most_parameters));
+}
+
+float vst2_effect::value(uint32_t index) const
+{
+    const saved_float_state saved;
+    return effect_->get_parameter(effect_, index);
+}
+
+void vst2_effect::set_value(uint32_t index, float value) const
+{
+    const saved_float_state saved;
+    effect_->set_parameter(effect_, index, value);
+}
+
 std::vector<parameter_info> vst2_effect::parameters()
 {
     const watched_call watched("listing its parameters");
     std::vector<parameter_info> result;
-    const int32_t count = std::clamp(effect_->num_params, 0, most_parameters);
-    for (int32_t i = 0; i < count; ++i) {
+    for (uint32_t i = 0; i < parameter_count(); ++i) {
+        const auto index = static_cast<int32_t>(i);
         parameter_info each;
-        each.id = static_cast<uint32_t>(i);
-        each.name = text(effect_get_parameter_name, i);
-        each.unit = text(effect_get_parameter_label, i);
-        each.value = parameter(each.id);
-        const auto position = static_cast<size_t>(i);
-        each.default_value =
-            position < defaults_.size() ? static_cast<double>(defaults_[position]) : each.value;
+        each.id = i;
+        each.name = text(effect_get_parameter_name, index);
+        each.unit = text(effect_get_parameter_label, index);
+        each.value = parameter(i);
+        each.default_value = i < defaults_.size() ? static_cast<double>(defaults_[i]) : each.value;
         result.push_back(std::move(each));
     }
     return result;
@@ -40,9 +55,8 @@ std::vector<parameter_info> vst2_effect::parameters()
 
 double vst2_effect::parameter(uint32_t id)
 {
-    const saved_float_state saved;
-    const auto value = static_cast<double>(effect_->get_parameter(effect_, id));
-    return std::isfinite(value) ? std::clamp(value, 0.0, 1.0) : 0.0;
+    const auto now = static_cast<double>(value(id));
+    return std::isfinite(now) ? std::clamp(now, 0.0, 1.0) : 0.0;
 }
 
 std::string vst2_effect::parameter_text(uint32_t id)
@@ -55,8 +69,7 @@ std::string vst2_effect::parameter_text(uint32_t id)
 
 void vst2_effect::set_parameter(uint32_t id, double value)
 {
-    const saved_float_state saved;
-    effect_->set_parameter(effect_, id, static_cast<float>(value));
+    set_value(id, static_cast<float>(value));
     note_edit();
 }
 

@@ -19,10 +19,11 @@ using v3::text; // the one for UTF-16, beside the one below
 using init_function = bool(V3_API*)();
 using factory_function = v3_plugin_factory**(V3_API*)();
 
+// Whatever code page the module meant, what leaves here is valid UTF-8.
 template <size_t Size>
 std::string text(const char (&field)[Size])
 {
-    return {field, strnlen(field, Size)};
+    return win::to_utf8(win::to_utf16({field, strnlen(field, Size)}));
 }
 
 template <class Info>
@@ -52,12 +53,17 @@ module::module(const std::string& path) :file_(path, 3)
         start();
         read_classes();
     } catch (...) {
-        factory_.reset();
+        end(); // or what it started runs on while its code goes
         throw;
     }
 }
 
 module::~module()
+{
+    end();
+}
+
+void module::end() noexcept
 {
     factory_.reset();
     const watched_call watched("ending its module");

@@ -58,6 +58,7 @@ public:
 private:
     void start();
     void read_classes();
+    void end() noexcept;
 
     module_file file_;
     bool started_ = false;

@@ -35,10 +35,13 @@ uint32_t hash(std::string_view text)
 
 } // namespace
 
-extern "C" BOOL WINAPI DllMain(HINSTANCE, DWORD reason, void*)
+extern "C" BOOL WINAPI DllMain(HINSTANCE, DWORD reason, void* process_ends)
 {
     if (reason == DLL_PROCESS_ATTACH)
         misbehave_in(own_name(), "attach");
+    // The thread would crash as soon as it runs again.
+    if (reason == DLL_PROCESS_DETACH && process_ends == nullptr && own_thread_runs())
+        TerminateProcess(GetCurrentProcess(), static_cast<UINT>(EXCEPTION_ACCESS_VIOLATION));
     return TRUE;
 }
 

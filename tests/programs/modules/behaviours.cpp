@@ -295,6 +295,8 @@ private:
     static constexpr std::ptrdiff_t own_size = 12; // the number of values, and "Level"
 };
 
+std::atomic<int> own_threads = 0;
+
 // Its thread ends in the destructor, which runs with the last reference and not under the loader lock.
 class own_thread final : public passing {
 public:
@@ -302,12 +304,15 @@ public:
     ~own_thread() override
     {
         stop_ = true;
-        if (thread_.joinable())
+        if (thread_.joinable()) {
             thread_.join();
+            --own_threads;
+        }
     }
     bool open(bare::host& host) override
     {
         passing::open(host);
+        ++own_threads;
         thread_ = std::thread([this] {
             for (unsigned i = 0; !stop_; ++i) {
                 const double level = (i % 101) / 100.0;
@@ -475,6 +480,11 @@ constexpr behaviour behaviours[] = {
          a.inputs = {{"Input", 40}};
          a.outputs = {{"Output", 40}};
      }},
+    {"module_with_300_channels", make<own_thread>,
+     [](about_t& a) {
+         a.inputs = {{"Input", 300}};
+         a.outputs = {{"Output", 300}};
+     }},
     {"module_that_is_an_instrument", make<instrument>,
      [](about_t& a) {
          a.inputs.clear();
@@ -492,6 +502,11 @@ constexpr behaviour behaviours[] = {
 };
 
 } // namespace
+
+bool own_thread_runs()
+{
+    return own_threads != 0;
+}
 
 const behaviour* find_behaviour(std::string_view name)
 {

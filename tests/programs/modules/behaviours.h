@@ -9,6 +9,9 @@
 // "module_that_crashes_in_process".
 void misbehave_in(std::string_view module_name, std::string_view call);
 
+// True while a thread of an effect's own is in this module's code.
+bool own_thread_runs();
+
 // Output channel n is "Level" times input channel n modulo the inputs; 0 without inputs. Bases itself on
 // samples of either size through `double`, so that a derived effect writes its arithmetic once.
 class passing : public bare::effect {

@@ -23,6 +23,7 @@ set(module_names
     module_without_64_bit
     module_with_34_classes
     module_that_calls_back_from_its_own_thread
+    module_with_300_channels
     module_that_wants_idle_calls
     module_that_is_an_instrument
     module_without_audio
