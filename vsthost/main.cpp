@@ -3,6 +3,7 @@
 #include "vsthost/modes/modes.h"
 #include "vsthost/process_shell.h"
 #include "vsthost/report.h"
+#include "vsthost/run_to_the_end.h"
 #include "win/utf.h"
 
 #include <windows.h>
@@ -53,15 +54,10 @@ int WINAPI wWinMain(HINSTANCE, HINSTANCE, wchar_t*, int)
 {
     using namespace vsthost;
     install_fault_handling();
-    const auto parsed = parse_command_line(arguments(), GetCommandLineW());
-    if (const auto* const error = std::get_if<usage_error>(&parsed))
-        end_process(fatal_error(exit_code::usage, error->text));
-    try {
+    run_to_the_end([] {
+        const auto parsed = parse_command_line(arguments(), GetCommandLineW());
+        if (const auto* const error = std::get_if<usage_error>(&parsed))
+            throw fatal_error(exit_code::usage, error->text);
         run(std::get<options>(parsed));
-    } catch (const fatal_error& error) {
-        end_process(error);
-    } catch (const std::exception& error) {
-        end_process(fatal_error(exit_code::internal, "internal error: " + std::string(error.what())));
-    }
-    end_process(exit_code::ok);
+    });
 }

@@ -132,9 +132,8 @@ void instance::call_handler(Call call)
 
 void instance::want_restart(int32_t flags)
 {
-    call_handler([flags](v3_component_handler** handler) {
-        v3_cpp_obj(handler)->restart_component(handler, flags);
-    });
+    call_handler(
+        [flags](v3_component_handler** handler) { v3_cpp_obj(handler)->restart_component(handler, flags); });
 }
 
 void instance::edited(std::size_t parameter, double normalised)

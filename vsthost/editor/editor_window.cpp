@@ -248,6 +248,12 @@ void vsthost::editor_window::idle()
         editor_->idle();
 }
 
+// Between this and the loop lies the effect, which catches nothing of ours.
+void vsthost::editor_window::idle_inside()
+{
+    or_end_process([this] { events_.tick(); });
+}
+
 void vsthost::editor_window::renew()
 {
     if (editor_)

@@ -37,7 +37,7 @@ public:
     void renew();
 
     void resize(editor_size wanted) override;
-    void idle_inside() override { events_.tick(); }
+    void idle_inside() override;
 
 private:
     static LRESULT CALLBACK on_message(HWND window, UINT message, WPARAM wide, LPARAM large);

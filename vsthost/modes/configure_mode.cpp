@@ -100,39 +100,38 @@ bool load_state(effect& into, shared& with, const std::string& path)
 
 void vsthost::run_configure_mode(const options& wanted)
 {
-    run_to_the_end([&] {
-        set_dpi_awareness(wanted.dpi_aware);
-        auto& with = *new shared;
-        if (!wanted.pipe_name.empty()) {
-            with.pipe.emplace(wanted.pipe_name, at_pipe_end::tell);
-            const bool is_live = wanted.mode == run_mode::configure_live;
-            if (is_live)
-                with.live.emplace(with.gate);
-            with.link.emplace(*with.pipe, is_live ? &*with.live : nullptr);
-            watch_player(with);
-        }
-        start_watchdog(nullptr); // the player's end is watched here
-        watch_this_thread(thread_role::gui);
-        OleInitialize(nullptr);
-        const effect_options how{false, wanted.realtime};
-        std::unique_ptr<effect> shown =
-            wanted.vst_version == 2 ? load_vst2(wanted.vst_path, how) : load_vst3(wanted.vst_path, how);
-        const bool is_steady = load_state(*shown, with, wanted.data_path);
-        if (with.live)
-            play(with, wanted.realtime);
-        const std::string title = wanted.window_title.empty() ? shown->info().name : wanted.window_title;
-        {
-            editor_session session({*shown, with.gate, with.link ? &*with.link : nullptr,
-                                    with.live ? &*with.live : nullptr, with.writer ? &*with.writer : nullptr,
-                                    is_steady},
-                                   parent_window(wanted.parent_window), title);
-            session.run();
-            if (with.writer && !with.writer->finish(last_write))
-                report("the last state could not be written to \"" + wanted.data_path + "\"");
-        }
-        if (with.live)
-            with.live->stop();
-        shown.reset();
-        OleUninitialize();
-    });
+    set_dpi_awareness(wanted.dpi_aware);
+    auto& with = *new shared;
+    if (!wanted.pipe_name.empty()) {
+        with.pipe.emplace(wanted.pipe_name, at_pipe_end::tell);
+        const bool is_live = wanted.mode == run_mode::configure_live;
+        if (is_live)
+            with.live.emplace(with.gate);
+        with.link.emplace(*with.pipe, is_live ? &*with.live : nullptr);
+        watch_player(with);
+    }
+    start_watchdog(nullptr); // the player's end is watched here
+    watch_this_thread(thread_role::gui);
+    OleInitialize(nullptr);
+    const effect_options how{false, wanted.realtime};
+    // Not destroyed by what is thrown: the audio thread may be in it.
+    auto& shown = *new std::unique_ptr<effect>(wanted.vst_version == 2 ? load_vst2(wanted.vst_path, how)
+                                                                       : load_vst3(wanted.vst_path, how));
+    const bool is_steady = load_state(*shown, with, wanted.data_path);
+    if (with.live)
+        play(with, wanted.realtime);
+    const std::string title = wanted.window_title.empty() ? shown->info().name : wanted.window_title;
+    {
+        editor_session session({*shown, with.gate, with.link ? &*with.link : nullptr,
+                                with.live ? &*with.live : nullptr, with.writer ? &*with.writer : nullptr,
+                                is_steady},
+                               parent_window(wanted.parent_window), title);
+        session.run();
+        if (with.writer && !with.writer->finish(last_write))
+            report("the last state could not be written to \"" + wanted.data_path + "\"");
+    }
+    if (with.live)
+        with.live->stop();
+    shown.reset();
+    OleUninitialize();
 }

@@ -29,6 +29,8 @@ constexpr v3_result ok = V3_OK;
 constexpr v3_result no = V3_FALSE;
 constexpr auto no_interface = static_cast<v3_result>(V3_NO_INTERFACE);
 constexpr auto invalid_argument = static_cast<v3_result>(V3_INVALID_ARG);
+// From a call that a module makes: what we throw, it may not catch.
+constexpr auto no_memory = static_cast<v3_result>(V3_NOMEM);
 constexpr auto not_implemented = static_cast<v3_result>(V3_NOT_IMPLEMENTED);
 
 // Not in the interface headers.

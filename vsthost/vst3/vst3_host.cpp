@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstring>
 #include <iterator>
+#include <new>
 
 namespace vsthost::v3 {
 
@@ -97,11 +98,15 @@ v3_result V3_API memory_stream::write(const void* buffer, int32_t size, int32_t*
         return invalid_argument;
     const auto count = static_cast<size_t>(size);
     if (position_ > largest_stream || count > largest_stream - position_)
-        return static_cast<v3_result>(V3_NOMEM);
+        return no_memory;
     if (count == 0)
         return ok;
-    if (bytes_.size() < position_ + count)
-        bytes_.resize(position_ + count);
+    try {
+        if (bytes_.size() < position_ + count)
+            bytes_.resize(position_ + count);
+    } catch (const std::bad_alloc&) {
+        return no_memory;
+    }
     std::memcpy(bytes_.data() + position_, buffer, count);
     position_ += count;
     if (done != nullptr)

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <map>
+#include <new>
 #include <string>
 #include <variant>
 #include <vector>
@@ -14,9 +15,15 @@ class attribute_list final : public counted_object<attribute_list, attribute_lis
 public:
     static const uint8_t* own_iid() { return v3_attribute_list_iid; }
 
-    v3_result V3_API set_int(const char* id, int64_t value) override { return set(id, value); }
+    v3_result V3_API set_int(const char* id, int64_t value) override
+    {
+        return set(id, [&] { return value; });
+    }
     v3_result V3_API get_int(const char* id, int64_t* value) override { return get(id, value); }
-    v3_result V3_API set_float(const char* id, double value) override { return set(id, value); }
+    v3_result V3_API set_float(const char* id, double value) override
+    {
+        return set(id, [&] { return value; });
+    }
     v3_result V3_API get_float(const char* id, double* value) override { return get(id, value); }
     v3_result V3_API set_string(const char* id, const int16_t* text) override
     {
@@ -25,7 +32,7 @@ public:
         size_t length = 0;
         while (text[length] != 0)
             ++length;
-        return set(id, std::vector<int16_t>(text, text + length));
+        return set(id, [&] { return std::vector<int16_t>(text, text + length); });
     }
     v3_result V3_API get_string(const char* id, int16_t* text, uint32_t size) override
     {
@@ -43,7 +50,7 @@ public:
         if (data == nullptr && size != 0)
             return invalid_argument;
         const auto* const bytes = static_cast<const uint8_t*>(data);
-        return set(id, std::vector<uint8_t>(bytes, bytes + size));
+        return set(id, [&] { return std::vector<uint8_t>(bytes, bytes + size); });
     }
     v3_result V3_API get_binary(const char* id, const void** data, uint32_t* size) override
     {
@@ -58,11 +65,17 @@ public:
 private:
     using content_type = std::variant<int64_t, double, std::vector<int16_t>, std::vector<uint8_t>>;
 
-    v3_result set(const char* id, content_type content)
+    template <class Make>
+    v3_result set(const char* id, const Make& make)
     {
         if (id == nullptr)
             return invalid_argument;
-        values_[id] = std::move(content);
+        try {
+            content_type content = make();
+            values_[id] = std::move(content);
+        } catch (const std::bad_alloc&) {
+            return no_memory;
+        }
         return ok;
     }
     template <class T>
@@ -110,10 +123,14 @@ private:
 template <class Object>
 v3_result make(const uint8_t* iid, void** object)
 {
-    auto* const made = new Object;
-    const v3_result result = made->query_interface(iid, object);
-    made->release();
-    return result;
+    try {
+        auto* const made = new Object;
+        const v3_result result = made->query_interface(iid, object);
+        made->release();
+        return result;
+    } catch (const std::bad_alloc&) {
+        return no_memory;
+    }
 }
 
 } // namespace
