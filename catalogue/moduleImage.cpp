@@ -7,12 +7,11 @@
 #include <functional>
 #include <queue>
 #include <string_view>
-#include <utility>
 #include <vector>
 
 namespace {
 
-// A header check failed; never leaves this file.
+// A header check or a read failed; never leaves this file.
 class dllinfo_error : public std::exception {
 public:
     explicit dllinfo_error(module_refusal refusal) noexcept
@@ -47,16 +46,18 @@ Word word_at(const uint8_t* bytes, size_t offset) noexcept
     return value;
 }
 
-// True when all bytes were delivered.
-bool read_all(module_image_reader& image, uint64_t offset, void* buffer, size_t byte_count) noexcept
+// How many bytes were delivered: fewer than asked for near the end of the image.
+size_t read_some(module_image_reader& image, uint64_t offset, void* buffer, size_t byte_count)
 {
     size_t delivered = 0;
-    return image.read_at(offset, buffer, byte_count, delivered) && delivered == byte_count;
+    if (!image.read_at(offset, buffer, byte_count, delivered))
+        throw dllinfo_error(module_refusal::unreadable);
+    return delivered;
 }
 
 void read_header(module_image_reader& image, uint64_t offset, void* buffer, size_t byte_count)
 {
-    if (!read_all(image, offset, buffer, byte_count))
+    if (read_some(image, offset, buffer, byte_count) != byte_count)
         throw dllinfo_error(module_refusal::not_a_module);
 }
 
@@ -197,38 +198,35 @@ struct entry_points {
     bool vst3 = false;
 };
 
-// Broken export data is no error: what was found up to there counts. Stops once nothing more could change the
-// answer.
-entry_points read_entry_points(module_image_reader& image, const image_headers& headers, bool prefer_vst2)
+// Broken export data is no error: what was found up to there counts, also when this throws. Stops once
+// nothing more could change the answer.
+void read_entry_points(module_image_reader& image, const image_headers& headers, bool prefer_vst2,
+                       entry_points& found)
 {
-    entry_points found;
     std::array<uint8_t, export_directory_size> directory;
-    if (!read_all(image, headers.sections.file_offset(headers.export_directory), directory.data(),
-                  directory.size()))
-        return found;
+    if (read_some(image, headers.sections.file_offset(headers.export_directory), directory.data(),
+                  directory.size()) != directory.size())
+        return;
     const auto name_count = word_at<uint32_t>(directory.data(), 24);
     const uint64_t table_offset = headers.sections.file_offset(word_at<uint32_t>(directory.data(), 32));
     // A table that does not lie in the file as a whole yields no name at all.
     if (!holds(image, table_offset, uint64_t{name_count} * 4))
-        return found;
+        return;
     std::vector<uint32_t> addresses(std::min(name_count, name_count_limit));
-    if (!read_all(image, table_offset, addresses.data(), addresses.size() * 4))
-        return found;
+    if (read_some(image, table_offset, addresses.data(), addresses.size() * 4) != addresses.size() * 4)
+        return;
 
     for (const uint32_t address : addresses) {
         std::array<char, name_limit + 1> name{};
-        size_t delivered = 0; // fewer than asked for near the end of the file
-        if (!image.read_at(headers.sections.file_offset(address), name.data(), name_limit, delivered))
-            return found;
+        read_some(image, headers.sections.file_offset(address), name.data(), name_limit);
         const std::string_view text(name.data());
         if (text == "GetPluginFactory")
             found.vst3 = true;
         else if (text == "main" || text == "VSTPluginMain")
             found.vst2 = true;
         if (prefer_vst2 ? found.vst2 : found.vst3)
-            return found;
+            return;
     }
-    return found;
 }
 
 } // namespace
@@ -243,9 +241,15 @@ module_report examineModuleImage(module_image_reader& image, int32_t preferredVe
             throw dllinfo_error(module_refusal::unknown_machine);
         report.arch = arch;
         const bool prefer_vst2 = preferredVersion == 2;
-        const entry_points found = read_entry_points(image, headers, prefer_vst2);
+        entry_points found;
+        module_refusal none_found = module_refusal::no_entry_point;
+        try {
+            read_entry_points(image, headers, prefer_vst2, found);
+        } catch (const dllinfo_error& error) {
+            none_found = error.refusal();
+        }
         if (!found.vst2 && !found.vst3)
-            throw dllinfo_error(module_refusal::no_entry_point);
+            throw dllinfo_error(none_found);
         report.vstVersion = found.vst2 && (prefer_vst2 || !found.vst3) ? 2 : 3;
     } catch (const dllinfo_error& error) {
         report.refusal = error.refusal();
@@ -263,7 +267,7 @@ const char* refusalText(module_refusal refusal) noexcept
     case module_refusal::folder:
         return "is a folder, not a plug-in module";
     case module_refusal::unreadable:
-        return "cannot be opened for reading";
+        return "cannot be read";
     case module_refusal::not_a_module:
         return "is not a Windows module (DLL)";
     case module_refusal::executable:

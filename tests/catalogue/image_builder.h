@@ -114,7 +114,8 @@ public:
     }
     bool read_at(uint64_t offset, void* buffer, size_t byte_count, size_t& delivered) noexcept override
     {
-        ++reads;
+        if (++reads > works_for)
+            return false;
         const uint64_t left = offset < bytes_.size() ? bytes_.size() - offset : 0;
         delivered = static_cast<size_t>(std::min<uint64_t>(byte_count, left));
         if (delivered)
@@ -124,6 +125,7 @@ public:
     uint64_t get_size() const noexcept override { return bytes_.size(); }
 
     size_t reads = 0;
+    size_t works_for = SIZE_MAX; // reads; then the medium fails
 
 private:
     std::vector<uint8_t> bytes_;

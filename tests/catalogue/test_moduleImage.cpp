@@ -186,6 +186,20 @@ TEST_CASE("module images: cut anywhere")
     CHECK(examine(bytes).refusal == module_refusal::no_entry_point);
 }
 
+TEST_CASE("module images: a medium that fails is no broken module; names that came before it count")
+{
+    image_builder b;
+    b.names = {"VSTPluginMain", "GetPluginFactory"};
+    for (size_t reads = 0; reads <= 8; ++reads) { // four of headers, two of tables, two of names
+        CAPTURE(reads);
+        memory_image image(b.build());
+        image.works_for = reads;
+        const module_report report = examineModuleImage(image, 3);
+        CHECK(report.refusal == (reads < 7 ? module_refusal::unreadable : module_refusal::none));
+        CHECK(report.vstVersion == (reads < 7 ? 0 : reads == 7 ? 2 : 3));
+    }
+}
+
 TEST_CASE("module images: absurd counts cost bounded time")
 {
     image_builder b;
