@@ -39,8 +39,10 @@ std::optional<folder_identity> identity_of(const std::string& path)
     BY_HANDLE_FILE_INFORMATION information;
     if (!folder || !GetFileInformationByHandle(folder.get(), &information))
         return std::nullopt;
-    return folder_identity{information.dwVolumeSerialNumber,
-                           uint64_t{information.nFileIndexHigh} << 32 | information.nFileIndexLow};
+    const uint64_t index = uint64_t{information.nFileIndexHigh} << 32 | information.nFileIndexLow;
+    if (index == 0) // what drives that tell no folder from another answer for all of them
+        return std::nullopt;
+    return folder_identity{information.dwVolumeSerialNumber, index};
 }
 
 // A junction, a symbolic link or a mounted volume.

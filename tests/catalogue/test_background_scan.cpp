@@ -6,6 +6,7 @@
 #include "player/host/player_host.h"
 #include "player/services/json_config_store.h"
 #include "sdk/abort_callback_impl.h"
+#include "support/patched_import.h"
 #include "support/temp_folder.h"
 #include "win/handle.h"
 
@@ -163,6 +164,24 @@ TEST_CASE("background scan: a cancelled scan delivers nothing, whenever the canc
     }
     CHECK(f.deliveries == 0);
     CHECK(f.lines.empty());
+}
+
+TEST_CASE("background scan: behind links on drives that do not tell one folder from another")
+{
+    scan_fixture f;
+    const patched_import linked("GetFileAttributesW", reinterpret_cast<void*>(+[](const wchar_t*) -> DWORD {
+                                    return FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_REPARSE_POINT;
+                                }));
+    const patched_import alike(
+        "GetFileInformationByHandle",
+        reinterpret_cast<void*>(+[](HANDLE, BY_HANDLE_FILE_INFORMATION* information) -> BOOL {
+            *information = {};
+            return TRUE;
+        }));
+    background_scan scan;
+    scan.begin(f.folders("."), f.deliver());
+    CHECK(f.run_until_delivered());
+    CHECK(f.names == "123");
 }
 
 TEST_CASE("background scan: a delivery may destroy the scan or begin the next")
