@@ -20,7 +20,7 @@ HANDLE hostEvent(abort_callback& host, hostAbortBinding::use how)
         throw exception_aborted();
     HANDLE event = host.get_abort_event();
     if (how == hostAbortBinding::use::duplicate &&
-        !DuplicateHandle(GetCurrentProcess(), host.get_abort_event(), GetCurrentProcess(), &event, 0, FALSE,
+        !DuplicateHandle(GetCurrentProcess(), event, GetCurrentProcess(), &event, 0, FALSE,
                          DUPLICATE_SAME_ACCESS))
         throw bug_check();
     return event;

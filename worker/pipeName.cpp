@@ -1,7 +1,5 @@
 #include "worker/pipeName.h"
 
-#include <windows.h>
-
 #include <objbase.h>
 
 #include <cstdint>
@@ -31,6 +29,17 @@ std::wstring makePipeName()
 {
     const std::string guid = makeGuidText();
     return L"\\\\.\\pipe\\" + std::wstring(guid.begin(), guid.end());
+}
+
+win::file_handle createPipe(const std::wstring& name, DWORD access, SECURITY_ATTRIBUTES* attributes)
+{
+    constexpr DWORD bufferSize = 65536; // bytes, each way
+    win::file_handle end(CreateNamedPipeW(
+        name.c_str(), access | FILE_FLAG_OVERLAPPED | FILE_FLAG_FIRST_PIPE_INSTANCE,
+        PIPE_TYPE_BYTE | PIPE_READMODE_BYTE | PIPE_WAIT, 1, bufferSize, bufferSize, 0, attributes));
+    if (!end)
+        throw std::runtime_error("pipe creation failure");
+    return end;
 }
 
 } // namespace Nv

@@ -9,8 +9,6 @@ namespace Nv {
 
 namespace {
 
-constexpr DWORD pipeBufferSize = 65536;
-
 // A connect that is pending; cancelled and waited for when it is not seen through.
 class pendingConnect {
 public:
@@ -62,11 +60,7 @@ std::wstring winPipeServerLite::createPipe()
 {
     std::wstring name = makePipeName();
     closePipe();
-    handle.reset(CreateNamedPipeW(
-        name.c_str(), PIPE_ACCESS_DUPLEX | FILE_FLAG_OVERLAPPED | FILE_FLAG_FIRST_PIPE_INSTANCE,
-        PIPE_TYPE_BYTE | PIPE_READMODE_BYTE | PIPE_WAIT, 1, pipeBufferSize, pipeBufferSize, 0, nullptr));
-    if (!handle)
-        throw std::runtime_error("pipe creation failure");
+    handle = Nv::createPipe(name, PIPE_ACCESS_DUPLEX);
     return name;
 }
 

@@ -17,7 +17,6 @@ namespace Nv {
 
 namespace {
 
-constexpr DWORD pipeBufferSize = 65536;
 constexpr uint64_t relayedLineLimit = 0x1000000;
 constexpr DWORD closeDownMilliseconds = 2000;
 constexpr DWORD terminateMilliseconds = 1000;
@@ -44,11 +43,7 @@ stdPipe createStdPipe(DWORD access)
     SECURITY_ATTRIBUTES inheritable = {sizeof(SECURITY_ATTRIBUTES), nullptr, TRUE};
     const std::wstring name = makePipeName();
     stdPipe pipe;
-    pipe.ours.reset(CreateNamedPipeW(
-        name.c_str(), access | FILE_FLAG_OVERLAPPED | FILE_FLAG_FIRST_PIPE_INSTANCE,
-        PIPE_TYPE_BYTE | PIPE_READMODE_BYTE | PIPE_WAIT, 1, pipeBufferSize, pipeBufferSize, 0, &inheritable));
-    if (!pipe.ours)
-        throw std::runtime_error("pipe creation failure");
+    pipe.ours = createPipe(name, access, &inheritable);
     pipe.workers.reset(CreateFileW(name.c_str(), access == PIPE_ACCESS_INBOUND ? GENERIC_WRITE : GENERIC_READ,
                                    FILE_SHARE_READ | FILE_SHARE_WRITE, &inheritable, OPEN_EXISTING, 0,
                                    nullptr));
@@ -60,11 +55,11 @@ stdPipe createStdPipe(DWORD access)
 // The same pipe end as a handle that is not inherited.
 win::file_handle notInheritable(const win::file_handle& source)
 {
-    HANDLE copy = INVALID_HANDLE_VALUE;
-    if (!DuplicateHandle(GetCurrentProcess(), source.get(), GetCurrentProcess(), &copy, 0, FALSE,
+    win::file_handle copy;
+    if (!DuplicateHandle(GetCurrentProcess(), source.get(), GetCurrentProcess(), copy.put(), 0, FALSE,
                          DUPLICATE_SAME_ACCESS))
         throw std::runtime_error("pipe creation failure");
-    return win::file_handle(copy);
+    return copy;
 }
 
 } // namespace
