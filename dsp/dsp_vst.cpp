@@ -75,22 +75,16 @@ bool dsp_vst::apply_preset(const dsp_preset& preset)
 // since the rest of the old reply would be taken for the next one: its worker goes, and the next chunk starts
 // another.
 template <class Work>
-void dsp_vst::converse(abort_callback& abort, Work&& work)
+void dsp_vst::converse(abort_callback& abort, const Work& work)
 {
-    Nv::runWithHostAbort(abort, [&] {
-        conversationBegun_ = false;
-        try {
-            work();
-        } catch (const Nv::user_abort&) {
-            if (conversationBegun_)
-                endWorker();
-            throw;
-        } catch (const exception_aborted&) {
-            if (conversationBegun_)
-                endWorker();
-            throw;
-        }
-    });
+    conversationBegun_ = false;
+    try {
+        Nv::runWithHostAbort(abort, work);
+    } catch (const exception_aborted&) {
+        if (conversationBegun_)
+            endWorker();
+        throw;
+    }
 }
 
 bool dsp_vst::on_chunk(audio_chunk& chunk, abort_callback& abort)

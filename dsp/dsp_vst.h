@@ -50,7 +50,7 @@ protected:
 
 private:
     template <class Work>
-    void converse(abort_callback& abort, Work&& work);
+    void converse(abort_callback& abort, const Work& work);
     void beginStream(const audioFormat& input, abort_callback& abort);
     void startProcess();
     void negotiate(const audioFormat& input, abort_callback& abort);
