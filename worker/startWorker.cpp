@@ -6,6 +6,7 @@
 #include "win/utf.h"
 #include "worker/exceptions.h"
 #include "worker/failureText.h"
+#include "worker/thread.h"
 #include "worker/workerProcess.h"
 
 #include <mutex>
@@ -60,7 +61,10 @@ void startWorker(winPipeServerLite& pipe, const vstConfig_t& effect, std::string
                                        options, pipeName);
     params.standardError = stdioMode::pipe;
     auto worker = std::make_shared<workerProcess>(std::move(params));
-    run_detached([worker] { readStdErr(worker); });
+    run_detached([worker] {
+        setThreadName("VST worker messages");
+        readStdErr(worker);
+    });
     pipe.worker = std::move(worker);
 
     if (pipe.usePipe)
