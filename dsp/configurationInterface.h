@@ -14,4 +14,3 @@ struct configurationInterface {
 
 // Set once on the main thread before any service is used.
 void setConfigurationInterface(const configurationInterface& dialogs) noexcept;
-const configurationInterface& getConfigurationInterface() noexcept;

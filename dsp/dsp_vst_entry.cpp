@@ -26,11 +26,6 @@ void setConfigurationInterface(const configurationInterface& given) noexcept
     dialogs = given;
 }
 
-const configurationInterface& getConfigurationInterface() noexcept
-{
-    return dialogs;
-}
-
 void dsp_vst::g_get_name(string_out& out)
 {
     set_text(out, adapterName);
@@ -56,17 +51,17 @@ void dsp_vst::g_get_display_name(const dsp_preset& preset, string_out& out)
 
 bool dsp_vst::g_show_config_popup(dsp_preset& preset, void* parent_window)
 {
-    return required(getConfigurationInterface().popup)(preset, parent_window);
+    return required(dialogs.popup)(preset, parent_window);
 }
 
 void dsp_vst::g_show_config_popup_v2(const dsp_preset& preset, void* parent_window,
                                      dsp_preset_edit_callback& callback)
 {
-    required(getConfigurationInterface().popup_v2)(preset, parent_window, callback);
+    required(dialogs.popup_v2)(preset, parent_window, callback);
 }
 
 void dsp_vst::g_show_config_popup_v3(service_ptr_t<service_base>& dialog, void* parent_window,
                                      dsp_preset_edit_callback_v2& callback)
 {
-    required(getConfigurationInterface().popup_v3)(dialog, parent_window, callback);
+    required(dialogs.popup_v3)(dialog, parent_window, callback);
 }

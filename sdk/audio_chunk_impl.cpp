@@ -1,6 +1,7 @@
 #include "sdk/audio_chunk_impl.h"
 
 #include <cstring>
+#include <new>
 #include <utility>
 
 namespace {

@@ -1,8 +1,6 @@
 #pragma once
 #include "sdk/audio_chunk.h"
 
-#include <new>
-
 // The concrete chunk: 16-byte aligned storage of its own that grows and never shrinks. Movable, copied with
 // copy_from.
 class audio_chunk_impl_t final : public audio_chunk {

@@ -8,7 +8,6 @@
 #include "sdk/stream.h"
 
 #include <string>
-#include <string_view>
 
 namespace cfg_var_modern {
 

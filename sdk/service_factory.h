@@ -57,16 +57,6 @@ protected:
 };
 
 template <class T>
-class service_factory_t final : public service_factory_of_t<T> {
-public:
-    service_factory_base::kind_t get_kind() const noexcept override
-    {
-        return service_factory_base::kind_t::multi;
-    }
-    void instance_create(service_ptr_t<service_base>& out) override { out = service_new<T>(); }
-};
-
-template <class T>
 class service_factory_single_t final : public service_factory_of_t<T> {
 public:
     template <class... Args>

@@ -9,7 +9,6 @@
 #include <cstdint>
 #include <optional>
 #include <string>
-#include <vector>
 
 // What a box has to tell: the platform shows an icon for each and plays a sound.
 enum class popup_kind : uint32_t { information = 0, failure = 1 };
@@ -23,8 +22,8 @@ public:
 
     virtual void show_popup(void* parent, const char* text, const char* title, popup_kind kind) = 0;
     // `filter` is pairs joined by "|": a text, then its patterns joined by ";". A name without an extension
-    // gets `default_extension` (without the dot). `folder` may be null: the player's choice. False when the
-    // user gave up.
+    // gets `default_extension` (without the dot). `folder` may be null: the player's choice. `save`: for a
+    // file to be written, after a question when there is one. False when the user gave up.
     virtual bool get_open_file_name(void* parent, const char* filter, const char* default_extension,
                                     const char* title, const char* folder, bool save, string_out& path) = 0;
     virtual bool browse_for_folder(void* parent, const char* title, string_out& path) = 0;

@@ -1,7 +1,7 @@
 #include "worker/wait.h"
 
-#include <algorithm>
 #include <cmath>
+#include <iterator>
 #include <memory>
 
 namespace Nv {
