@@ -17,7 +17,7 @@ std::vector<vstFolder_t> getDefaultFolders();
 // not switched off. Main thread. Throws exception_host_bug_check as the settings do.
 std::vector<vstFolder_t> getScanFolders();
 
-// Told of a scan's progress, on the scanning thread; null pointers are taken for nobody.
+// Told of a scan's progress, on the scanning thread. Functions that take one take null for none.
 class scan_observer {
 public:
     virtual void on_folder(const std::string& path) = 0;    // is about to be listed

@@ -15,8 +15,8 @@ struct vstConfig_t {
     std::string arch;       // "x86", "x64" or "ARM64"; other values are carried as they are
     int32_t vstVersion = 0; // 2 or 3; 0 in the empty record
     uint32_t flags = 0;     // vstFlagFloat64; unknown bits are kept
-    uint32_t outputChannelMask =
-        0; // speaker bits as in audio_chunk; 0: the effect's output is laid out as its input
+    // Speaker bits as in audio_chunk; 0: the effect's output is laid out as its input.
+    uint32_t outputChannelMask = 0;
     std::vector<uint8_t> state; // the effect's own bytes, never looked into
 
     friend bool operator==(const vstConfig_t&, const vstConfig_t&) = default;

@@ -9,8 +9,7 @@
 
 class audio_chunk {
 public:
-    // The samples, writable, 16-byte aligned; valid until the data size changes. Null while the data size is
-    // 0.
+    // The samples, writable, 16-byte aligned; valid until the data size changes. Null while that is 0.
     virtual double* get_data() noexcept = 0;
     // Capacity in samples of all channels together. What was there is kept up to the smaller size.
     // Throws std::bad_alloc; the chunk is unchanged then.

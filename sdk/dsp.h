@@ -120,7 +120,8 @@ public:
     static constexpr guid_t class_guid = {
         0x2f934094, 0x0a3b, 0x4aaf, {0xb1, 0x0e, 0xaf, 0xb5, 0x1d, 0x9c, 0xe4, 0x33}};
 
-    // As instantiate, with a flags word (dsp_flag_realtime).
+    // As instantiate, with a flags word (dsp_flag_realtime). For a preset of another entry it may also throw
+    // exception_io_data: who calls this has looked for the owner.
     virtual bool instantiate_v4(service_ptr_t<dsp>& out, const dsp_preset& preset, uint32_t flags) = 0;
 
 protected:

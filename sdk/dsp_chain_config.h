@@ -1,8 +1,8 @@
 #pragma once
 #include "sdk/dsp_preset.h"
 
-// The DSP chain: an ordered list of presets, each a DSP. Indexes that are out of range throw
-// std::out_of_range.
+// The DSP chain: an ordered list of presets, each a DSP; a value, used by one thread at a time. Indexes that
+// are out of range throw std::out_of_range.
 class dsp_chain_config {
 public:
     virtual size_t get_count() const noexcept = 0;

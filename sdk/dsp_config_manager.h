@@ -25,8 +25,9 @@ public:
     static constexpr guid_t class_guid = {
         0xc8043869, 0xa1a9, 0x4089, {0xa3, 0x83, 0x94, 0xd9, 0x3b, 0xdd, 0xbb, 0xc7}};
 
-    // Any thread. While somebody holds the object, he shows what the chain's DSPs hear: the player may keep
-    // DSPs of a paused playback for him that it would release otherwise. Released on any thread.
+    // For whoever shows what the chain's DSPs hear, for as long as he does: while the object lives, the
+    // player may keep DSPs of a paused playback that it would release otherwise. Any thread, also the last
+    // release.
     virtual void hold_instances(service_ptr_t<service_base>& out) = 0;
 
 protected:

@@ -9,7 +9,6 @@
 #include "sdk/string_out.h"
 
 #include <string>
-#include <string_view>
 
 class file : public service_base {
 public:
@@ -47,8 +46,10 @@ public:
     };
 
     virtual bool is_our_path(const char* path) const noexcept = 0;
+    // The full path, in the form that is stored and compared whatever form it came in; letters keep their
+    // case.
     virtual void get_canonical_path(const char* path, string_out& out) const = 0;
-    virtual void get_display_path(const char* path, string_out& out) const = 0;
+    virtual void get_display_path(const char* path, string_out& out) const = 0; // as a user is to see it
     // False when the path has no native form.
     virtual bool get_native_path(const char* path, string_out& out) const = 0;
     virtual void open(service_ptr_t<file>& out, const char* path, open_mode mode, abort_callback& abort) = 0;

@@ -3,8 +3,7 @@
 //
 // Rules of an interface class:
 //  - it derives from exactly one other interface (in the end from service_base), so that one address serves
-//  for
-//    all of them, and has no data and no virtual destructor;
+//    for all of them, and has no data and no virtual destructor;
 //  - it names its parent (`using parent = ...`) and has an identity (`static constexpr guid_t class_guid`);
 //  - its virtual operations take and give plain types only; text goes out through string_out.
 // Operations throw the classes of sdk/exceptions.h and std::exception, unless they are noexcept.

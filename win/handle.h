@@ -44,7 +44,7 @@ public:
         if (old != Traits::invalid())
             CloseHandle(old);
     }
-    // For functions that return a handle through a pointer; only while empty.
+    // For functions that return a handle through a pointer. Closes what was held.
     HANDLE* put() noexcept
     {
         reset();

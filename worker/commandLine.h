@@ -26,7 +26,8 @@ std::string folderOf(std::string_view path);
 // else the 32-bit one.
 std::string workerFileName(std::string_view arch);
 
-// The options of each mode, in their order.
+// The options of each mode, in their order. `dspFlags`: dsp_flag_realtime; `dataFile`: the path of the file
+// that holds the state; `parentWindow`: an HWND, 0 for none.
 argumentList processOptions(const vstConfig_t& effect, uint32_t dspFlags);
 argumentList configureOptions(bool dpiAware, const std::string& dataFile, uintptr_t parentWindow);
 argumentList visualizationOptions(bool dpiAware, uintptr_t parentWindow);

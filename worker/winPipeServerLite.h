@@ -38,8 +38,9 @@ public:
     std::wstring createPipe();
 
     // Waits until the worker has opened the pipe. Throws std::runtime_error "timeout" or "could not connect
-    // pipe", and user_abort; nothing is pending then, pipe and worker stay as they are. Deliberately blind to
-    // the worker's own end: what it printed tells the user more than a quicker failure would.
+    // pipe", user_abort, and bug_check without an event to wait for; nothing is pending then, pipe and worker
+    // stay as they are. Deliberately blind to the worker's own end: what it printed tells the user more than
+    // a quicker failure would.
     void connectWorker(double limitSeconds);
 
     uint64_t read(void* buffer, uint64_t size) override { return readUntilFull(buffer, size); }

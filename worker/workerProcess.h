@@ -47,7 +47,7 @@ public:
     bool waitForExit(uint32_t limitMilliseconds);
     bool waitForExitSeconds(double limitSeconds); // rounded, no special case for negative values
 
-    // For a wait on its end together with other things; not the caller's. Null when it was never started.
+    // To wait for its end together with other handles; stays this object's. Null after closeAll.
     HANDLE processHandle() const noexcept { return process_.get(); }
 
     // As GetExitCodeProcess says, so 259 while it runs; -1 as unsigned when the call fails.
