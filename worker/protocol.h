@@ -11,10 +11,10 @@
 //                  reply: N frames of output channels x 8 bytes, then the latency in samples (u32)
 //   cmdSetState    the effect's state; no reply
 //   cmdSetFormat   one streamFormat; reply: one streamFormat
-//   cmdDrainTail   none (count 0); reply: byte count T (u32), then T bytes of audio
+//   cmdDrainTail   none (count 0); reply: byte count T (u32), then T bytes of audio, laid out as the input
 //   cmdReset       none (count 0); no reply
 //
-// In mode "configure-live" the player sends cmdSetFormat and cmdProcess in the same form.
+// In mode "configure-live" the player sends cmdSetFormat and cmdProcess in the same form and reads no reply.
 
 #include <bit>
 #include <cstdint>

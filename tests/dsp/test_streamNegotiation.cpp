@@ -49,7 +49,6 @@ TEST_CASE("a format reply: invalid, refused or accepted")
     };
     const row rows[] = {
         // What cannot be is told apart from what is not wanted, and comes first.
-        {stereo, {0, 2, 3, 2, 3}, 0, invalid},
         {stereo, {999, 2, 3, 2, 3}, 0, invalid},
         {stereo, {1000, 2, 3, 2, 3}, 0, refused + "44100Hz 2ch, VST wants: 1000Hz 2ch"},
         {stereo, {20000000, 2, 3, 2, 3}, 0, refused + "44100Hz 2ch, VST wants: 20000000Hz 2ch"},
@@ -66,7 +65,6 @@ TEST_CASE("a format reply: invalid, refused or accepted")
         // Refusals name the rates only when they differ.
         {{44100, 6, 0x3F}, {44100, 2, 3, 2, 3}, 0, refused + "6ch, VST wants: 2ch"},
         {{44100, 6, 0x3F}, {48000, 6, 0x3F, 6, 0x3F}, 0, refused + "44100Hz 6ch, VST wants: 48000Hz 6ch"},
-        {{192000, 6, 0x3F}, {48000, 2, 3, 2, 3}, 0, refused + "192000Hz 6ch, VST wants: 48000Hz 2ch"},
         {{44100, 6, 0x3F}, {44100, 2, 3, 999, 0}, 0, refused + "6ch, VST wants: 2ch"},
         // Masks: valid, of another count, none. The input's does not count.
         {stereo, {44100, 2, 0, 2, 0x30}, 0, "44100 2 48 -> 44100 2 48"},
@@ -76,7 +74,6 @@ TEST_CASE("a format reply: invalid, refused or accepted")
         {stereo, {44100, 2, 3, 1, 0}, 0, "44100 1 0 -> 44100 1 4"},
         {stereo, {44100, 2, 3, 1, 0x1}, 0, "44100 1 1 -> 44100 1 1"},
         {stereo, {44100, 2, 3, 0, 0}, 0, "44100 0 0 -> 44100 0 0"},
-        {stereo, {44100, 2, 3, 0, 0x3}, 0, "44100 0 0 -> 44100 0 0"},
         {stereo, {44100, 2, 3, 4, 0}, 0, "44100 4 0 -> 44100 4 0"},
         {stereo, {44100, 2, 3, 6, 0x60F}, 0, "44100 6 1551 -> 44100 6 1551"},
         // The override wins over whatever the worker says.
@@ -86,11 +83,7 @@ TEST_CASE("a format reply: invalid, refused or accepted")
         {stereo, {44100, 2, 3, 6, 0x3F}, 0x80000000, "44100 6 63 -> 44100 1 2147483648"},
     };
     for (const row& each : rows) {
-        CAPTURE(text_of(each.input));
-        CAPTURE(each.reply.sampleRate);
-        CAPTURE(each.reply.inChannels);
-        CAPTURE(each.reply.outChannels);
-        CAPTURE(each.reply.outChannelMask);
+        CAPTURE(&each - rows);
         CHECK(outcome(each.input, each.reply, each.override_mask) == each.expected);
     }
 }

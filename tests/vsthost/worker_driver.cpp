@@ -50,11 +50,7 @@ worker::worker(const launch& how)
     : event_(CreateEventW(nullptr, TRUE, FALSE, nullptr))
 {
     const std::wstring name = Nv::makePipeName();
-    pipe_.reset(CreateNamedPipeW(name.c_str(),
-                                 PIPE_ACCESS_DUPLEX | FILE_FLAG_OVERLAPPED | FILE_FLAG_FIRST_PIPE_INSTANCE, 0,
-                                 1, 65536, 65536, 0, nullptr));
-    if (!pipe_)
-        throw driver_error("no pipe server");
+    pipe_ = Nv::createPipe(name, PIPE_ACCESS_DUPLEX);
     const bool edits = !how.editor_mode.empty();
     Nv::argumentList options = edits ? how.editor_options : Nv::argumentList{"--protocol", "chunked"};
     if (!edits)

@@ -1,9 +1,7 @@
 #pragma once
-// How long work takes, and how it fails.
+// How long work takes.
 
 #include <chrono>
-#include <exception>
-#include <string>
 
 inline double seconds_since(std::chrono::steady_clock::time_point began)
 {
@@ -15,15 +13,4 @@ double seconds_of(auto&& work)
     const auto began = std::chrono::steady_clock::now();
     work();
     return seconds_since(began);
-}
-
-// The text of what `work` throws; "none" when it does not.
-std::string failure_of(auto&& work)
-{
-    try {
-        work();
-    } catch (const std::exception& failure) {
-        return failure.what();
-    }
-    return "none";
 }

@@ -19,12 +19,10 @@ struct pipe_pair {
     explicit pipe_pair(DWORD access)
     {
         const std::wstring name = Nv::makePipeName();
-        server.reset(CreateNamedPipeW(name.c_str(),
-                                      access | FILE_FLAG_OVERLAPPED | FILE_FLAG_FIRST_PIPE_INSTANCE, 0, 1,
-                                      65536, 65536, 0, nullptr));
+        server = Nv::createPipe(name, access);
         peer.reset(CreateFileW(name.c_str(), access == PIPE_ACCESS_INBOUND ? GENERIC_WRITE : GENERIC_READ, 0,
                                nullptr, OPEN_EXISTING, 0, nullptr));
-        if (!server || !peer)
+        if (!peer)
             throw std::runtime_error("no pipe for the test");
     }
     void write(std::string_view bytes)
