@@ -12,7 +12,8 @@ namespace vsthost::v3 {
 
 namespace {
 
-constexpr size_t most_edits = 4096;
+constexpr size_t usual_edits = 4096; // kept between two blocks; more of an effect with more parameters
+constexpr int32_t most_parameters = 16384;
 
 } // namespace
 
@@ -20,8 +21,8 @@ vst3_effect::vst3_effect(const std::string& path, const effect_options& options)
     : module_(path)
     , options_(options)
 {
-    edits_.reserve(most_edits);
-    outputs_changed_.reserve(most_edits);
+    edits_.reserve(usual_edits);
+    outputs_changed_.reserve(usual_edits);
     // With several effects inside, the state says which one is meant.
     if (module_.classes().size() == 1)
         create();
@@ -85,10 +86,15 @@ void vst3_effect::create()
     if (controller_) {
         const int32_t count = controller_->get_parameter_count(controller_.get());
         if (count > 0)
-            parameters += static_cast<size_t>(std::min(count, 16384));
+            parameters += static_cast<size_t>(std::min(count, most_parameters));
     }
     input_changes_.allocate(parameters);
     output_changes_.allocate(parameters);
+    {
+        const std::lock_guard lock(edits_mutex_);
+        edits_.reserve(parameters);
+        outputs_changed_.reserve(parameters);
+    }
     read_buses({});
     module_default_ = own_layout();
     has_state_ = false;
@@ -303,8 +309,13 @@ void vst3_effect::edited(v3_param_id id, double value) noexcept
 {
     {
         const std::lock_guard lock(edits_mutex_);
-        if (edits_.size() < most_edits)
+        // Nobody took them for long: of a parameter that is in there the newest value counts.
+        if (edits_.size() < edits_.capacity())
             edits_.push_back({id, value});
+        else if (const auto last = std::find_if(edits_.rbegin(), edits_.rend(),
+                                                [id](const edit& each) { return each.id == id; });
+                 last != edits_.rend())
+            last->value = value;
     }
     dirty();
 }

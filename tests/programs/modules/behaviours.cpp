@@ -205,6 +205,9 @@ public:
     bool load(std::span<const std::byte> state) override
     {
         const bool loaded = passing::load(state);
+        // More at once than any host keeps.
+        for (int i = 0; owner() && i < 10000; ++i)
+            owner()->edited(0, 0.75);
         if (owner())
             owner()->edited(0, 0.25);
         return loaded;
