@@ -254,7 +254,11 @@ v3_result instance::from_text(v3_param_id id, const int16_t* text, double* norma
     std::string digits;
     for (std::size_t i = 0; i < 127 && text[i] > 0 && text[i] < 128; ++i)
         digits.push_back(static_cast<char>(text[i]));
-    *normalised = find(id)->to_normalised(std::strtod(digits.c_str(), nullptr));
+    char* end = nullptr;
+    const double plain = std::strtod(digits.c_str(), &end);
+    if (end == digits.c_str())
+        return no;
+    *normalised = find(id)->to_normalised(plain);
     return ok;
 }
 

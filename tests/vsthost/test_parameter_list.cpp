@@ -85,7 +85,8 @@ TEST_CASE("several hundred parameters: searched, dragged, nudged, typed in and p
         list.type(L"12.5");
         CHECK(is(12.5));
         list.type(L"no number");
-        CHECK(is(12.5));
+        list.press(VK_RIGHT);
+        CHECK(is(13.5));
         list.press(VK_DELETE);
         CHECK(is(50.0));
         SendMessageW(list.list, WM_LBUTTONDOWN, MK_LBUTTON, list.bar(0.2));
