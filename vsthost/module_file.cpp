@@ -5,6 +5,7 @@
 #include "vsthost/process_shell.h"
 #include "win/error_text.h"
 #include "win/handle.h"
+#include "win/long_path.h"
 #include "win/utf.h"
 
 #include <algorithm>
@@ -29,15 +30,22 @@ constexpr const wchar_t* foreign_folders[] = {L"x86_64-win", L"arm64-win", L"arm
 #endif
 constexpr int dependency_depth = 3;
 
+// For a call of the system. Only where it must be in the form without a length limit, which modules may find
+// strange in the name that the system tells them of themselves.
+std::wstring openable(const std::wstring& path)
+{
+    return path.size() < MAX_PATH ? path : win::long_path(win::to_utf8(path));
+}
+
 bool is_folder(const std::wstring& path)
 {
-    const DWORD attributes = GetFileAttributesW(path.c_str());
+    const DWORD attributes = GetFileAttributesW(openable(path).c_str());
     return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
 }
 
 bool is_file(const std::wstring& path)
 {
-    const DWORD attributes = GetFileAttributesW(path.c_str());
+    const DWORD attributes = GetFileAttributesW(openable(path).c_str());
     return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) == 0;
 }
 
@@ -89,7 +97,7 @@ class mapped_file {
 public:
     explicit mapped_file(const std::wstring& path)
     {
-        const win::file_handle file(CreateFileW(path.c_str(), GENERIC_READ,
+        const win::file_handle file(CreateFileW(openable(path).c_str(), GENERIC_READ,
                                                 FILE_SHARE_READ | FILE_SHARE_DELETE, nullptr, OPEN_EXISTING,
                                                 0, nullptr));
         LARGE_INTEGER size{};
@@ -221,7 +229,7 @@ vsthost::module_file::module_file(const std::string& path, int vst_version)
                               ": choose the effect again so that the right one is used");
 
     const watched_call watched("loading its module", call_kind::load);
-    module_ = LoadLibraryExW(file.c_str(), nullptr, LOAD_WITH_ALTERED_SEARCH_PATH);
+    module_ = LoadLibraryExW(openable(file).c_str(), nullptr, LOAD_WITH_ALTERED_SEARCH_PATH);
     if (module_ == nullptr)
         refused(file, shown, GetLastError());
 }

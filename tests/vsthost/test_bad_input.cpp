@@ -142,16 +142,17 @@ TEST_CASE("a library that a module needs and that is not there is named")
         }
 }
 
-TEST_CASE("a bundle folder is opened through its module file")
+TEST_CASE("a bundle folder is opened through its module file, however long its path is")
 {
     for (const std::string& arch : arches()) {
         const temp_folder folder;
-        const std::string contents = "my Gain.vst3\\Contents",
-                          inside = contents + (arch == "x64" ? "\\x86_64-win" : "\\x86-win");
-        for (const std::string& each : {std::string("my Gain.vst3"), contents, inside})
+        const std::string deep(arch == "x64" ? 1 : 240, 'd'),
+            bundle = deep + "\\my Gain.vst3", contents = bundle + "\\Contents",
+            inside = contents + (arch == "x64" ? "\\x86_64-win" : "\\x86-win");
+        for (const std::string& each : {deep, bundle, contents, inside})
             folder.make(each);
         folder.write(inside + "\\my Gain.vst3", read_file(effect_path(arch, "qvxGain.vst3")));
-        worker with({arch, folder.path("my Gain.vst3"), 3});
+        worker with({arch, folder.path(bundle), 3});
         with.set_state({});
         const Nv::streamFormat stereo{44100, 2, 3, 2, 3};
         CHECK(with.set_format(stereo) == stereo);
