@@ -12,6 +12,7 @@ constexpr unsigned denormals_are_zero = 0x0040;
 
 void vsthost::prepare_audio_thread(bool realtime)
 {
+    reserve_stack_for_faults();
     _mm_setcsr(_mm_getcsr() | flush_to_zero | denormals_are_zero);
     if (!realtime)
         return;

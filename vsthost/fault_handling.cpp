@@ -293,8 +293,13 @@ void vsthost::install_fault_handling()
     if (const HANDLE thread = CreateThread(nullptr, 0, report_crashes, nullptr, 0, nullptr))
         CloseHandle(thread);
     SetUnhandledExceptionFilter(on_unhandled);
-    ULONG stack_reserve = 64 * 1024; // so that the filter can run after a stack overflow
-    SetThreadStackGuarantee(&stack_reserve);
+    reserve_stack_for_faults();
+}
+
+void vsthost::reserve_stack_for_faults()
+{
+    ULONG bytes = 64 * 1024;
+    SetThreadStackGuarantee(&bytes);
 }
 
 void vsthost::end_process(exit_code code)

@@ -8,8 +8,11 @@
 
 namespace vsthost {
 
-// First thing in main.
+// First thing in main, on the thread that will be the GUI thread.
 void install_fault_handling();
+
+// Room on the calling thread's stack in which its own overflow is reported.
+void reserve_stack_for_faults();
 
 // Ends the process at once, after the lines that wait on standard error (a second at most).
 [[noreturn]] void end_process(exit_code code);
@@ -45,7 +48,8 @@ private:
     call_kind outer_kind_;
 };
 
-// Audio thread: denormals are zero, and in realtime mode the multimedia scheduler's "Pro Audio" class.
+// Audio thread, once at its start: denormals are zero, an overflow of its stack can be reported, and in
+// realtime mode the multimedia scheduler's "Pro Audio" class.
 void prepare_audio_thread(bool realtime);
 
 // The calling thread's floating-point control state, put back at the end: old modules change it.

@@ -12,8 +12,9 @@ namespace vsthost {
 // thread can be started.
 void start_reports();
 
-// Any thread but the audio thread. Never blocks on the pipe; line breaks inside the text become spaces; when
-// 256 lines wait, further ones are dropped and counted.
+// Any thread; it allocates, so the audio thread says what it has to say once and not with every block. Never
+// blocks on the pipe; line breaks inside the text become spaces; when 256 lines wait, further ones are
+// dropped and counted. Throws std::bad_alloc.
 void report(std::string_view line);
 
 // That line, once; needs no memory. False when a line of this very thread is just being queued: then nothing
