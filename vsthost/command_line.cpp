@@ -39,6 +39,13 @@ struct option_word {
     setter set;
 };
 
+template <std::string options::*member>
+bool set_text(options& into, const std::string& value)
+{
+    into.*member = value;
+    return !value.empty();
+}
+
 bool set_choice(bool& target, std::string_view value, std::string_view yes, std::string_view no)
 {
     target = value == yes;
@@ -53,21 +60,13 @@ bool set_parent(options& into, const std::string& value)
 }
 
 constexpr option_word option_words[] = {
-    {"--vst", "a file or bundle folder",
-     [](options& o, const std::string& v) {
-         o.vst_path = v;
-         return !v.empty();
-     }},
+    {"--vst", "a file or bundle folder", set_text<&options::vst_path>},
     {"--vst-version", "2 or 3",
      [](options& o, const std::string& v) {
          o.vst_version = v == "2" ? 2 : 3;
          return v == "2" || v == "3";
      }},
-    {"--pipe", "a pipe's name",
-     [](options& o, const std::string& v) {
-         o.pipe_name = v;
-         return !v.empty();
-     }},
+    {"--pipe", "a pipe's name", set_text<&options::pipe_name>},
     {"--formattag", "3", [](options&, const std::string& v) { return v == "3"; }},
     {"--bits", "64", [](options&, const std::string& v) { return v == "64"; }},
     {"--protocol", "chunked", [](options&, const std::string& v) { return v == "chunked"; }},
@@ -78,21 +77,9 @@ constexpr option_word option_words[] = {
     {"--dpi-aware", "yes or no",
      [](options& o, const std::string& v) { return set_choice(o.dpi_aware, v, "yes", "no"); }},
     {"--parent-window", "a window handle in hexadecimal", set_parent},
-    {"--data", "a file",
-     [](options& o, const std::string& v) {
-         o.data_path = v;
-         return !v.empty();
-     }},
-    {"--state", "a file",
-     [](options& o, const std::string& v) {
-         o.state_path = v;
-         return !v.empty();
-     }},
-    {"--save-state", "a file",
-     [](options& o, const std::string& v) {
-         o.save_state_path = v;
-         return !v.empty();
-     }},
+    {"--data", "a file", set_text<&options::data_path>},
+    {"--state", "a file", set_text<&options::state_path>},
+    {"--save-state", "a file", set_text<&options::save_state_path>},
     {"--window-title", "a text",
      [](options& o, const std::string& v) {
          o.window_title = v;

@@ -124,5 +124,10 @@ protected:
 // Load the module, on the GUI thread. Throw fatal_error in words for the user.
 std::unique_ptr<effect> load_vst2(const std::string& path, const effect_options& options);
 std::unique_ptr<effect> load_vst3(const std::string& path, const effect_options& options);
+inline std::unique_ptr<effect> load_effect(int vst_version, const std::string& path,
+                                           const effect_options& options)
+{
+    return vst_version == 2 ? load_vst2(path, options) : load_vst3(path, options);
+}
 
 } // namespace vsthost

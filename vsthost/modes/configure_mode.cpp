@@ -115,8 +115,7 @@ void vsthost::run_configure_mode(const options& wanted)
     OleInitialize(nullptr);
     const effect_options how{false, wanted.realtime};
     // Not destroyed by what is thrown: the audio thread may be in it.
-    auto& shown = *new std::unique_ptr<effect>(wanted.vst_version == 2 ? load_vst2(wanted.vst_path, how)
-                                                                       : load_vst3(wanted.vst_path, how));
+    auto& shown = *new std::unique_ptr<effect>(load_effect(wanted.vst_version, wanted.vst_path, how));
     const bool is_steady = load_state(*shown, with, wanted.data_path);
     if (with.live)
         play(with, wanted.realtime);

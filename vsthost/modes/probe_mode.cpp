@@ -143,8 +143,7 @@ void vsthost::run_probe_mode(const options& wanted)
     watch_this_thread(thread_role::gui);
     gui_loop gui;
     const effect_options how{true, false}; // says whether 64-bit samples are taken
-    std::unique_ptr<effect> probed =
-        wanted.vst_version == 2 ? load_vst2(wanted.vst_path, how) : load_vst3(wanted.vst_path, how);
+    std::unique_ptr<effect> probed = load_effect(wanted.vst_version, wanted.vst_path, how);
     // No bytes create the effect that a player without a state gets.
     probed->set_state(given_state(wanted.state_path));
     print_to_user(record(*probed, wanted));

@@ -29,7 +29,7 @@ void vsthost::run_process_mode(const options& wanted)
     }).detach();
 
     const effect_options how{wanted.float64, wanted.realtime};
-    loaded = wanted.vst_version == 2 ? load_vst2(wanted.vst_path, how) : load_vst3(wanted.vst_path, how);
+    loaded = load_effect(wanted.vst_version, wanted.vst_path, how);
     loaded->wake_by(gui.wake_event());
     SetEvent(gui.wake_event()); // what it wanted while it was loaded
     gui.run([&loaded] { loaded->idle(); });
