@@ -15,28 +15,33 @@
 namespace {
 
 template <typename Value>
-void read_number(const char* text, Value& value)
+void read_number(const char* text, Value least, Value& value)
 {
     const char* const end = text + std::strlen(text);
     const auto read = std::from_chars(text, end, value);
-    if (read.ec != std::errc() || read.ptr != end)
+    if (read.ec != std::errc() || read.ptr != end || !(value >= least))
         throw std::runtime_error(std::string(text) + " is not a number that this option takes");
 }
 
 bench::options read_options(int count, char** arguments)
 {
     bench::options how;
-    for (int i = 1; i + 1 < count; i += 2) {
-        if (std::strcmp(arguments[i], "--rounds") == 0)
-            read_number(arguments[i + 1], how.rounds);
-        else if (std::strcmp(arguments[i], "--seconds") == 0)
-            read_number(arguments[i + 1], how.seconds);
-        else if (std::strcmp(arguments[i], "--growth") == 0)
+    for (int i = 1; i < count; i += 2) {
+        const std::string option = arguments[i];
+        if (i + 1 == count)
+            throw std::runtime_error(option + " needs a value");
+        if (option == "--rounds")
+            read_number(arguments[i + 1], 1, how.rounds);
+        else if (option == "--seconds")
+            read_number(arguments[i + 1], 0.0, how.seconds);
+        else if (option == "--growth")
             how.with_growth = std::strcmp(arguments[i + 1], "yes") == 0;
-        else if (std::strcmp(arguments[i], "--candidates") == 0)
-            read_number(arguments[i + 1], how.candidates);
-        else if (std::strcmp(arguments[i], "--only") == 0)
+        else if (option == "--candidates")
+            read_number(arguments[i + 1], size_t{10}, how.candidates); // a folder of them
+        else if (option == "--only")
             how.only = arguments[i + 1];
+        else
+            throw std::runtime_error("unknown option " + option);
     }
     return how;
 }
