@@ -213,7 +213,7 @@ TEST_CASE("modules that refuse to work end the worker with a line")
 TEST_CASE("a crash in any call is a line with its place, and the exception's code")
 {
     misbehave(
-        "crashes", {"QVX_VSTHOST_MINIDUMP", "0"},
+        "crashes", {"QVX_VSTHOST_MINIDUMP_MS", "0"},
         {"entry", "create", "open", "layout", "prepare", "start", "process", "restore", "latency", "tail"},
         access_violation, "the effect crashed: access violation (0xC0000005) in module_that_crashes");
 }
