@@ -33,8 +33,9 @@ void thread_pool::start(runnable& work, const wchar_t* name)
     forget_ended();
     threads_.emplace_back(); // before the thread: an allocation that fails must not lose a running one
     work.service_add_ref();
-    // _beginthreadex rather than CreateThread: the run-time library keeps state per thread.
-    const uintptr_t thread = _beginthreadex(nullptr, 0, &run_work, &work, 0, nullptr);
+    // _beginthreadex rather than CreateThread: the run-time library keeps state per thread. Named before it
+    // runs, for work may give its thread a better name.
+    const uintptr_t thread = _beginthreadex(nullptr, 0, &run_work, &work, CREATE_SUSPENDED, nullptr);
     if (thread == 0) {
         const DWORD code = GetLastError();
         threads_.pop_back();
@@ -43,6 +44,7 @@ void thread_pool::start(runnable& work, const wchar_t* name)
     }
     threads_.back().reset(reinterpret_cast<HANDLE>(thread));
     name_thread(threads_.back().get(), name);
+    ResumeThread(threads_.back().get());
 }
 
 void thread_pool::forget_ended()
