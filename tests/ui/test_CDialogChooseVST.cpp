@@ -277,6 +277,25 @@ TEST_CASE("chooser dialog: the player lets go of it whenever it likes")
     }
 }
 
+TEST_CASE("dialogs: no title bar lies on another one")
+{
+    chooser_player player;
+    edited first({}), second({});
+    const auto one = player.open(first), two = player.open(second);
+    click(player.window, IDC_FOLDERS);
+    CDialogVisSetup::open([](const vstConfig_t&) {});
+    const std::vector<HWND> windows = player.modeless->windows;
+    CHECK(windows.size() == 4);
+    LONG least = 0; // also the first one's is on the screen
+    for (const HWND window : windows) {
+        RECT place = {};
+        GetWindowRect(window, &place);
+        CHECK(place.top >= least);
+        least = place.top + GetSystemMetrics(SM_CYCAPTION);
+    }
+    CDialogVisSetup::close_all();
+}
+
 TEST_CASE("dialogs: opened again and again they leave nothing behind")
 {
     chooser_player player;

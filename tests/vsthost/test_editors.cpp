@@ -4,6 +4,7 @@
 #include "vsthost/editor_driver.h"
 
 #include <chrono>
+#include <list>
 #include <thread>
 
 using namespace editor_driver;
@@ -92,6 +93,20 @@ TEST_CASE("an editor opens as it asks, its edits reach the file at once, and clo
         CHECK(shown.leftovers().empty());
         CHECK(shown.process().errors().empty());
     });
+}
+
+TEST_CASE("the title bars of editors lie apart, also when those of their owners do not")
+{
+    const player_window owners[2];
+    std::list<editor> shown;
+    RECT places[2] = {};
+    for (int i = 0; i < 2; ++i) {
+        const std::vector<std::string> options = {"--parent-window", digits_of(owners[i].handle())};
+        shown.emplace_back(
+            editing{.which = {arches()[0], 3}, .name = "module_with_an_editor", .options = options});
+        GetWindowRect(shown.back().frame(), &places[i]);
+    }
+    CHECK(places[1].top - places[0].top >= GetSystemMetrics(SM_CYCAPTION));
 }
 
 TEST_CASE(

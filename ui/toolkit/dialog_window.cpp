@@ -7,6 +7,7 @@
 #include "ui/toolkit/common_controls.h"
 #include "ui/toolkit/dpi.h"
 #include "ui/toolkit/theme.h"
+#include "win/cascade.h"
 
 #include <algorithm>
 #include <string>
@@ -108,6 +109,19 @@ void take_icon_of_owner(HWND window) noexcept
     }
 }
 
+// Templates place all dialogs of one owner alike.
+void place_beside_others(HWND window) noexcept
+{
+    RECT place = {};
+    MONITORINFO screen = {};
+    screen.cbSize = sizeof(screen);
+    if (!GetWindowRect(window, &place) ||
+        !GetMonitorInfoW(MonitorFromWindow(window, MONITOR_DEFAULTTONEAREST), &screen))
+        return;
+    const POINT at = win::cascaded(window, {place.left, place.top}, screen.rcWork);
+    SetWindowPos(window, nullptr, at.x, at.y, 0, 0, SWP_NOSIZE | SWP_NOZORDER | SWP_NOACTIVATE);
+}
+
 void report(const char* what) noexcept
 {
     try {
@@ -176,6 +190,7 @@ void dialog_window::begin(HWND window)
     follow_theme(window);
     take_icon_of_owner(window);
     widen_cut_labels(window);
+    place_beside_others(window);
     if (!modal_) {
         modeless_windows().push_back(window);
         tell_player([&](modeless_dialogs& tracking) { tracking.add(window); });

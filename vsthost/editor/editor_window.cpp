@@ -3,13 +3,11 @@
 #include "vsthost/editor/dpi.h"
 #include "vsthost/editor/key_codes.h"
 #include "vsthost/run_to_the_end.h"
+#include "win/cascade.h"
 #include "win/error_text.h"
 #include "win/utf.h"
 
 #include <algorithm>
-#include <cstdlib>
-#include <cwchar>
-#include <iterator>
 
 namespace {
 
@@ -17,43 +15,12 @@ constexpr wchar_t class_name[] = L"qvxEffectEditor";
 constexpr UINT_PTR timer_id = 1;
 constexpr UINT tick_period = 20; // ms
 constexpr int largest_side = 16384;
-constexpr int most_cascaded = 30;
 constexpr ULONGLONG settling_time = 300; // ms without another size
 constexpr vsthost::editor_size unknown_size{400, 300};
 
 bool is_down(int key)
 {
     return GetKeyState(key) < 0;
-}
-
-// Another editor of the same owner, of whatever process, whose title bar begins near a point.
-struct neighbour_search {
-    HWND self;
-    HWND owner;
-    POINT corner;
-    bool found = false;
-};
-
-BOOL CALLBACK look_at(HWND window, LPARAM large)
-{
-    auto& search = *reinterpret_cast<neighbour_search*>(large);
-    wchar_t name[std::size(class_name) + 1];
-    RECT place{};
-    if (window == search.self || !IsWindowVisible(window) || GetWindow(window, GW_OWNER) != search.owner ||
-        GetClassNameW(window, name, static_cast<int>(std::size(name))) == 0 ||
-        std::wcscmp(name, class_name) != 0 || !GetWindowRect(window, &place))
-        return TRUE;
-    const int near_by = GetSystemMetrics(SM_CYCAPTION) / 2;
-    search.found =
-        std::abs(place.left - search.corner.x) < near_by && std::abs(place.top - search.corner.y) < near_by;
-    return search.found ? FALSE : TRUE;
-}
-
-bool is_taken(HWND self, HWND owner, POINT corner)
-{
-    neighbour_search search{self, owner, corner};
-    EnumWindows(look_at, reinterpret_cast<LPARAM>(&search));
-    return search.found;
 }
 
 // Where a window of a size covers the least of `owner`: on its right rather than on its left, below or above.
@@ -206,17 +173,8 @@ void vsthost::editor_window::place()
     if (owner_ != nullptr && IsWindowVisible(owner_) && !IsIconic(owner_))
         GetWindowRect(owner_, &around);
     const POINT first = beside(around, size, screen.rcWork);
-    const LONG down = GetSystemMetrics(SM_CYCAPTION) + GetSystemMetrics(SM_CYSIZEFRAME);
-    const LONG across = first.x < around.left ? -down : down; // away from the owner
-    POINT at = first;
-    for (int i = 0; i < most_cascaded && is_taken(window_, owner_, at); ++i) {
-        at.x += across;
-        at.y += down;
-        if (at.x < screen.rcWork.left || at.x + size.cx > screen.rcWork.right)
-            at.x = first.x;
-        if (at.y + size.cy > screen.rcWork.bottom)
-            at.y = screen.rcWork.top;
-    }
+    const bool is_left_of_owner = first.x < around.left;
+    const POINT at = win::cascaded(window_, first, screen.rcWork, is_left_of_owner);
     SetWindowPos(window_, nullptr, at.x, at.y, 0, 0, SWP_NOSIZE | SWP_NOZORDER | SWP_NOACTIVATE);
 }
 
