@@ -20,7 +20,7 @@ constexpr const char* filter = "VST presets|*.vstpreset";
 constexpr const char* extension = "vstpreset";
 
 // The size a file tells is not relied on: it may not be known, or change.
-std::vector<uint8_t> readPreset(const std::string& path)
+std::vector<uint8_t> readAll(const std::string& path, uint64_t limit)
 {
     constexpr size_t piece = 0x10000;
     const auto source = openFile(path, filesystem::open_mode::read);
@@ -30,38 +30,71 @@ std::vector<uint8_t> readPreset(const std::string& path)
         bytes.resize(before + piece);
         const size_t got = source->read(bytes.data() + before, piece, abort_callback_never());
         bytes.resize(before + std::min(got, piece));
-        if (bytes.size() > presetSizeLimit)
+        if (bytes.size() > limit)
             throw exception_io_data();
         if (got < piece)
             return bytes;
     }
 }
 
-void overwrite(const std::string& path, const std::vector<uint8_t>& bytes)
+void writeAll(const std::string& path, const std::vector<uint8_t>& bytes)
 {
     openFile(path, filesystem::open_mode::write)->write(bytes.data(), bytes.size(), abort_callback_never());
 }
 
-// Opening for writing empties a file, so the bytes are first written beside it, under a name that no file of
-// the user's has: when they do not fit, the preset that was there stays.
-void writePreset(const std::string& path, const std::vector<uint8_t>& bytes)
+// By a file written beside it, under a name that no file of the user's has. False when that cannot be done
+// there; when the bytes do not fit it throws. Either way the preset that was there is as it was.
+bool replaceWhole(const std::string& path, const std::vector<uint8_t>& bytes)
 {
+    string_out_impl native;
+    if (const auto serving = filesystem_for_path(path.c_str());
+        serving && !serving->get_native_path(path.c_str(), native))
+        return false; // nobody could rename it
     const std::string fresh =
         path.substr(0, path.find_last_of("\\/") + 1) + Nv::makeGuidText() + ".vstpreset.new";
     const std::wstring from = win::long_path(native_path(fresh)), to = win::long_path(native_path(path));
     try {
-        overwrite(fresh, bytes);
+        writeAll(fresh, bytes);
         if (MoveFileExW(from.c_str(), to.c_str(), MOVEFILE_REPLACE_EXISTING))
-            return;
+            return true;
     } catch (const exception_io_denied&) {
         // Perhaps no more than new files are forbidden there.
     } catch (...) {
         DeleteFileW(from.c_str());
         throw;
     }
-    // Somebody has it open, or the player's files are none of the system's.
     DeleteFileW(from.c_str());
-    overwrite(path, bytes);
+    return false;
+}
+
+// Opening for writing empties a file.
+void overwrite(const std::string& path, const std::vector<uint8_t>& bytes)
+{
+    std::vector<uint8_t> old;
+    bool is_new = false;
+    try {
+        old = readAll(path, UINT64_MAX);
+    } catch (const exception_io_not_found&) {
+        is_new = true;
+    }
+    try {
+        writeAll(path, bytes);
+    } catch (...) {
+        const auto failure = std::current_exception();
+        try {
+            if (!is_new)
+                writeAll(path, old); // what held it before has room for it
+        } catch (...) {
+            // The first failure is the one to tell.
+        }
+        std::rethrow_exception(failure);
+    }
+}
+
+void writePreset(const std::string& path, const std::vector<uint8_t>& bytes)
+{
+    if (!replaceWhole(path, bytes))
+        overwrite(path, bytes);
 }
 
 // The window may be gone by the time there is something to tell.
@@ -79,7 +112,7 @@ void loadPreset(void* parentWindow, const std::function<void(std::vector<uint8_t
         const auto path =
             uGetOpenFileName(parentWindow, filter, extension, "Load VST preset", nullptr, false);
         if (path)
-            take(readPreset(*path));
+            take(readAll(*path, presetSizeLimit));
     } catch (const std::exception& failure) {
         showFailure(parentWindow, Nv::failureText(failure), "Preset loading failure");
     }

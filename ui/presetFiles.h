@@ -19,5 +19,6 @@ constexpr uint64_t presetSizeLimit = 0x1000000; // bytes; a file of exactly this
 // A failure, also one that `take` throws, is shown in a box.
 void loadPreset(void* parentWindow, const std::function<void(std::vector<uint8_t> state)>& take);
 
-// Asks for a file and writes the state there. An empty state and a failure are shown in a box.
+// Asks for a file and writes the state there. An empty state and a failure are shown in a box; what stood in
+// the file before is then still there.
 void savePreset(void* parentWindow, const std::vector<uint8_t>& state);

@@ -3,6 +3,7 @@
 #include "ui/presetFiles.h"
 
 #include "support/dialog_host.h"
+#include "support/patched_import.h"
 #include "support/temp_folder.h"
 
 #include <doctest/doctest.h>
@@ -10,6 +11,27 @@
 #include <fstream>
 #include <iterator>
 #include <stdexcept>
+
+namespace {
+
+BOOL WINAPI no_rename(const wchar_t*, const wchar_t*, DWORD)
+{
+    return FALSE;
+}
+
+decltype(&WriteFile) real_write = nullptr;
+int writes = 0;
+
+// The disk is full for a moment.
+BOOL WINAPI second_is_cut(HANDLE file, const void* bytes, DWORD size, DWORD* done, OVERLAPPED* more)
+{
+    const bool cut = ++writes == 2;
+    const BOOL written = real_write(file, bytes, cut ? size / 2 : size, done, more);
+    SetLastError(ERROR_DISK_FULL);
+    return written && !cut;
+}
+
+} // namespace
 
 TEST_CASE("a preset is loaded whole or not at all, and saved as it is")
 {
@@ -71,6 +93,19 @@ TEST_CASE("a preset is loaded whole or not at all, and saved as it is")
     const std::string save_failure = "popup Preset saving failure: ";
     CHECK(player.shell->shown == lines{save_failure + "Configuration is empty", save, save,
                                        save_failure + "Object not found", save});
-    std::ifstream written(target, std::ios::binary);
-    CHECK(std::string(std::istreambuf_iterator<char>(written), {}) == std::string("\0\xff\n", 3));
+    const auto saved = [&] {
+        std::ifstream written(target, std::ios::binary);
+        return std::string(std::istreambuf_iterator<char>(written), {}) == std::string("\0\xff\n", 3);
+    };
+    CHECK(saved());
+
+    // Where files can only be written over: the one that was there comes back.
+    player.shell->meanwhile = nullptr;
+    const patched_import rename("MoveFileExW", reinterpret_cast<void*>(&no_rename)),
+        write("WriteFile", reinterpret_cast<void*>(&second_is_cut));
+    real_write = write.original<decltype(&WriteFile)>();
+    savePreset(nullptr, {1, 2});
+    CHECK(player.shell->shown.back().starts_with(save_failure));
+    CHECK(saved());
+    CHECK(writes == 3);
 }
