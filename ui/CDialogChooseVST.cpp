@@ -1,7 +1,6 @@
 #include "ui/CDialogChooseVST.h"
 
 #include "resources/dialog_ids.h"
-#include "sdk/console.h"
 #include "ui/CDialogFolders.h"
 #include "ui/presetFiles.h"
 #include "ui/toolkit/dpi.h"
@@ -28,15 +27,6 @@ void for_each_open(Act&& act) noexcept
         }
     } catch (...) {
         // Without memory for the copy there is nothing to do for them either.
-    }
-}
-
-void log(const char* what, const char* why) noexcept
-{
-    try {
-        console::print(std::string(what) + why);
-    } catch (...) {
-        // Nobody is left to be told.
     }
 }
 
@@ -164,7 +154,7 @@ void CDialogChooseVST::start_run(const vstConfig_t& effect)
     try {
         run_.Start(effect, window());
     } catch (const std::exception& failure) {
-        log("VST configuration: ", failure.what());
+        report("VST configuration: ", failure);
     }
 }
 
@@ -174,7 +164,7 @@ bool CDialogChooseVST::begin_scan()
         scan_.begin([this](std::vector<vstConfig_t> found) { scan_ended(std::move(found)); });
         return true;
     } catch (const std::exception& failure) {
-        log("VST scan: ", failure.what());
+        report("VST scan: ", failure);
         return false;
     }
 }

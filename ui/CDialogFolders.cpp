@@ -118,12 +118,6 @@ void CDialogFolders::on_gone() noexcept
     the_dialog().reset(); // whoever handles a message holds it a little longer
 }
 
-void CDialogFolders::on_resolution()
-{
-    default_list_.fit_column();
-    user_list_.fit_column();
-}
-
 void CDialogFolders::show_selection()
 {
     enable(IDC_REMOVE, user_list_.selected().has_value());

@@ -23,7 +23,6 @@ private:
     bool on_notify(NMHDR& header) override;
     void on_close() override;
     void on_gone() noexcept override;
-    void on_resolution() override;
     std::shared_ptr<const void> keep_alive() noexcept override;
 
     void add();

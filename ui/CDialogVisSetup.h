@@ -28,7 +28,6 @@ private:
     void on_close() override { destroy(); }
     void on_destroy() override { scan_.cancel(); }
     void on_gone() noexcept override;
-    void on_resolution() override { list_.fit_column(); }
     std::shared_ptr<const void> keep_alive() noexcept override;
 
     void start(std::optional<size_t> row);

@@ -25,6 +25,8 @@ bool scripted_shell::browse_for_folder(void*, const char* title, string_out& pat
 bool scripted_shell::execute(void*, const char*, const char* file, const char*)
 {
     shown.push_back(std::string("execute ") + file);
+    if (meanwhile)
+        meanwhile();
     return true;
 }
 

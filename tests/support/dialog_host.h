@@ -23,7 +23,7 @@ public:
     // "folder TITLE", "execute FILE".
     std::vector<std::string> shown;
     std::optional<std::string> answer; // of every picker; empty: the user gives up
-    std::function<void()> meanwhile;   // runs while a box or picker is open
+    std::function<void()> meanwhile;   // runs while one of them is open
 
     void show_popup(void* parent, const char* text, const char* title, popup_kind kind) override;
     bool get_open_file_name(void* parent, const char* filter, const char* default_extension,

@@ -5,6 +5,7 @@
 #include "dialog_driver.h"
 #include "resources/dialog_ids.h"
 #include "ui/CDialogFolders.h"
+#include "win/error_text.h"
 
 #include <doctest/doctest.h>
 
@@ -153,6 +154,11 @@ TEST_CASE("folders dialog: keys, hiding, its end and the picker of one folder")
     type_key(dialog, VK_RETURN);
     player.pump();
     CHECK(player.shell->shown == std::vector<std::string>{"execute C:\\yours"});
+    player.shell->meanwhile = [] { throw exception_win32(ERROR_ACCESS_DENIED); };
+    type_key(dialog, VK_RETURN);
+    player.pump();
+    player.shell->meanwhile = nullptr;
+    CHECK(player.host.wait_for_line("VST dialog: " + win::error_text(ERROR_ACCESS_DENIED), 0));
 
     player.shell->answer = "C:\\one";
     click(dialog, IDC_ADD);

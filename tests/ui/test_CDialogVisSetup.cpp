@@ -4,6 +4,8 @@
 #include "resources/dialog_ids.h"
 #include "ui/CDialogVisSetup.h"
 
+#include <commctrl.h>
+
 #include <doctest/doctest.h>
 
 namespace {
@@ -78,6 +80,12 @@ TEST_CASE("visualisation setup: a failed start, several dialogs, the end while i
     CHECK(layout_faults(window) == std::vector<std::string>());
     CHECK(player.look->look->frames == std::vector{window});
     CHECK(player.look->look->themed == std::vector{window});
+    const HWND list = GetDlgItem(window, IDC_LIST);
+    SetWindowPos(list, nullptr, 0, 0, 300, 20, SWP_NOMOVE | SWP_NOZORDER); // a scroll bar comes
+    RECT inside = {};
+    GetClientRect(list, &inside);
+    CHECK(inside.right < 290);
+    CHECK(ListView_GetColumnWidth(list, 0) == inside.right);
     player.failure = "no sound";
     select_row(window, IDC_LIST, 0);
     click(window, IDOK);

@@ -8,9 +8,9 @@
 #include "ui/toolkit/dpi.h"
 #include "ui/toolkit/theme.h"
 #include "win/cascade.h"
+#include "worker/failureText.h"
 
 #include <algorithm>
-#include <string>
 #include <utility>
 #include <vector>
 
@@ -122,14 +122,9 @@ void place_beside_others(HWND window) noexcept
     SetWindowPos(window, nullptr, at.x, at.y, 0, 0, SWP_NOSIZE | SWP_NOZORDER | SWP_NOACTIVATE);
 }
 
-void report(const char* what) noexcept
-{
-    try {
-        console::print(std::string("VST dialog: ") + what);
-    } catch (...) {
-        // Nobody is left to be told.
-    }
-}
+struct unknown_failure : std::exception {
+    const char* what() const noexcept override { return "unknown failure"; }
+};
 
 } // namespace
 
@@ -184,6 +179,15 @@ void dialog_window::enable(int id, bool enabled) noexcept
         SendMessageW(window_, WM_NEXTDLGCTL, 0, FALSE);
 }
 
+void dialog_window::report(const char* what, const std::exception& failure) noexcept
+{
+    try {
+        console::print(what + Nv::failureText(failure));
+    } catch (...) {
+        // Nobody is left to be told.
+    }
+}
+
 void dialog_window::begin(HWND window)
 {
     window_ = window;
@@ -222,13 +226,9 @@ INT_PTR dialog_window::handle(UINT message, WPARAM first, LPARAM second)
     case WM_CTLCOLORDLG:
     case WM_CTLCOLORSTATIC:
     case WM_CTLCOLORBTN:
-        return control_colour(message, reinterpret_cast<HDC>(first));
+        return control_colour(reinterpret_cast<HDC>(first));
     case WM_THEMECHANGED:
         RedrawWindow(window_, nullptr, nullptr, RDW_INVALIDATE | RDW_ERASE | RDW_ALLCHILDREN);
-        return FALSE;
-    case WM_DPICHANGED_AFTERPARENT:
-    case WM_SIZE:
-        on_resolution();
         return FALSE;
     case WM_DESTROY:
         if (std::erase(modeless_windows(), window_) != 0)
@@ -262,9 +262,9 @@ INT_PTR CALLBACK dialog_window::procedure(HWND window, UINT message, WPARAM firs
     try {
         return self->handle(message, first, second);
     } catch (const std::exception& failure) {
-        report(failure.what());
+        report("VST dialog: ", failure);
     } catch (...) {
-        report("unknown failure");
+        report("VST dialog: ", unknown_failure());
     }
     return TRUE;
 }

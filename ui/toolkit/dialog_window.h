@@ -43,7 +43,6 @@ protected:
     virtual void on_close() = 0;       // the close box or Escape
     virtual void on_destroy() {}       // the controls are still there
     virtual void on_gone() noexcept {} // the window is not; may drop the last reference to the object
-    virtual void on_resolution() {}    // the controls have new sizes
 
     // Something that keeps the object alive while it is held; empty for one whose maker waits for its window.
     virtual std::shared_ptr<const void> keep_alive() noexcept { return {}; }
@@ -51,6 +50,8 @@ protected:
     HWND control(int id) const noexcept { return GetDlgItem(window_, id); }
     // Does not leave the focus on a disabled control, where no key would get it away.
     void enable(int id, bool enabled) noexcept;
+    // A line on the console: `what`, then why.
+    static void report(const char* what, const std::exception& failure) noexcept;
 
 private:
     static INT_PTR CALLBACK procedure(HWND, UINT, WPARAM, LPARAM) noexcept;

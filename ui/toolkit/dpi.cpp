@@ -24,7 +24,6 @@ void widen_cut_labels(HWND dialog) noexcept
         SIZE needed = {};
         GetTextExtentPoint32W(context, text, length, &needed);
         needed.cx += scaled(label, 2); // a text that fits to the pixel is wrapped by some
-
         SelectObject(context, before);
         ReleaseDC(label, context);
         RECT place = {};

@@ -236,6 +236,10 @@ bool list_control::on_notify(NMHDR& header)
         if (const auto report = events_.on_selection; report && !loading_)
             report();
         break;
+    case NM_RETURN:
+        if (const auto row = selected())
+            activate(*row);
+        break;
     case NM_DBLCLK: {
         const POINT at = reinterpret_cast<const NMITEMACTIVATE&>(header).ptAction;
         LVHITTESTINFO hit = {};
@@ -333,13 +337,6 @@ LRESULT CALLBACK list_control::procedure(HWND window, UINT message, WPARAM first
             if (first == VK_RETURN && second)
                 return DefSubclassProc(window, message, first, second) | DLGC_WANTMESSAGE;
             break;
-        case WM_KEYDOWN:
-            if (first == VK_RETURN) {
-                if (const auto row = self->selected())
-                    self->activate(*row); // may be gone now
-                return 0;
-            }
-            break;
         case WM_CHAR:
             if (first == VK_RETURN)
                 return 0;
@@ -363,6 +360,12 @@ LRESULT CALLBACK list_control::procedure(HWND window, UINT message, WPARAM first
         case WM_THEMECHANGED: {
             const LRESULT result = DefSubclassProc(window, message, first, second);
             dress_list_view(window);
+            return result;
+        }
+        case WM_SIZE: // also when a scroll bar came, or went
+        case WM_DPICHANGED_AFTERPARENT: {
+            const LRESULT result = DefSubclassProc(window, message, first, second);
+            self->fit_column();
             return result;
         }
         case WM_NCDESTROY:

@@ -47,12 +47,11 @@ public:
 
     // For every WM_NOTIFY of the dialog: true when it was this list's.
     bool on_notify(NMHDR& header);
-    // For WM_DPICHANGED of the dialog, once its controls have their new sizes.
-    void fit_column() noexcept;
 
 private:
     static LRESULT CALLBACK procedure(HWND, UINT, WPARAM, LPARAM, UINT_PTR, DWORD_PTR);
     void take_place_of(HWND placeholder);
+    void fit_column() noexcept;
     void make_tooltip();
     void name_for_accessibility(const wchar_t* name) noexcept;
     bool is_cut(int row) const;

@@ -73,11 +73,9 @@ void follow_theme(HWND window) noexcept
     }
 }
 
-INT_PTR control_colour(UINT message, HDC context) noexcept
+INT_PTR control_colour(HDC context) noexcept
 {
-    const bool themed =
-        message == WM_CTLCOLORDLG || message == WM_CTLCOLORSTATIC || message == WM_CTLCOLORBTN;
-    if (!themed || !is_dark())
+    if (!is_dark())
         return 0;
     SetTextColor(context, dark_colours.text);
     SetBkColor(context, dark_colours.background);

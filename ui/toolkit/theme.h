@@ -20,8 +20,9 @@ theme_colours current_colours() noexcept;
 // its children, when that changes.
 void follow_theme(HWND window) noexcept;
 
-// The answer of a dialog's procedure to WM_CTLCOLOR...: a brush, or 0 for the platform's own.
-INT_PTR control_colour(UINT message, HDC context) noexcept;
+// The answer of a dialog's procedure to WM_CTLCOLORDLG, ...STATIC and ...BTN: a brush, or 0 for the
+// platform's own.
+INT_PTR control_colour(HDC context) noexcept;
 
 // Colours and scroll bars of a list view, for its creation and for each WM_THEMECHANGED.
 void dress_list_view(HWND list) noexcept;
