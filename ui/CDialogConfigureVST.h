@@ -35,9 +35,10 @@ public:
     CDialogConfigureVST& operator=(const CDialogConfigureVST&) = delete;
 
     // Ends the run before as stop does, then begins one; returns without waiting for the worker. `effect` is
-    // copied first. A worker that cannot be started is not reported: the run then stays "running" until it is
-    // stopped. `parentWindow` (an HWND of this thread) owns the editor. A Start from inside onStateChanged,
-    // which ending the old run may call, overrules this one. Throws Nv::bug_check when no thread can be made.
+    // copied first. Of a worker that cannot be started only the console tells: the run then stays "running"
+    // until it is stopped. `parentWindow` (an HWND of this thread) owns the editor. A Start from inside
+    // onStateChanged, which ending the old run may call, overrules this one. Throws Nv::bug_check when no
+    // thread can be made.
     void Start(const vstConfig_t& effect, void* parentWindow);
 
     // Ends the run: the editor closes, its last state is read back and reported, the effect is forgotten.

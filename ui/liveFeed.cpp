@@ -4,7 +4,6 @@
 #include "worker/wait.h"
 
 #include <cstring>
-#include <iterator>
 #include <utility>
 
 bool chunkQueue::push(const audio_chunk& chunk) noexcept
@@ -38,12 +37,6 @@ bool chunkQueue::pop(audio_chunk_impl_t& out) noexcept
     if (--count_ == 0)
         ResetEvent(notEmpty_.event());
     return true;
-}
-
-size_t chunkQueue::size() const noexcept
-{
-    const win::exclusive_lock lock(lock_);
-    return count_;
 }
 
 // Everything in one write: a pipe costs by the call.

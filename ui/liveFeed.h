@@ -25,10 +25,9 @@ public:
     bool pop(audio_chunk_impl_t& out) noexcept;
     // Signalled exactly while the queue is not empty.
     Nv::waitable& notEmpty() noexcept { return notEmpty_; }
-    size_t size() const noexcept;
 
 private:
-    mutable win::srw_lock lock_; // guards what follows, and the event's state
+    win::srw_lock lock_; // guards what follows, and the event's state
     std::array<audio_chunk_impl_t, limit> ring_;
     size_t first_ = 0;
     size_t count_ = 0;
