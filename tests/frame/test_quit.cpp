@@ -9,6 +9,7 @@
 #include "player/window/menu_model.h"
 #include "resources/dialog_ids.h"
 #include "sdk/dsp.h"
+#include "support/edited_preset.h"
 #include "support/shipped.h"
 #include "support/temp_folder.h"
 #include "worker/startWorker.h"
@@ -79,37 +80,13 @@ struct running_player {
 // Keeps "last" when it is told to go.
 const char* const editor = "connect\nsignal-event {event:up}\non-broken-pipe write-file $--data last\nread 1";
 
-class kept_preset : public dsp_preset_edit_callback_v2 {
-public:
-    using service_interface = dsp_preset_edit_callback_v2;
-    explicit kept_preset(const vstConfig_t& effect)
-        : preset(preset_of(effect))
-    {
-    }
-    void get_preset(dsp_preset& out) override
-    {
-        out.set_owner(preset.get_owner());
-        out.set_data(preset.get_data(), preset.get_data_size());
-    }
-    void set_preset(const dsp_preset& changed) override { preset.copy_from(changed); }
-    void dsp_dialog_done(bool) override { done = true; }
-
-    dsp_preset_impl preset;
-    bool done = false;
-};
-
-std::string state_of(const dsp_preset& preset)
-{
-    const auto state = vstConfigFromPreset(preset).state;
-    return {state.begin(), state.end()};
-}
-
 } // namespace
 
 TEST_CASE("at quit a chooser that the player still holds goes with its editor, and the folders with it")
 {
     fake_worker fake(editor);
-    const auto edit = service_new<kept_preset>(fake.effect());
+    edited target(fake.effect());
+    const auto edit = service_new<edit_callback_v2>(target);
     running_player test;
     test.use_scripted_workers();
     service_ptr_t<service_base> dialog;
@@ -126,8 +103,8 @@ TEST_CASE("at quit a chooser that the player still holds goes with its editor, a
     static_cast<void>(dialog.detach()); // its code is gone
     CHECK(!IsWindow(chooser));
     CHECK(!FindWindowW(nullptr, L"VST Folders"));
-    CHECK(!edit->done);
-    CHECK(state_of(edit->preset) == "last");
+    CHECK(target.done.empty());
+    CHECK(target.state() == "last");
 }
 
 TEST_CASE("at quit an open editor is closed, its last state goes into the chain, and the module unloads")

@@ -1,9 +1,8 @@
 #pragma once
 // A player for dialogs, and hands and eyes for their windows: messages posted and texts read.
 
-#include "sdk/dsp_preset_edit_callback.h"
 #include "support/dialog_host.h"
-#include "support/presets.h"
+#include "support/edited_preset.h"
 #include "support/temp_folder.h"
 
 #include <functional>
@@ -70,58 +69,6 @@ struct module_player : dialog_player {
 
     temp_folder modules;
     const std::string vst2 = modules.path("found\\qvxGain.dll"), vst3 = modules.path("found\\qvxGain.vst3");
-};
-
-// What the player remembers of a chooser: the states it was handed, and whether it was told of the end.
-struct edited {
-    explicit edited(const vstConfig_t& start)
-        : preset(preset_of(start))
-    {
-        if (start.path.empty())
-            clearPreset(preset);
-    }
-    void take(const dsp_preset& changed)
-    {
-        preset.copy_from(changed);
-        ++pushes;
-        if (while_told)
-            while_told();
-    }
-    vstConfig_t config() const { return vstConfigFromPreset(preset); }
-    std::string state() const
-    {
-        const auto bytes = config().state;
-        return {bytes.begin(), bytes.end()};
-    }
-
-    dsp_preset_impl preset;
-    int pushes = 0;
-    std::vector<bool> done;
-    std::function<void()> while_told;
-};
-
-class edit_callback_v2 : public dsp_preset_edit_callback_v2 {
-public:
-    using service_interface = dsp_preset_edit_callback_v2;
-    explicit edit_callback_v2(edited& target)
-        : target_(target)
-    {
-    }
-    void get_preset(dsp_preset& out) override
-    {
-        out.set_owner(target_.preset.get_owner());
-        out.set_data(target_.preset.get_data(), target_.preset.get_data_size());
-    }
-    void set_preset(const dsp_preset& preset) override { target_.take(preset); }
-    void dsp_dialog_done(bool accepted) override
-    {
-        target_.done.push_back(accepted);
-        if (target_.while_told)
-            target_.while_told();
-    }
-
-private:
-    edited& target_;
 };
 
 std::string text_of(HWND window); // UTF-8

@@ -72,8 +72,7 @@ struct menu_fixture {
         for (const auto& slot : *player.chain.get()) {
             std::string state;
             try {
-                const auto bytes = vstConfigFromPreset(slot->preset).state;
-                state.assign(bytes.begin(), bytes.end());
+                state = state_of(slot->preset);
             } catch (const exception_io_data&) {
             }
             found.push_back(state.empty() ? "-" : state);
