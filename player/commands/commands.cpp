@@ -223,10 +223,8 @@ command_result run_services(const command_line& line, const player_host& host)
 command_result run_preset(const command_line& line)
 {
     const bool shows = !line.preset.show.empty();
-    // Writing would make the folder, which a mistyped path does not ask for.
-    if (!shows && !is_folder(folder_of(absolute_path(line.preset.output))))
-        throw player_error(line.preset.output +
-                           ": cannot be written: there is no such folder; check the path");
+    if (!shows)
+        check_replaceable(line.preset.output);
     const chain_entry entry =
         shows ? load_preset_entry(line.preset.show) : make_effect_entry(line.preset.effect);
     const vstConfig_t config = parse_preset(entry);

@@ -5,7 +5,6 @@
 #include "player/system/os_path.h"
 #include "player/system/player_error.h"
 #include "player/system/whole_file.h"
-#include "win/long_path.h"
 
 #include <windows.h>
 
@@ -52,23 +51,6 @@ void run_messages(player_host& host, const preset_edit& edit, abort_callback& st
     }
 }
 
-// Before the dialog opens: what is edited there must not be lost for a name that cannot be written, nor
-// another kind of file for a mistyped name.
-void check_writable(const std::string& file)
-{
-    if (file.empty())
-        return;
-    const std::string path = absolute_path(file);
-    if (!is_folder(folder_of(path)))
-        throw player_error(file + ": cannot be written: there is no such folder; check the path");
-    if (is_folder(path))
-        throw player_error(file + ": is a folder; name a file in it for the preset");
-    const DWORD attributes = GetFileAttributesW(win::long_path(path).c_str());
-    if (attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_READONLY) != 0)
-        throw player_error(file + ": is write-protected; take the protection away or name another file");
-    check_preset_target(file);
-}
-
 chain_entry first_preset(const configure_options& options)
 {
     if (options.effect.module.empty())
@@ -85,7 +67,13 @@ chain_entry first_preset(const configure_options& options)
 command_result run_configure(const command_line& line, player_host& host, abort_callback& stop)
 {
     chain_entry entry = first_preset(line.configure);
-    check_writable(line.configure.preset_file);
+    const std::string& file = line.configure.preset_file;
+    if (!file.empty()) {
+        // What is edited must not be lost for a name that cannot be written, nor another kind of file for a
+        // mistyped one.
+        check_replaceable(file);
+        check_preset_target(file);
+    }
     const auto maker = find_dsp_entry(entry.preset.get_owner());
     const auto third = maker ? service_query_as<dsp_entry_v3>(*maker) : nullptr;
     if (!third)
@@ -98,7 +86,6 @@ command_result run_configure(const command_line& line, player_host& host, abort_
         run_messages(host, *edit, stop);
         dialog.release(); // brings the editor's last state
     }
-    const std::string& file = line.configure.preset_file;
     const bool is_new = !line.configure.effect.module.empty();
     if (!file.empty() && (is_new || !(edit->preset == entry.preset)))
         replace_whole_file(

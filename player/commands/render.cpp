@@ -78,7 +78,8 @@ public:
         }
         const std::chrono::duration<double> took = std::chrono::steady_clock::now() - began;
         chain_.reset(); // no worker lives on while files are renamed
-        report_.outputs = outputs_->finish(report_.input);
+        outputs_->close(report_.input);
+        report_.outputs = outputs_->name();
         report_.tail_frames = frames_out_ > report_.input_frames ? frames_out_ - report_.input_frames : 0;
         report_.seconds = took.count();
         report_.speed = took.count() > 0 ? sound_seconds_ / took.count() : 0;

@@ -26,7 +26,7 @@ struct render_report {
 using render_progress = std::function<void(double done)>;
 
 // The services are available. Everything that can be refused is refused before an output is made; a run that
-// fails leaves none. Throws player_error.
+// fails leaves none (but see wav_writer::name). Throws player_error.
 render_report render(const render_options& options, abort_callback& abort, const render_progress& progress);
 
 } // namespace player

@@ -59,7 +59,8 @@ void playback_engine::give(const std::function<void(orders&)>& change, bool brea
 
 void playback_engine::open(std::unique_ptr<wav_reader> file)
 {
-    if (file && !options_.capture_file.empty() && is_same_file(options_.capture_file, file->path()))
+    if (file && !options_.capture_file.empty() && !status().capture_failed &&
+        is_same_file(options_.capture_file, file->path()))
         throw player_error(file->path() +
                            ": takes what is heard when the window is closed; open another file");
     give(

@@ -37,6 +37,7 @@ struct play_status {
     double length = 0;               // seconds
     uint32_t rate = 0, channels = 0; // of the file
     bool against_clock = false;      // the last sound went to no device
+    bool capture_failed = false;     // the capture file has ended before its time
     uint64_t underruns = 0;          // since the start, those while a DSP started aside
     uint64_t starting = 0;           // the slot whose DSP comes up; 0: none
     uint64_t waiting = 0;            // the slot whose DSP takes unusually long; 0: none
@@ -60,8 +61,7 @@ public:
     playback_engine& operator=(const playback_engine&) = delete;
 
     // Main thread; all of these return at once.
-    // Stops; null: closes. Throws player_error for the capture file, which would be replaced under the
-    // reader.
+    // Stops; null: closes. Throws player_error for the file that the capture is to replace.
     void open(std::unique_ptr<wav_reader> file);
     void play(); // also goes on after a pause or failure
     void pause();
@@ -77,7 +77,7 @@ public:
     // Ends the thread: breaks off what it waits in, destroys the DSPs there, gives the capture file its name.
     // False when it did not end in time; the object must not be destroyed then.
     bool shut_down(std::chrono::milliseconds limit) noexcept;
-    // After that: why the capture file is not whole; empty when it is.
+    // After that: why the capture is not whole, and where it is; empty when nothing failed.
     const std::string& capture_failure() const noexcept { return capture_failure_; }
 
 private:
@@ -112,7 +112,6 @@ private:
     void set_state(play_state state);
     void publish();
     void finish_capture() noexcept;
-    void note_capture_failure(const std::exception& error) noexcept;
     void wait() const noexcept;
 
     const live_chain& chain_;
@@ -131,7 +130,7 @@ private:
     chain_runner runner_;
     std::unique_ptr<wav_reader> reader_;
     std::unique_ptr<output_files> capture_files_;
-    std::string capture_failure_; // the first one
+    std::string capture_failure_;
     std::unique_ptr<audio_sink> sink_;
     wav_format sink_format_;
     dsp_chunk_list_impl chunks_; // made by the chain, not yet with the sink

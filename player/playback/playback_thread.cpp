@@ -33,8 +33,8 @@ void playback_engine::work() noexcept
         fail(0, error.what());
     }
     sink_.reset();
-    runner_.release();
     finish_capture();
+    runner_.release();
 }
 
 void playback_engine::run_loop()
@@ -69,6 +69,8 @@ void playback_engine::follow(orders given)
         drop_sound();
         reader_ = std::move(*given.file);
         heard_position_ = 0;
+        if (reader_ && capture_files_)
+            capture_files_->add_used(reader_->path());
     }
     if (given.seek && reader_) {
         drop_sound();
@@ -285,7 +287,7 @@ void playback_engine::listen()
             try {
                 capture_files_->write(first.chunk);
             } catch (const std::exception& error) {
-                note_capture_failure(error);
+                capture_failure_ = error.what();
                 finish_capture();
             }
         }
@@ -348,7 +350,8 @@ void playback_engine::publish()
     {
         const std::lock_guard lock(mutex_);
         changed = status_.state != state_ || status_.has_file != (reader_ != nullptr) ||
-                  status_.against_clock != against_clock_;
+                  status_.against_clock != against_clock_ ||
+                  status_.capture_failed == capture_failure_.empty();
         status_.state = state_;
         status_.has_file = reader_ != nullptr;
         status_.rate = reader_ ? reader_->format().rate : 0;
@@ -357,6 +360,7 @@ void playback_engine::publish()
         status_.position = static_cast<double>(heard_position_) / rate;
         status_.length = reader_ ? static_cast<double>(reader_->frame_count()) / rate : 0;
         status_.against_clock = against_clock_;
+        status_.capture_failed = !capture_failure_.empty();
         status_.underruns = underruns_;
         status_.failure = failure_;
     }
@@ -364,23 +368,30 @@ void playback_engine::publish()
         notify_();
 }
 
+// At the end, or after a failure: what was written before that is kept.
 void playback_engine::finish_capture() noexcept
-{
+try {
     const auto files = std::move(capture_files_);
     if (!files)
         return;
-    try {
-        files->finish({sample_type::float32, 44100, 2, 3});
-    } catch (const std::exception& error) {
-        note_capture_failure(error);
-    }
-}
-
-void playback_engine::note_capture_failure(const std::exception& error) noexcept
-try {
+    const auto attempt = [&](auto&& act) {
+        try {
+            act();
+        } catch (const std::exception& error) {
+            capture_failure_ += (capture_failure_.empty() ? "" : "; ") + std::string(error.what());
+        }
+    };
+    std::string kept;
+    attempt([&] { files->close({sample_type::float32, 44100, 2, 3}); });
+    attempt([&] {
+        for (const rendered_file& file : files->name())
+            kept += (kept.empty() ? "" : ", ") + file.path;
+    });
     if (capture_failure_.empty())
-        capture_failure_ = error.what();
-    console::print(error.what());
+        return;
+    if (!kept.empty())
+        capture_failure_ += "; what was heard before that is in " + kept;
+    console::print(capture_failure_);
 } catch (const std::exception&) {
     // There is no console any more, or no memory.
 }

@@ -6,13 +6,16 @@
 
 namespace player {
 
-void throw_file_error(const std::string& path, const char* what, uint32_t code)
+std::string file_error_text(const std::string& path, const char* what, uint32_t code)
 {
     std::string advice;
     switch (code) {
     case ERROR_FILE_NOT_FOUND:
     case ERROR_PATH_NOT_FOUND:
         advice = "; check the path";
+        break;
+    case ERROR_INVALID_NAME:
+        advice = "; choose another name";
         break;
     case ERROR_ACCESS_DENIED:
         advice = "; choose a file or folder that you may access";
@@ -26,7 +29,12 @@ void throw_file_error(const std::string& path, const char* what, uint32_t code)
     default:
         break;
     }
-    throw player_error(path + ": " + what + ": " + win::error_text(code) + advice);
+    return path + ": " + what + ": " + win::error_text(code) + advice;
+}
+
+void throw_file_error(const std::string& path, const char* what, uint32_t code)
+{
+    throw player_error(file_error_text(path, what, code));
 }
 
 } // namespace player

@@ -16,6 +16,7 @@ struct usage_error : std::runtime_error {
 };
 
 // "<path>: <what failed>: <win::error_text>", with advice for the codes that people meet.
+std::string file_error_text(const std::string& path, const char* what, uint32_t code);
 [[noreturn]] void throw_file_error(const std::string& path, const char* what, uint32_t code);
 
 } // namespace player

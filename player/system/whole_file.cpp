@@ -38,6 +38,13 @@ void make_folder(const std::string& path)
     CreateDirectoryW(os_path(path).c_str(), nullptr); // a failure shows when the file is made
 }
 
+// A name in the folder that no other thread of any process has.
+std::string fresh_name(const std::string& folder)
+{
+    return folder + "\\qvxplayer-" + std::to_string(GetCurrentThreadId()) + "-" +
+           std::to_string(GetTickCount64()) + ".new";
+}
+
 // Writes and flushes; 0 or the error code.
 DWORD write_new_file(const std::string& path, std::span<const uint8_t> bytes)
 {
@@ -90,11 +97,9 @@ void replace_whole_file(const std::string& path, std::span<const uint8_t> bytes)
 {
     const std::string folder = folder_of(absolute_path(path));
     make_folder(folder);
-    // No other thread of any process has it, and if there is a file of that name all the same it stays.
-    const std::string fresh = folder + "\\qvxplayer-" + std::to_string(GetCurrentThreadId()) + "-" +
-                              std::to_string(GetTickCount64()) + ".new";
+    const std::string fresh = fresh_name(folder);
     if (const DWORD code = write_new_file(fresh, bytes)) {
-        if (code != ERROR_FILE_EXISTS)
+        if (code != ERROR_FILE_EXISTS) // if there is one all the same it stays
             DeleteFileW(os_path(fresh).c_str());
         throw_file_error(path, "cannot be written", code);
     }
@@ -102,6 +107,31 @@ void replace_whole_file(const std::string& path, std::span<const uint8_t> bytes)
         DeleteFileW(os_path(fresh).c_str());
         throw_file_error(path, "cannot be replaced", code);
     }
+}
+
+void check_replaceable(const std::string& path)
+{
+    const std::string folder = folder_of(absolute_path(path));
+    if (!is_folder(folder))
+        throw player_error(path + ": cannot be written: there is no such folder; check the path");
+    if (is_folder(path))
+        throw player_error(path + ": is a folder; name a file");
+    const DWORD attributes = GetFileAttributesW(os_path(path).c_str());
+    if (attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_READONLY) != 0)
+        throw player_error(path + ": is write-protected; take the protection away or name another file");
+    // Renaming over it takes the right that deleting takes.
+    const DWORD kept = with_patience([&]() -> DWORD {
+        const win::file_handle old(CreateFileW(os_path(path).c_str(), DELETE,
+                                               FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+                                               nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
+        return old || GetLastError() == ERROR_FILE_NOT_FOUND ? 0 : GetLastError();
+    });
+    if (kept)
+        throw_file_error(path, passes_by_itself(kept) ? "cannot be replaced" : "cannot be written", kept);
+    const win::file_handle trial(CreateFileW(os_path(fresh_name(folder)).c_str(), GENERIC_WRITE | DELETE, 0,
+                                             nullptr, CREATE_NEW, FILE_FLAG_DELETE_ON_CLOSE, nullptr));
+    if (!trial)
+        throw_file_error(path, "cannot be written", GetLastError());
 }
 
 uint32_t rename_over(const std::string& from, const std::string& to)

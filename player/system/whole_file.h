@@ -19,6 +19,10 @@ std::optional<std::vector<uint8_t>> read_whole_file(const std::string& path, uin
 // missing. Throws player_error; the old file is untouched then.
 void replace_whole_file(const std::string& path, std::span<const uint8_t> bytes);
 
+// Before work whose result is to be that file: throws player_error when there is no folder for it, nothing
+// can be made in there, or what has that name is a folder, write-protected or kept open by somebody.
+void check_replaceable(const std::string& path);
+
 // Renames over an existing file, with the same patience. Returns the Windows error code, 0 for success.
 uint32_t rename_over(const std::string& from, const std::string& to);
 

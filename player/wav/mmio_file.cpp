@@ -28,6 +28,13 @@ mmio_file::~mmio_file()
         mmioClose(mmio_, 0);
 }
 
+void mmio_file::cut_to(uint64_t size)
+{
+    error_ = 0;
+    if (mmioSeek(mmio_, static_cast<LONG>(size), SEEK_SET) < 0 || !SetEndOfFile(file_.get()))
+        throw_file_error(path_, "cannot be written", error_ ? error_ : GetLastError());
+}
+
 void mmio_file::close()
 {
     const MMRESULT result = mmioClose(std::exchange(mmio_, nullptr), 0);
@@ -62,9 +69,12 @@ LRESULT mmio_file::handle(MMIOINFO& info, UINT message, LPARAM first, LPARAM sec
     case MMIOM_WRITE:
     case MMIOM_WRITEFLUSH:
         if (!WriteFile(file_.get(), reinterpret_cast<const void*>(first), static_cast<DWORD>(second), &moved,
-                       nullptr) ||
-            moved != static_cast<DWORD>(second)) {
-            error_ = GetLastError() ? GetLastError() : ERROR_DISK_FULL;
+                       nullptr)) {
+            error_ = GetLastError();
+            return -1;
+        }
+        if (moved != static_cast<DWORD>(second)) {
+            error_ = ERROR_DISK_FULL; // a disk that still took a part is no failure of the call
             return -1;
         }
         info.lDiskOffset += static_cast<LONG>(moved);

@@ -6,6 +6,7 @@
 
 #include <mmsystem.h>
 
+#include <cstdint>
 #include <string>
 
 namespace player {
@@ -21,6 +22,9 @@ public:
 
     HMMIO get() const noexcept { return mmio_; }
     DWORD last_error() const noexcept { return error_; } // of the file; 0 when no operation on it failed
+    // After a write that failed: the file ends there again, and the failure is forgotten. Throws
+    // player_error.
+    void cut_to(uint64_t size);
     void close(); // reports what closing has to write; throws player_error
 
 private:

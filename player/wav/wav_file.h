@@ -40,30 +40,41 @@ private:
 };
 
 // Writes a WAV file under a temporary name beside its own and gives it its name at the end, so that there is
-// no half-written file at any time.
+// no half-written file at any time. What throws, throws player_error.
 class wav_writer {
 public:
-    // Makes the temporary file, so that a place that cannot be written shows at once. Throws player_error.
+    // Makes the temporary file, so that a place that cannot be written, and a file that could not be replaced
+    // at the end, shows at once.
     explicit wav_writer(const std::string& path);
-    // Without finish() before, removes what was written.
+    // Removes the temporary file, unless name() was called.
     ~wav_writer();
     wav_writer(const wav_writer&) = delete;
     wav_writer& operator=(const wav_writer&) = delete;
 
     const std::string& path() const noexcept { return path_; }
+    void set_path(const std::string& path) { path_ = path; } // another name, in the same folder
     bool has_format() const noexcept { return format_.channels != 0; }
     const wav_format& format() const noexcept { return format_; }
     uint64_t frames() const noexcept { return frames_; }
 
-    // Once, before the first write.
-    void begin(const wav_format& format);
-    void write(const double* interleaved, size_t frames); // throws player_error, also beyond 2 GiB
-    void finish();                                        // after begin
+    void begin(const wav_format& format);        // once, before the first write; again when it failed
+    bool has_room(size_t frames) const noexcept; // after begin: the file stays below 2 GiB with these as well
+    // Throws also when there is no room. What was written before is whole then and can be closed.
+    void write(const double* interleaved, size_t frames);
+    // Ends the file, under its temporary name; after begin. Then name() replaces what has the name. Where
+    // that fails the sound stays under the temporary name, which the exception tells.
+    void close();
+    void name();
+    void finish()
+    {
+        close();
+        name();
+    }
 
 private:
     class stream;
     std::string path_;
-    std::string temporary_path_;
+    std::string temporary_path_; // empty: there is none to remove
     std::unique_ptr<stream> stream_;
     wav_format format_;
     uint64_t frames_ = 0;

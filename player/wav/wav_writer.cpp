@@ -6,6 +6,7 @@
 #include "player/wav/wav_file.h"
 
 #include <climits>
+#include <utility>
 
 namespace player {
 
@@ -16,8 +17,7 @@ constexpr uint64_t max_data_bytes = LONG_MAX - 4096;
 
 win::file_handle create_output(const std::string& path, const std::string& temporary_path)
 {
-    if (is_folder(path))
-        throw player_error(path + ": is a folder; name a file for the output");
+    check_replaceable(path);
     win::file_handle file(CreateFileW(os_path(temporary_path).c_str(), GENERIC_WRITE, 0, nullptr,
                                       CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
     if (!file)
@@ -37,6 +37,8 @@ public:
 
     void begin(const wav_format& format)
     {
+        file_.cut_to(0); // one that failed leaves something
+        riff_ = {};
         riff_.fccType = mmioFOURCC('W', 'A', 'V', 'E');
         check(mmioCreateChunk(file_.get(), &riff_, MMIO_CREATERIFF) == 0);
         const std::vector<uint8_t> fmt = write_fmt(format);
@@ -45,6 +47,7 @@ public:
         check(mmioCreateChunk(file_.get(), &chunk, 0) == 0);
         write(fmt.data(), fmt.size());
         check(mmioAscend(file_.get(), &chunk, 0) == 0);
+        data_ = {};
         data_.ckid = mmioFOURCC('d', 'a', 't', 'a');
         check(mmioCreateChunk(file_.get(), &data_, 0) == 0);
     }
@@ -53,7 +56,8 @@ public:
         const auto size = static_cast<LONG>(byte_count);
         check(mmioWrite(file_.get(), reinterpret_cast<const char*>(bytes), size) == size);
     }
-    void finish()
+    void cut_data_to(uint64_t byte_count) { file_.cut_to(data_.dwDataOffset + byte_count); }
+    void close()
     {
         check(mmioAscend(file_.get(), &data_, 0) == 0);
         check(mmioAscend(file_.get(), &riff_, 0) == 0);
@@ -83,36 +87,51 @@ wav_writer::wav_writer(const std::string& path)
 
 wav_writer::~wav_writer()
 {
-    if (!stream_)
-        return;
     stream_.reset();
-    DeleteFileW(os_path(temporary_path_).c_str());
+    if (!temporary_path_.empty())
+        DeleteFileW(os_path(temporary_path_).c_str());
 }
 
 void wav_writer::begin(const wav_format& format)
 {
-    format_ = format;
     stream_->begin(format);
+    format_ = format;
+}
+
+bool wav_writer::has_room(size_t frames) const noexcept
+{
+    return (frames_ + frames) * format_.bytes_per_frame() <= max_data_bytes;
 }
 
 void wav_writer::write(const double* interleaved, size_t frames)
 {
-    const uint64_t bytes_before = frames_ * format_.bytes_per_frame();
-    const uint64_t bytes_now = uint64_t{frames} * format_.bytes_per_frame();
-    if (bytes_now > max_data_bytes || bytes_before > max_data_bytes - bytes_now)
+    if (!has_room(frames))
         throw player_error(path_ + ": would become larger than 2 GiB; render in parts");
-    packed_.resize(static_cast<size_t>(bytes_now));
+    packed_.resize(frames * format_.bytes_per_frame());
     doubles_to_samples(format_.type, interleaved, packed_.data(), frames * format_.channels);
-    stream_->write(packed_.data(), packed_.size());
+    try {
+        stream_->write(packed_.data(), packed_.size());
+    } catch (const player_error&) {
+        stream_->cut_data_to(frames_ * format_.bytes_per_frame());
+        throw;
+    }
     frames_ += frames;
 }
 
-void wav_writer::finish()
+void wav_writer::close()
 {
-    stream_->finish();
-    if (const uint32_t code = rename_over(temporary_path_, path_))
-        throw_file_error(path_, "cannot be replaced", code);
+    stream_->close();
     stream_.reset();
+}
+
+void wav_writer::name()
+{
+    const std::string temporary = std::exchange(temporary_path_, {});
+    const uint32_t code = rename_over(temporary, path_);
+    if (code)
+        throw player_error(
+            file_error_text(path_, "cannot be replaced", code) +
+            (path_exists(temporary) ? "; the sound is in " + temporary + ", rename that" : ""));
 }
 
 } // namespace player

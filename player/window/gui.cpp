@@ -84,10 +84,13 @@ gui_end run_gui(player_host& host, console_lines& lines, const gui_options& opti
         [&] { window->save_chain(); });
     window.reset();
     gui_end end{clean && ended, {}};
-    if (ended)
+    if (ended) {
         end.capture_failure = engine->capture_failure();
-    else
+    } else {
+        if (!options.capture.empty())
+            end.capture_failure = options.capture + ": was not finished: an effect did not end in time";
         static_cast<void>(engine.release()); // its thread is still in there
+    }
     return end;
 }
 

@@ -236,6 +236,8 @@ void main_window::show_status(const play_status& now)
                (now.channels == 1 ? " channel" : " channels");
     if (now.against_clock && hint_.empty())
         text += " - no sound device: playing against the clock";
+    if (now.capture_failed && hint_.empty())
+        text += " - the capture has ended: see the console";
     if (now.underruns && hint_.empty())
         text += " - " + std::to_string(now.underruns) + (now.underruns == 1 ? " gap" : " gaps");
     set_window_text(status_, text);

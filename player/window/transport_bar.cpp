@@ -13,10 +13,6 @@ namespace {
 
 constexpr double steps_per_second = 10;
 
-} // namespace
-
-namespace {
-
 // A click beside the thumb goes to that place instead of a page on; the thumb is then held there.
 LRESULT CALLBACK jump_to_click(HWND bar, UINT message, WPARAM first, LPARAM second, UINT_PTR, DWORD_PTR)
 {
