@@ -22,9 +22,6 @@ using namespace player;
 
 constexpr int exit_failed = 1;
 constexpr int exit_usage = 2;
-// For the last lines of workers that have ended. They take milliseconds, unless the machine is busy: then
-// half a second was seen to lose lines.
-constexpr std::chrono::milliseconds last_words_limit{5000};
 
 // Ctrl+C and its kin. The token lives as long as the process: the handler runs on a thread of the system's.
 abort_callback_impl& stop_token()
@@ -75,7 +72,7 @@ command_result run_in_host(const command_line& line, player_host& host,
         return run_scan(line, host, stop_token(), status ? scan_show(show) : nullptr);
     }
     const auto show = [status](double done) { status->show(render_bar(done)); };
-    return run_render(line, stop_token(), status ? render_progress(show) : nullptr);
+    return run_render(line, host, stop_token(), status ? render_progress(show) : nullptr);
 }
 
 // Turns what `work` throws into the line for standard error and the exit code.
@@ -131,7 +128,7 @@ command_result run_with_services(const command_line& line, bool& clean)
             return run_in_host(line, *host, status);
         });
         hide();
-        const bool idle = host->let_threads_end(last_words_limit);
+        const bool idle = host->let_threads_end();
         // A scan that was stopped may hang in a folder that does not answer: not worth any more waiting.
         clean = (idle || line.what != command::scan) && host->shut_down();
         host->console().close();

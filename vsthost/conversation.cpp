@@ -7,6 +7,7 @@
 #include "vsthost/report.h"
 
 #include <cstring>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -120,6 +121,9 @@ void vsthost::conversation::on_set_state(uint32_t byte_count)
         effect_->set_state(state);
         effect_->attend();
     });
+    // What is said of the first one is out before any sound, behind which the player may end this program.
+    if (!std::exchange(state_given_, true))
+        flush_reports(refusal_limit);
 }
 
 void vsthost::conversation::on_set_format(uint32_t byte_count)

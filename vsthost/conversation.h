@@ -43,6 +43,7 @@ private:
     std::optional<stream_runner> runner_;
     bool streaming_ = false; // a format is agreed
     bool introduced_ = false;
+    bool state_given_ = false;
     std::unique_ptr<std::byte[]> reply_; // grows, never shrinks
     size_t reply_capacity_ = 0;
 };

@@ -70,6 +70,17 @@ std::string failure_advice(std::string_view failure)
     return {};
 }
 
+void throw_refused_state(const std::vector<chain_entry>& entries, const std::string& reason)
+{
+    std::string files;
+    for (const chain_entry& entry : entries) {
+        if (!entry.state_file.empty())
+            files += (files.empty() ? "" : " or ") + entry.state_file;
+    }
+    throw player_error(files + ": holds no state that the effect takes: " + reason +
+                       "; save it anew from this effect, or leave it out");
+}
+
 chain_entry make_effect_entry(const effect_options& effect)
 {
     const std::string path = resolveModulePath(absolute_path(effect.module));
@@ -85,7 +96,7 @@ chain_entry make_effect_entry(const effect_options& effect)
     config.outputChannelMask = effect.output_mask;
     if (effect.state_file)
         config.state = read_required(*effect.state_file, "state");
-    chain_entry entry{path, {}};
+    chain_entry entry{path, {}, config.state.empty() ? std::string() : *effect.state_file};
     vstConfigToPreset(config, entry.preset);
     return entry;
 }
@@ -93,7 +104,7 @@ chain_entry make_effect_entry(const effect_options& effect)
 chain_entry load_preset_entry(const std::string& file)
 {
     const std::vector<uint8_t> bytes = read_required(file, "preset");
-    chain_entry entry{file, {}};
+    chain_entry entry{file, {}, file};
     entry.preset.set_owner(vstPresetOwner);
     entry.preset.set_data(bytes.data(), bytes.size());
     return entry;

@@ -14,6 +14,7 @@ namespace player {
 struct chain_entry {
     std::string file; // what messages name: the module, or the file of preset bytes
     dsp_preset_impl preset;
+    std::string state_file; // where the effect's state comes from; empty: it begins with its defaults
 };
 
 // The preset of an effect: the module is resolved to an absolute path and inspected, the state is read.
@@ -34,6 +35,10 @@ service_ptr_t<dsp_entry> find_dsp_entry(const guid_t& owner);
 
 // What to do about a failure of a DSP, told from its text; empty when only the console's lines can tell.
 std::string failure_advice(std::string_view failure);
+
+// For a state that an effect did not take (see state_refusals): names the files that it may have come from.
+// At least one entry has one.
+[[noreturn]] void throw_refused_state(const std::vector<chain_entry>& entries, const std::string& reason);
 
 // The instances of a chain, made by the DSP entries of the component and destroyed with this object. One
 // thread.

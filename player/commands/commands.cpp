@@ -170,9 +170,10 @@ std::string joined(const std::vector<std::string>& items)
 
 } // namespace
 
-command_result run_render(const command_line& line, abort_callback& abort, const render_progress& progress)
+command_result run_render(const command_line& line, player_host& host, abort_callback& abort,
+                          const render_progress& progress)
 {
-    const render_report report = render(line.render, abort, progress);
+    const render_report report = render(line.render, host, abort, progress);
     command_result result;
     result.output = line.json ? render_json(report) : render_text(report);
     if (report.aborted) {

@@ -18,7 +18,8 @@ struct command_result {
 };
 
 // The services are available; a scan and the two below need no component.
-command_result run_render(const command_line& line, abort_callback& abort, const render_progress& progress);
+command_result run_render(const command_line& line, player_host& host, abort_callback& abort,
+                          const render_progress& progress);
 command_result run_scan(const command_line& line, player_host& host, abort_callback& stop,
                         const scan_show& show);
 command_result run_services(const command_line& line, const player_host& host);

@@ -5,8 +5,11 @@
 #include "player/system/os_path.h"
 #include "player/system/player_error.h"
 #include "player/system/whole_file.h"
+#include "sdk/dsp_chunk_list_impl.h"
 
 #include <windows.h>
+
+#include <algorithm>
 
 namespace player {
 
@@ -51,6 +54,38 @@ void run_messages(player_host& host, const preset_edit& edit, abort_callback& st
     }
 }
 
+void throw_if_refused(const chain_entry& entry, player_host& host)
+{
+    host.let_threads_end(); // which bring what the worker said
+    if (host.refusals().any())
+        throw_refused_state({entry}, host.refusals().first_reason());
+}
+
+// Before the dialog opens: it would read back what the effect begins with instead of a state that it does not
+// take, and that would be written. An effect without an editor is asked, by a moment of silence. False when
+// it did not come to an answer.
+bool takes_its_state(const chain_entry& entry, player_host& host, abort_callback& stop)
+{
+    if (entry.state_file.empty())
+        return true;
+    bool answered = false;
+    try {
+        dsp_chunk_list_impl chunks;
+        audio_chunk& silence = *chunks.add_item(2);
+        silence.set_data_size(2);
+        silence.set_sample_rate(44100);
+        silence.set_channels(2, 0x3);
+        silence.set_sample_count(1);
+        std::fill_n(silence.get_data(), 2, 0.0);
+        dsp_chain({entry}, 0).run(chunks, 0, stop);
+        answered = true;
+    } catch (const std::exception&) {
+        // What else is wrong with it is the dialog's to show.
+    }
+    throw_if_refused(entry, host);
+    return answered;
+}
+
 chain_entry first_preset(const configure_options& options)
 {
     if (options.effect.module.empty())
@@ -74,6 +109,7 @@ command_result run_configure(const command_line& line, player_host& host, abort_
         check_replaceable(file);
         check_preset_target(file);
     }
+    const bool takes_state = takes_its_state(entry, host, stop);
     const auto maker = find_dsp_entry(entry.preset.get_owner());
     const auto third = maker ? service_query_as<dsp_entry_v3>(*maker) : nullptr;
     if (!third)
@@ -86,6 +122,8 @@ command_result run_configure(const command_line& line, player_host& host, abort_
         run_messages(host, *edit, stop);
         dialog.release(); // brings the editor's last state
     }
+    if (!takes_state)
+        throw_if_refused(entry, host);
     const bool is_new = !line.configure.effect.module.empty();
     if (!file.empty() && (is_new || !(edit->preset == entry.preset)))
         replace_whole_file(

@@ -42,8 +42,10 @@ std::vector<chain_item> with_enough_precision(std::vector<chain_item> chain, con
 
 class run {
 public:
-    run(const render_options& options, abort_callback& abort, const render_progress& progress)
+    run(const render_options& options, player_host& host, abort_callback& abort,
+        const render_progress& progress)
         : options_(options)
+        , host_(host)
         , abort_(abort)
         , progress_(progress)
     {
@@ -53,15 +55,11 @@ public:
         for (const auto& reader : readers_)
             total_frames_ += reader->frame_count();
         report_.input = readers_.front()->format();
-        const std::vector<chain_entry> chain = make_chain(with_enough_precision(options.chain, readers_));
+        entries_ = make_chain(with_enough_precision(options.chain, readers_));
         std::vector<std::string> used = options.inputs;
-        for (const chain_entry& entry : chain)
-            used.push_back(entry.file);
-        for (const chain_item& item : options.chain) {
-            if (item.effect.state_file)
-                used.push_back(*item.effect.state_file);
-        }
-        chain_ = std::make_unique<dsp_chain>(chain, options.realtime ? dsp_flag_realtime : 0);
+        for (const chain_entry& entry : entries_)
+            used.insert(used.end(), {entry.file, entry.state_file});
+        chain_ = std::make_unique<dsp_chain>(entries_, options.realtime ? dsp_flag_realtime : 0);
         outputs_ = std::make_unique<output_files>(options.output, std::move(used), report_.input.type);
     }
 
@@ -78,6 +76,9 @@ public:
         }
         const std::chrono::duration<double> took = std::chrono::steady_clock::now() - began;
         chain_.reset(); // no worker lives on while files are renamed
+        if (std::ranges::any_of(entries_, [](const chain_entry& entry) { return !entry.state_file.empty(); }))
+            host_.let_threads_end(); // which bring what the workers said
+        check_states();
         outputs_->close(report_.input);
         report_.outputs = outputs_->name();
         report_.tail_frames = frames_out_ > report_.input_frames ? frames_out_ - report_.input_frames : 0;
@@ -124,6 +125,7 @@ private:
         if (abort_.is_aborting())
             throw exception_aborted();
         chain_->run(chunks_, flags, abort_);
+        check_states();
         for (size_t i = 0; i < chunks_.get_count(); ++i) {
             const audio_chunk& chunk = *chunks_.get_item(i);
             if (!chunk.is_valid())
@@ -134,10 +136,19 @@ private:
         chunks_.remove_all();
     }
 
+    // What an effect makes of sound with its defaults is not what was asked for.
+    void check_states() const
+    {
+        if (host_.refusals().any())
+            throw_refused_state(entries_, host_.refusals().first_reason());
+    }
+
     const render_options& options_;
+    player_host& host_;
     abort_callback& abort_;
     const render_progress& progress_;
     reader_list readers_;
+    std::vector<chain_entry> entries_;
     std::unique_ptr<dsp_chain> chain_;
     std::unique_ptr<output_files> outputs_;
     dsp_chunk_list_impl chunks_;
@@ -152,9 +163,10 @@ private:
 
 } // namespace
 
-render_report render(const render_options& options, abort_callback& abort, const render_progress& progress)
+render_report render(const render_options& options, player_host& host, abort_callback& abort,
+                     const render_progress& progress)
 {
-    return run(options, abort, progress).play();
+    return run(options, host, abort, progress).play();
 }
 
 } // namespace player

@@ -2,8 +2,8 @@
 // Runs WAV files through a DSP chain into WAV files.
 
 #include "player/commands/command_line.h"
+#include "player/host/player_host.h"
 #include "player/wav/output_files.h"
-#include "sdk/abort_callback.h"
 
 #include <functional>
 
@@ -25,8 +25,10 @@ struct render_report {
 // Called now and then with what is done, 0..1. On the calling thread.
 using render_progress = std::function<void(double done)>;
 
-// The services are available. Everything that can be refused is refused before an output is made; a run that
-// fails leaves none (but see wav_writer::name). Throws player_error.
-render_report render(const render_options& options, abort_callback& abort, const render_progress& progress);
+// The host's services are available. What can be refused beforehand is refused before an output is made; a
+// run that fails leaves none (but see wav_writer::name), and one whose effect does not take its state fails.
+// Throws player_error.
+render_report render(const render_options& options, player_host& host, abort_callback& abort,
+                     const render_progress& progress);
 
 } // namespace player

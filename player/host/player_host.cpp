@@ -37,7 +37,12 @@ public:
 };
 
 player_host::player_host(console_log::sink_t console_sink, service_ptr_t<config_store> store)
-    : console_(service_new<console_log>(std::move(console_sink)))
+    : refusals_(std::make_shared<state_refusals>())
+    , console_(service_new<console_log>([heard = refusals_, sink = std::move(console_sink)](auto line) {
+        heard->hear(line);
+        if (sink)
+            sink(line);
+    }))
     , store_(std::move(store))
     , threads_(service_new<thread_pool>())
     , tasks_(service_new<task_runner>(threads_))

@@ -4,6 +4,7 @@
 #include "player/services/callback_queue.h"
 #include "player/services/console_log.h"
 #include "player/services/dialog_keys.h"
+#include "player/services/state_refusals.h"
 #include "player/services/stream_capture.h"
 #include "player/services/task_runner.h"
 #include "player/services/theme.h"
@@ -26,6 +27,9 @@ class player_host final : public host_api {
 public:
     // What a component may wait for threads at shut-down.
     static constexpr std::chrono::seconds thread_patience{3};
+    // For the last lines of workers that have ended. They take milliseconds, unless the machine is busy: then
+    // half a second was seen to lose lines.
+    static constexpr std::chrono::seconds last_words_limit{5};
 
     // Registers every service that a component may ask for: the console, the store, the file system, the
     // threads, the background tasks, the main-thread queue, the abort token, the chain, the stream capture,
@@ -46,7 +50,7 @@ public:
     // Lets the component's threads end by themselves, after its DSP instances are gone: what a worker said
     // last is on its way through such a thread, and the abort token would cut it off. False when some still
     // run at the limit.
-    bool let_threads_end(std::chrono::milliseconds limit);
+    bool let_threads_end(std::chrono::milliseconds limit = last_words_limit);
 
     // The one order in which everything ends: says "shutting down", signals the application's abort token,
     // lets `destroy_instances` destroy DSP instances and dialogs, runs the quit actions, which may still
@@ -58,6 +62,7 @@ public:
                    const std::function<void()>& save = {}) noexcept;
 
     console_log& console() noexcept { return *console_; }
+    const state_refusals& refusals() const noexcept { return *refusals_; }
     config_store& store() noexcept { return *store_; }
     // Nobody takes callbacks out of it but the main thread's loop, whatever that is.
     callback_queue& main_queue() noexcept { return *queue_; }
@@ -97,6 +102,7 @@ private:
     live_chain chain_; // its service refers to it
     std::atomic<phase> phase_{phase::made};
     bool clean_ = true;
+    std::shared_ptr<state_refusals> refusals_; // shared with the console, which threads may hold longer
     service_ptr_t<console_log> console_;
     service_ptr_t<config_store> store_;
     service_ptr_t<thread_pool> threads_;

@@ -234,12 +234,16 @@ void main_window::show_status(const play_status& now)
     else
         text = file_name(file_) + ", " + std::to_string(now.rate) + " Hz, " + std::to_string(now.channels) +
                (now.channels == 1 ? " channel" : " channels");
-    if (now.against_clock && hint_.empty())
-        text += " - no sound device: playing against the clock";
-    if (now.capture_failed && hint_.empty())
-        text += " - the capture has ended: see the console";
-    if (now.underruns && hint_.empty())
-        text += " - " + std::to_string(now.underruns) + (now.underruns == 1 ? " gap" : " gaps");
+    if (hint_.empty()) {
+        if (now.against_clock)
+            text += " - no sound device: playing against the clock";
+        if (now.capture_failed)
+            text += " - the capture has ended: see the console";
+        if (host_.refusals().any())
+            text += " - an effect did not take its state: see the console";
+        if (now.underruns)
+            text += " - " + std::to_string(now.underruns) + (now.underruns == 1 ? " gap" : " gaps");
+    }
     set_window_text(status_, text);
 }
 

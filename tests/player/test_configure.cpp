@@ -57,15 +57,23 @@ TEST_CASE("configure: a preset is made from an effect, changed, and left alone")
     CHECK(test.flags_in(file) == 0);
 
     test.folder.write("song.wav", std::vector<uint8_t>(500, 'x'));
-    const std::string song = test.folder.path("song.wav");
+    const std::string song = test.folder.path("song.wav"), gain = shipped_effect("qvxGain.vst3", "x64");
+    // A preset whose state the effect refuses keeps it, instead of what the editor would begin with.
+    const std::string wrong = test.folder.path("wrong.preset");
+    REQUIRE(test.run({"preset", gain, wrong, "--state", song}).exit_code == 0);
+    const auto before = player::read_whole_file(wrong, 1 << 20);
     const std::pair<strings, const char*> refusals[] = {
         {{"--preset", test.folder.path("none")}, "none"},
         {{"--effect", file}, "a.preset"},
         {{"--preset", song}, "song.wav: is no preset"},
-        {{"--effect", shipped_effect("qvxGain.vst3", "x64"), "--preset", song}, "song.wav: is no preset"}};
+        {{"--effect", gain, "--preset", song}, "song.wav: is no preset"},
+        {{"--effect", gain, "--state", song}, "song.wav: holds no state that the effect takes"},
+        {{"--preset", wrong},
+         "wrong.preset: holds no state that the effect takes: it is not a VST 3 preset"}};
     for (const auto& [options, words] : refusals) {
         const program_result refused = test.run(with({"configure"}, options));
         CHECK(refused.exit_code == 1);
         CHECK(refused.last_line().find(words) != std::string::npos);
     }
+    CHECK(player::read_whole_file(wrong, 1 << 20) == before);
 }

@@ -77,6 +77,8 @@ TEST_CASE("program: bad input ends with one line that names the file, code 1, an
     auto truncated = test.bytes("in.wav");
     truncated.resize(1000);
     test.folder.write("short.wav", truncated);
+    const std::string gain = shipped_effect("qvxGain.vst3", "x64");
+    CHECK(test.run({"preset", gain, in("wrong.preset"), "--state", in("text.txt")}).exit_code == 0);
     const auto files_before = test.file_count();
     struct row {
         strings arguments;
@@ -99,12 +101,20 @@ TEST_CASE("program: bad input ends with one line that names the file, code 1, an
         // A DLL, but no plug-in.
         {render("in.wav", "out.wav", {"--effect", shipped("qvx_dsp_vst3.dll")}), 1, "qvx_dsp_vst3.dll: "},
         {render("in.wav", "out.wav", {"--preset", in("text.txt")}), 1, "text.txt: Unsupported format"},
+        {render("in.wav", "out.wav", {"--quiet", "--effect", gain, "--state", in("text.txt")}), 1,
+         "text.txt: holds no state that the effect takes: it is not a VST 3 preset; save it anew"},
+        {render(
+             "in.wav", "out.wav",
+             {"--effect", shipped_effect("qvxGain.dll", "x86"), "--state", in("text.txt"), "--effect", gain}),
+         1, "text.txt: holds no state that the effect takes: it is not the state of a VST 2 effect"},
+        {render("in.wav", "out.wav", {"--preset", in("wrong.preset")}), 1,
+         "wrong.preset: holds no state that the effect takes"},
         {render("in.wav", "out.wav", {"--component", in("none.dll")}), 1,
          "none.dll: the component is missing"},
         {{"services", "--component", in("text.txt")}, 1, "text.txt: "},
         {{"preset", in("none.dll"), in("no\\out.preset")}, 1, "no\\out.preset: cannot be written"},
         {{"preset", in("none.dll"), in("out.preset")}, 1, "none.dll: does not exist"},
-        {{"preset", shipped_effect("qvxGain.vst3", "x64"), in("in.wav")}, 1, "in.wav: is no preset"},
+        {{"preset", gain, in("in.wav")}, 1, "in.wav: is no preset"},
         {{"preset", "--show", in("none")}, 1, "none: there is no such preset file"},
         {{"preset", "--show", in("text.txt")}, 1, "text.txt: Unsupported format"},
         {{"rendr"}, 2, "unknown command rendr; did you mean render?"},
