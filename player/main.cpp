@@ -208,8 +208,10 @@ int wmain(int argument_count, wchar_t** argument_values)
         arguments.push_back(win::to_utf8(argument_values[i]));
 
     bool clean = true;
-    const command_result result = run(arguments, clean);
-    write_text(std_stream::output, result.output);
+    command_result result = run(arguments, clean);
+    const uint32_t unwritten = write_text(std_stream::output, result.output);
+    if (unwritten && result.failure.empty())
+        result = {{}, file_error_text("standard output", "cannot be written", unwritten), exit_failed};
     if (!result.failure.empty()) {
         std::string line = "qvxplayer: " + result.failure;
         std::replace(line.begin(), line.end(), '\n', ' ');

@@ -74,11 +74,6 @@ std::string entry(const std::string& name, std::string_view text)
     return result + "\n";
 }
 
-bool is_flag(const CLI::Option& option)
-{
-    return !option.get_positional() && option.get_expected_min() == 0;
-}
-
 // "--effect MODULE", or what stands without a name.
 std::string shown_name(const CLI::Option& option)
 {
@@ -117,6 +112,11 @@ const CLI::Option* option_in(const CLI::App& app, std::string_view text)
 }
 
 } // namespace
+
+bool is_flag(const CLI::Option& option)
+{
+    return !option.get_positional() && option.get_expected_min() == 0;
+}
 
 std::string help_page(const CLI::App& root, const CLI::App& which)
 {

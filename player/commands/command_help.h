@@ -7,6 +7,7 @@
 
 namespace CLI {
 class App;
+class Option;
 class ParseError;
 } // namespace CLI
 
@@ -14,6 +15,9 @@ namespace player {
 
 // The page of a command, or of the program for `root` itself: at most 80 columns wide.
 std::string help_page(const CLI::App& root, const CLI::App& which);
+
+// Is given or not, without a value.
+bool is_flag(const CLI::Option& option);
 
 // The parser's error as one line.
 std::string explain_mistake(const CLI::App& root, const CLI::ParseError& error);

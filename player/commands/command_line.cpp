@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <set>
 
 namespace player {
 
@@ -86,6 +87,7 @@ public:
             throw usage_error(explain_mistake(app_, error));
         }
         check_values();
+        check_flags(arguments);
         if (!take_lonely_file())
             check_extras();
         if (version_)
@@ -318,10 +320,23 @@ private:
                                       (option->get_positional() ? "" : " of " + option->get_name()) +
                                       "; put a name there");
                 // The parser itself would take numbers and words like "off".
-                const bool is_flag = !option->get_positional() && option->get_expected_min() == 0;
-                if (is_flag && std::ranges::any_of(given, [](const auto& text) { return text != "true"; }))
+                if (is_flag(*option) &&
+                    std::ranges::any_of(given, [](const auto& text) { return text != "true"; }))
                     throw usage_error(option->get_name() + " takes no value; leave the value out");
             }
+        }
+    }
+
+    // "--tail on" would make "on" the output, and the output before it an input.
+    void check_flags(const std::vector<std::string>& arguments) const
+    {
+        static const std::set<std::string> values{"on", "off", "yes", "no", "true", "false", "0", "1"};
+        for (size_t i = 0; i + 1 < arguments.size(); ++i) {
+            const CLI::Option* option = app_.get_option_no_throw(arguments[i]);
+            for (const CLI::App* sub : app_.get_subcommands())
+                option = option ? option : sub->get_option_no_throw(arguments[i]);
+            if (option && is_flag(*option) && values.contains(CLI::detail::to_lower(arguments[i + 1])))
+                throw usage_error(option->get_name() + " takes no value; leave the value out");
         }
     }
 

@@ -52,7 +52,7 @@ void status_line::hide()
     shown_.clear();
 }
 
-void write_text(std_stream to, std::string_view utf8) noexcept
+uint32_t write_text(std_stream to, std::string_view utf8) noexcept
 try {
     const HANDLE handle = handle_of(to);
     DWORD written = 0;
@@ -63,18 +63,25 @@ try {
              left.remove_prefix(std::min<size_t>(written, left.size()))) {
             const auto part = static_cast<DWORD>(std::min<size_t>(left.size(), 8192));
             if (!WriteConsoleW(handle, left.data(), part, &written, nullptr) || written == 0)
-                return;
+                return 0;
         }
-        return;
+        return 0;
     }
     while (!utf8.empty()) {
         const auto part = static_cast<DWORD>(std::min<size_t>(utf8.size(), 1 << 20));
-        if (!WriteFile(handle, utf8.data(), part, &written, nullptr) || written == 0)
-            return;
+        if (!WriteFile(handle, utf8.data(), part, &written, nullptr)) {
+            const DWORD code = GetLastError();
+            const bool has_reader =
+                code != ERROR_INVALID_HANDLE && code != ERROR_BROKEN_PIPE && code != ERROR_NO_DATA;
+            return has_reader ? code : 0;
+        }
+        if (written == 0)
+            return ERROR_DISK_FULL;
         utf8.remove_prefix(written);
     }
-} catch (...) {
-    // Nobody could be told.
+    return 0;
+} catch (const std::exception&) {
+    return ERROR_NOT_ENOUGH_MEMORY;
 }
 
 } // namespace player

@@ -3,6 +3,7 @@
 // the bytes as they are.
 
 #include <cstddef>
+#include <cstdint>
 #include <mutex>
 #include <string>
 #include <string_view>
@@ -11,8 +12,9 @@ namespace player {
 
 enum class std_stream { output, error };
 
-// Writes the whole text; a stream that cannot be written (closed, broken pipe) swallows it. Any thread.
-void write_text(std_stream to, std::string_view utf8) noexcept;
+// Writes the whole text; a stream that nobody reads (closed, broken pipe) swallows it. Returns the Windows
+// error code of what failed otherwise, 0 when nothing did. Any thread.
+uint32_t write_text(std_stream to, std::string_view utf8) noexcept;
 
 // True when the stream is a console that a person looks at.
 bool is_terminal(std_stream stream) noexcept;

@@ -159,6 +159,8 @@ wav_format parse_fmt(std::span<const uint8_t> fmt)
 wav_audio find_audio(riff_source& file, uint64_t file_size)
 {
     const auto riff = file_size < 12 ? std::nullopt : file.chunk_at(0);
+    if (riff && (riff->id == fourcc("RF64") || riff->id == fourcc("BW64") || riff->id == fourcc("RIFX")))
+        throw wav_error("is a WAV file of a form that is not supported; save it as a plain one");
     if (!riff || riff->id != fourcc("RIFF") || riff->form != fourcc("WAVE"))
         throw wav_error("is not a WAV file; convert it to WAV first");
 

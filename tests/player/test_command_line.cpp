@@ -153,6 +153,7 @@ TEST_CASE("command line: mistakes are named, with the nearest thing that would b
         {{"preset", "m"}, "preset needs a module and an output"},
         {{"preset", "--show", "f", "m"}, "exclude each other"},
         {{"render", "a", "b", "--tail=3"}, "--tail takes no value"},
+        {{"render", "a", "b", "--tail", "on"}, "--tail takes no value"},
         {{"render", "a", "b", "--capture", "c"}, "unknown option --capture; it belongs to gui"},
         {{"services", "--vst"}, "unknown option --vst; --help"},
         {{"preset", "--show", "f", "--float64"}, "no meaning with --show"},

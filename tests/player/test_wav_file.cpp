@@ -55,7 +55,9 @@ TEST_CASE("wav file: damaged and foreign files are refused by name, with what to
     const std::pair<const char*, bytes> rows[] = {
         {"not a WAV file", {}},
         {"not a WAV file", text("RIFF")},
-        {"not a WAV file", text("RIFX") + bytes(whole.begin() + 4, whole.end())},
+        {"of a form that is not supported", text("RIFX") + bytes(whole.begin() + 4, whole.end())},
+        {"of a form that is not supported",
+         text("RF64") + word(0xFFFFFFFF) + bytes(whole.begin() + 8, whole.end())},
         {"not a WAV file", text("RIFF") + word(4) + text("AVI ") + chunk("data", audio)},
         {"not a WAV file", bytes(5000, 0x5A)},
         {"truncated (it ends before its audio)", riff({})},
