@@ -80,9 +80,10 @@ int32_t vsthost::to_arrangement_type(channel_layout layout)
         uint32_t mask;
         int32_t type;
     };
-    constexpr named known[] = {{0x3, 1},    {0x7, 6},    {0x103, 7}, {0xF, 8},    {0x107, 10}, {0x33, 11},
-                               {0x603, 11}, {0x3B, 13},  {0x37, 14}, {0x607, 14}, {0x3F, 15},  {0x60F, 15},
-                               {0x13F, 18}, {0x70F, 18}, {0xFF, 22}, {0x63F, 23}};
+    // Those whose channels stand in the mask's order.
+    constexpr named known[] = {{0x3, 1},   {0x7, 6},    {0x103, 7},  {0xF, 8},   {0x107, 10},
+                               {0x33, 11}, {0x603, 11}, {0x3B, 13},  {0x37, 14}, {0x607, 14},
+                               {0x3F, 15}, {0x60F, 15}, {0x13F, 18}, {0xFF, 22}, {0x63F, 23}};
     const auto* const found = std::ranges::find(known, mask, &named::mask);
     return found != std::end(known) ? found->type : -2;
 }

@@ -16,6 +16,8 @@ TEST_CASE("masks and arrangements name the same speakers")
     CHECK(to_arrangement({6, 0}) == 0x3F);
     CHECK(to_arrangement({6, 0x3}) == 0x3F); // a mask of another count
     CHECK(to_arrangement({10, 0}) == 0x3FF);
+    CHECK(to_arrangement_type({7, 0x13F}) == 18);
+    CHECK(to_arrangement_type({7, 0x70F}) == -2); // its back centre stands before the sides
     CHECK(from_arrangement(1u << 19) == channel_layout{1, 0x4});
     CHECK(from_arrangement(0x63F) == channel_layout{8, 0x63F});
     CHECK(from_arrangement(uint64_t{3} << 20) == channel_layout{2, 0});
