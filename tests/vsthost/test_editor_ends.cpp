@@ -3,8 +3,10 @@
 #include "programs/modules/driven_messages.h"
 #include "vsthost/editor_driver.h"
 #include "vsthost/exit_codes.h"
+#include "win/utf.h"
 
 #include <chrono>
+#include <thread>
 
 using namespace editor_driver;
 
@@ -24,6 +26,27 @@ TEST_CASE("the end of the pipe keeps the last edit, also while the owner's threa
         CHECK(std::chrono::steady_clock::now() - begin < std::chrono::milliseconds(800));
         CHECK(shown.holds(0.875, 0));
         CHECK(shown.leftovers().empty());
+    });
+}
+
+TEST_CASE("the last edit is in the file before a log-off takes the process, also while somebody reads it")
+{
+    for_some_kinds([](const kind& which) {
+        editor shown({.which = which, .name = "module_with_an_editor"});
+        const HWND frame = shown.frame();
+        REQUIRE(frame != nullptr);
+        CHECK(shown.holds(0.5, 1000));
+        win::file_handle reader(CreateFileW(win::to_utf16(shown.data()).c_str(), GENERIC_READ,
+                                            FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr));
+        std::thread reads([&] {
+            Sleep(300);
+            reader.reset();
+        });
+        SendMessageW(shown.inside(), WM_APP + driven_edit, 625, 0);
+        SendMessageW(frame, WM_ENDSESSION, TRUE, 0);
+        TerminateProcess(shown.process().process_handle(), 1);
+        reads.join();
+        CHECK(shown.holds(0.625, 0));
     });
 }
 

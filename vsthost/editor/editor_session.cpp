@@ -17,6 +17,7 @@ namespace {
 constexpr uint64_t tick_period = 15; // ms, at least
 constexpr uint64_t tick_overdue = 50;
 constexpr unsigned closing_time = 7000; // ms, for the user's way out
+constexpr unsigned log_off_time = 2000; // ms; Windows waits for some more
 
 uint64_t now_ms()
 {
@@ -56,7 +57,7 @@ thread_local vsthost::editor_session* current = nullptr;
 
 vsthost::editor_session::editor_session(const parts& with, HWND owner, const std::string& title)
     : with_(with)
-    , window_(owner, title, {[this] { tick(); }, [this] { end(); }})
+    , window_(owner, title, {[this] { tick(); }, [this] { end(); }, [this] { end_for_good(); }})
 {
     in_tick_ = true; // an editor that pumps messages while it opens
     open_editor();
@@ -190,4 +191,11 @@ void vsthost::editor_session::end()
     if (!in_tick_)
         save();
     window_.hide();
+}
+
+void vsthost::editor_session::end_for_good()
+{
+    end();
+    if (with_.writer != nullptr)
+        with_.writer->finish(log_off_time);
 }

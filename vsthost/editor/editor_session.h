@@ -51,6 +51,7 @@ private:
     void rebuild();
     void save();
     void end();
+    void end_for_good();
 
     parts with_;
     save_schedule schedule_;

@@ -318,9 +318,9 @@ LRESULT vsthost::editor_window::handle(UINT message, WPARAM wide, LPARAM large)
     case WM_CLOSE:
         events_.close_wanted();
         return 0;
-    case WM_ENDSESSION: // the user logs off
+    case WM_ENDSESSION:
         if (wide != FALSE)
-            events_.close_wanted();
+            events_.logged_off();
         return 0;
     case WM_SIZE:
         if (editor_ && !sizing_ && wide != SIZE_MINIMIZED) {

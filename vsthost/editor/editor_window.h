@@ -16,6 +16,7 @@ public:
     struct events {
         std::function<void()> tick;         // every 20 ms, also while somebody else's message loop runs
         std::function<void()> close_wanted; // by the user, or the window goes with its owner
+        std::function<void()> logged_off;   // the process may be gone when this has returned
     };
 
     // Hidden. Throws fatal_error when the system makes no window. `owner`, of whatever process, may be null
