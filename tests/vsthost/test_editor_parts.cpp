@@ -1,6 +1,5 @@
 // The parts of an editor's process that need no window.
 
-#include "vsthost/editor/key_codes.h"
 #include "vsthost/editor/parameter_model.h"
 #include "vsthost/editor/save_schedule.h"
 
@@ -91,6 +90,10 @@ TEST_CASE("a list of parameters: search, steps, defaults, typed values, changes 
 
 TEST_CASE("the state is asked for soon after an edit, and neither all the time nor for long without one")
 {
+    const auto ask = [](save_schedule& of, uint64_t from, uint64_t to) {
+        of.asking(from);
+        of.asked(to);
+    };
     save_schedule quick;
     CHECK(!quick.due(1000));
     quick.edited();
@@ -100,38 +103,24 @@ TEST_CASE("the state is asked for soon after an edit, and neither all the time n
     quick.asked(1001);
     CHECK(!quick.due(1049));
     CHECK(quick.due(1050));
-    quick.asking(1050);
-    quick.asked(1051);
+    ask(quick, 1050, 1051);
     CHECK(!quick.due(5000));
 
     quick.touched(6000);
     CHECK(quick.due(6000));
-    quick.asking(6000);
-    quick.asked(6001);
+    ask(quick, 6000, 6001);
     CHECK(!quick.due(6049));
     CHECK(quick.due(6990));
     CHECK(!quick.due(7000));
 
     save_schedule slow; // 40 ms each time
     slow.edited();
-    slow.asking(1000);
-    slow.asked(1040);
+    ask(slow, 1000, 1040);
     slow.edited();
     CHECK(!slow.due(1079));
     CHECK(slow.due(1080));
-    slow.asking(1080);
-    slow.asked(1120);
+    ask(slow, 1080, 1120);
     slow.touched(1120);
     CHECK(!slow.due(1479));
     CHECK(slow.due(1480));
-}
-
-TEST_CASE("keys are numbered as the formats do")
-{
-    CHECK(effect_key_code(0x0D) == 4);
-    CHECK(effect_key_code(0x25) == 11);
-    CHECK(effect_key_code(0x69) == 33);
-    CHECK(effect_key_code(0x70) == 40);
-    CHECK(effect_key_code(0x7B) == 51);
-    CHECK(effect_key_code('A') == 0);
 }

@@ -54,12 +54,10 @@ TEST_CASE("audio of any format goes through the effect, and nothing else that co
             }));
         }
         // No format at all, impossible ones, half a frame, something unknown, a large piece.
-        format(player, 44100, 0);
-        play(player, tone(100, 2, 0.9));
-        format(player, 44100, 100000);
-        play(player, tone(100, 2, 0.9));
-        format(player, 1, 2);
-        play(player, tone(100, 2, 0.9));
+        for (const auto& [rate, channels] : {std::pair{44100u, 0u}, {44100u, 100000u}, {1u, 2u}}) {
+            format(player, rate, channels);
+            play(player, tone(100, 2, 0.9));
+        }
         player.send(Nv::cmdSetFormat, "short", 5);
         player.send(77, "unknown", 7);
         player.send(Nv::cmdSetState, "state", 5);

@@ -140,7 +140,7 @@ TEST_CASE("latency follows the effect at run time, and calls from a thread of it
 
 TEST_CASE("an effect that says in its set-up that its buses changed is set up once")
 {
-    worker with(module({arches()[0], 3}, "module_that_changes_its_buses_when_asked"));
+    worker with(module({arches()[0], 3}, "module_that_is_never_settled"));
     REQUIRE(open_stream(with, stereo) == stereo);
     const std::vector<double> first = with.process(ramp(200), 2).audio;
     with.process(ramp(200), 2);
@@ -254,7 +254,7 @@ TEST_CASE("a broken pipe ends the worker at once, whatever is stuck")
     });
 }
 
-TEST_CASE("a probe prints what a module holds, or why it cannot be loaded")
+TEST_CASE("a probe prints what a module holds")
 {
     for_each_kind([](const kind& which) {
         worker late = probe(which, "module_with_48000_samples_of_latency");
@@ -271,8 +271,5 @@ TEST_CASE("a probe prints what a module holds, or why it cannot be loaded")
         worker many = probe(which, "module_with_34_classes");
         CHECK(many.wait() == 0);
         CHECK(many.output().find("\"Class 34\"") != std::string::npos);
-        worker none = probe(which, "module_without_classes");
-        CHECK(none.wait() == static_cast<uint32_t>(exit_code::no_effect));
-        CHECK(none.output().empty());
     });
 }

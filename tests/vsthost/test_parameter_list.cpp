@@ -120,6 +120,22 @@ TEST_CASE("what the list sets reaches a component behind a controller of its own
         }
 }
 
+TEST_CASE("a bar is dragged on while the effect is set up anew with every edit")
+{
+    for_some_kinds([](const kind& which) {
+        editor shown({.which = which, .name = "module_that_is_never_settled"});
+        const shown_list list(shown);
+        SendMessageW(list.list, WM_LBUTTONDOWN, MK_LBUTTON, list.bar(0.25));
+        CHECK(wait_until([&] { return value_in(shown, which, 0) < 0.4; }, 1000));
+        CHECK(wait_until(
+            [&] { // again, for the screen's own pointer moves it too
+                SendMessageW(list.list, WM_MOUSEMOVE, MK_LBUTTON, list.bar(0.75));
+                return std::abs(value_in(shown, which, 0) - 0.75) < 0.02;
+            },
+            1000));
+    });
+}
+
 TEST_CASE("the list follows what the effect changes itself")
 {
     const auto moves = [](const kind& which, const std::string& name) {

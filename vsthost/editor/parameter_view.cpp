@@ -213,9 +213,16 @@ void vsthost::parameter_view::renew()
 {
     if (list_ == nullptr)
         return;
-    end_typing(false);
-    dragged_row_.reset();
+    const auto parameter_in = [this](std::optional<size_t> row) {
+        return row && *row < model_.count() ? std::optional(model_.at(*row).about.id) : std::nullopt;
+    };
+    const auto typed = parameter_in(typed_row_), dragged = parameter_in(dragged_row_);
     model_.reload();
+    // What the user is at goes on: some effects say with every edit that their latency changed.
+    if (parameter_in(typed_row_) != typed)
+        end_typing(false);
+    if (parameter_in(dragged_row_) != dragged)
+        dragged_row_.reset();
     show_rows();
 }
 

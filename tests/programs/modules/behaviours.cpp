@@ -252,7 +252,8 @@ private:
     bool played_ = false;
 };
 
-// Says of its buses that they changed each time they are agreed. Puts out how often it was started.
+// Says of its buses that they changed each time they are agreed, and of its latency with each edit. Puts out
+// how often it was started.
 class restless final : public passing {
 public:
     using passing::passing;
@@ -261,6 +262,12 @@ public:
         if (owner())
             owner()->layout_changed();
         return passing::set_layout(in, out);
+    }
+    void set_value(std::size_t index, double plain) override
+    {
+        passing::set_value(index, plain);
+        if (owner())
+            owner()->latency_changed();
     }
     void start() override { ++starts_; }
 
@@ -462,7 +469,7 @@ constexpr behaviour behaviours[] = {
          a.parameters.push_back({"Meter", "", 0.0, 1.0, 0.0});
      }},
     {"module_that_wants_idle_calls", make<idling>},
-    {"module_that_changes_its_buses_when_asked", make<restless>},
+    {"module_that_is_never_settled", make<restless>},
     {"module_whose_edits_need_samples", make<passing>, [](about_t& a) { a.edits_need_samples = true; }},
     {"module_with_names_in_unicode_only", make<passing>, [](about_t& a) { a.names_in_unicode_only = true; }},
     {"module_that_calls_back_from_its_own_thread", make<own_thread>},

@@ -25,6 +25,7 @@ set(module_names
     module_that_calls_back_from_its_own_thread
     module_with_300_channels
     module_that_wants_idle_calls
+    module_that_is_never_settled
     module_that_is_an_instrument
     module_without_audio
     module_with_an_editor
@@ -42,6 +43,5 @@ set(vst3_module_names
     module_with_a_separate_controller
     module_whose_controller_edits
     module_whose_controller_follows_a_meter
-    module_that_changes_its_buses_when_asked
     module_whose_edits_need_samples
     module_with_names_in_unicode_only)
