@@ -6,7 +6,7 @@
 #include "player/commands/scan_progress.h"
 #include "player/host/component_settings.h"
 #include "player/services/json_config_store.h"
-#include "player/system/os_path.h"
+#include "player/system/paths.h"
 #include "player/system/player_error.h"
 #include "player/system/terminal.h"
 #include "player/window/gui.h"

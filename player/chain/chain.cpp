@@ -3,7 +3,7 @@
 #include "catalogue/bundle.h"
 #include "catalogue/inspectModule.h"
 #include "catalogue/vstConfig.h"
-#include "player/system/os_path.h"
+#include "player/system/paths.h"
 #include "player/system/player_error.h"
 #include "player/system/whole_file.h"
 #include "sdk/exceptions.h"

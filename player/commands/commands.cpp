@@ -4,7 +4,8 @@
 #include "player/chain/chain.h"
 #include "player/commands/service_listing.h"
 #include "player/host/component_settings.h"
-#include "player/system/os_path.h"
+#include "player/system/hexadecimal.h"
+#include "player/system/paths.h"
 #include "player/system/player_error.h"
 #include "player/system/whole_file.h"
 
@@ -109,18 +110,6 @@ std::string scan_json(const std::vector<vstConfig_t>& found)
     return json_line(list);
 }
 
-std::string hexadecimal(const std::vector<uint8_t>& bytes)
-{
-    static const char digits[] = "0123456789abcdef";
-    std::string text;
-    text.reserve(bytes.size() * 2);
-    for (const uint8_t byte : bytes) {
-        text += digits[byte >> 4];
-        text += digits[byte & 15];
-    }
-    return text;
-}
-
 std::string preset_json(const vstConfig_t& config)
 {
     return json_line({{"displayName", displayName(config)},
@@ -130,7 +119,7 @@ std::string preset_json(const vstConfig_t& config)
                       {"vstVersion", config.vstVersion},
                       {"flags", config.flags},
                       {"outputChannelMask", config.outputChannelMask},
-                      {"state", hexadecimal(config.state)}});
+                      {"state", to_hexadecimal(config.state)}});
 }
 
 std::string preset_text(const vstConfig_t& config)

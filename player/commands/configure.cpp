@@ -2,7 +2,7 @@
 
 #include "player/chain/chain.h"
 #include "player/services/queue_window.h"
-#include "player/system/os_path.h"
+#include "player/system/paths.h"
 #include "player/system/player_error.h"
 #include "player/system/whole_file.h"
 #include "sdk/dsp_chunk_list_impl.h"

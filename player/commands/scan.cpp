@@ -2,8 +2,8 @@
 
 #include "catalogue/background_scan.h"
 #include "player/commands/scan_progress.h"
-#include "player/system/os_path.h"
 #include "player/system/player_error.h"
+#include "win/long_path.h"
 
 #include <windows.h>
 
@@ -17,7 +17,7 @@ constexpr std::chrono::milliseconds show_interval{100};
 
 vstFolder_t checked_folder(const std::string& given)
 {
-    const std::wstring path = os_path(given);
+    const std::wstring path = win::long_path(given);
     const DWORD attributes = GetFileAttributesW(path.c_str());
     if (attributes == INVALID_FILE_ATTRIBUTES) {
         const DWORD code = GetLastError();

@@ -1,7 +1,8 @@
 #include "player/host/component_module.h"
 
-#include "player/system/os_path.h"
+#include "player/system/paths.h"
 #include "player/system/player_error.h"
+#include "win/long_path.h"
 #include "win/utf.h"
 
 namespace player {
@@ -12,7 +13,8 @@ namespace {
 HMODULE load(const std::string& path)
 {
     const UINT old_mode = SetErrorMode(SEM_FAILCRITICALERRORS | SEM_NOOPENFILEERRORBOX);
-    const HMODULE module = LoadLibraryExW(os_path(path).c_str(), nullptr, LOAD_WITH_ALTERED_SEARCH_PATH);
+    const HMODULE module =
+        LoadLibraryExW(win::long_path(path).c_str(), nullptr, LOAD_WITH_ALTERED_SEARCH_PATH);
     const DWORD code = GetLastError();
     SetErrorMode(old_mode);
     if (module)

@@ -1,7 +1,7 @@
 #include "player/host/component_settings.h"
 
 #include "catalogue/settings.h"
-#include "player/system/os_path.h"
+#include "player/system/paths.h"
 #include "player/system/player_error.h"
 #include "win/nearest_word.h"
 

@@ -1,8 +1,9 @@
 #include "player/services/native_filesystem.h"
 
-#include "player/system/os_path.h"
+#include "player/system/paths.h"
 #include "sdk/exceptions.h"
 #include "win/handle.h"
+#include "win/long_path.h"
 #include "win/utf.h"
 
 #include <algorithm>
@@ -146,7 +147,7 @@ void native_filesystem::open(service_ptr_t<file>& out, const char* path, open_mo
     const bool reading = mode == open_mode::read;
     const DWORD sharing = reading ? FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE : FILE_SHARE_READ;
     win::file_handle handle(
-        CreateFileW(os_path(canonical(path)).c_str(), reading ? GENERIC_READ : GENERIC_WRITE, sharing,
+        CreateFileW(win::long_path(canonical(path)).c_str(), reading ? GENERIC_READ : GENERIC_WRITE, sharing,
                     nullptr, reading ? OPEN_EXISTING : CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
     if (!handle)
         throw_io_error(GetLastError());
@@ -160,7 +161,7 @@ void native_filesystem::list_folder(const char* path, folder_listing& receiver, 
     const std::string prefix = folder.ends_with('\\') ? folder : folder + '\\';
     WIN32_FIND_DATAW entry;
     // The pattern's two characters must not be what makes the path too long.
-    const HANDLE find = FindFirstFileW(os_path(prefix + "*").c_str(), &entry);
+    const HANDLE find = FindFirstFileW(win::long_path(prefix + "*").c_str(), &entry);
     if (find == INVALID_HANDLE_VALUE) {
         const DWORD code = GetLastError();
         // The root of an empty drive has not even "." in it.

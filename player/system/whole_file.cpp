@@ -1,8 +1,9 @@
 #include "player/system/whole_file.h"
 
-#include "player/system/os_path.h"
+#include "player/system/paths.h"
 #include "player/system/player_error.h"
 #include "win/handle.h"
+#include "win/long_path.h"
 
 namespace player {
 
@@ -35,7 +36,7 @@ void make_folder(const std::string& path)
         return;
     if (const std::string above = folder_of(path); above.size() > 2)
         make_folder(above);
-    CreateDirectoryW(os_path(path).c_str(), nullptr); // a failure shows when the file is made
+    CreateDirectoryW(win::long_path(path).c_str(), nullptr); // a failure shows when the file is made
 }
 
 // A name in the folder that no other thread of any process has.
@@ -48,8 +49,8 @@ std::string fresh_name(const std::string& folder)
 // Writes and flushes; 0 or the error code.
 DWORD write_new_file(const std::string& path, std::span<const uint8_t> bytes)
 {
-    const win::file_handle file(CreateFileW(os_path(path).c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW,
-                                            FILE_ATTRIBUTE_NORMAL, nullptr));
+    const win::file_handle file(CreateFileW(win::long_path(path).c_str(), GENERIC_WRITE, 0, nullptr,
+                                            CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr));
     if (!file)
         return GetLastError();
     DWORD written = 0;
@@ -69,7 +70,7 @@ std::optional<std::vector<uint8_t>> read_whole_file(const std::string& path, uin
         throw player_error(path + ": is a folder; name a file");
     win::file_handle file;
     const DWORD failed = with_patience([&]() -> DWORD {
-        file.reset(CreateFileW(os_path(path).c_str(), GENERIC_READ,
+        file.reset(CreateFileW(win::long_path(path).c_str(), GENERIC_READ,
                                FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr, OPEN_EXISTING,
                                FILE_ATTRIBUTE_NORMAL, nullptr));
         return file ? 0 : GetLastError();
@@ -100,11 +101,11 @@ void replace_whole_file(const std::string& path, std::span<const uint8_t> bytes)
     const std::string fresh = fresh_name(folder);
     if (const DWORD code = write_new_file(fresh, bytes)) {
         if (code != ERROR_FILE_EXISTS) // if there is one all the same it stays
-            DeleteFileW(os_path(fresh).c_str());
+            DeleteFileW(win::long_path(fresh).c_str());
         throw_file_error(path, "cannot be written", code);
     }
     if (const uint32_t code = rename_over(fresh, path)) {
-        DeleteFileW(os_path(fresh).c_str());
+        DeleteFileW(win::long_path(fresh).c_str());
         throw_file_error(path, "cannot be replaced", code);
     }
 }
@@ -116,20 +117,21 @@ void check_replaceable(const std::string& path)
         throw player_error(path + ": cannot be written: there is no such folder; check the path");
     if (is_folder(path))
         throw player_error(path + ": is a folder; name a file");
-    const DWORD attributes = GetFileAttributesW(os_path(path).c_str());
+    const DWORD attributes = GetFileAttributesW(win::long_path(path).c_str());
     if (attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_READONLY) != 0)
         throw player_error(path + ": is write-protected; take the protection away or name another file");
     // Renaming over it takes the right that deleting takes.
     const DWORD kept = with_patience([&]() -> DWORD {
-        const win::file_handle old(CreateFileW(os_path(path).c_str(), DELETE,
+        const win::file_handle old(CreateFileW(win::long_path(path).c_str(), DELETE,
                                                FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
                                                nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
         return old || GetLastError() == ERROR_FILE_NOT_FOUND ? 0 : GetLastError();
     });
     if (kept)
         throw_file_error(path, passes_by_itself(kept) ? "cannot be replaced" : "cannot be written", kept);
-    const win::file_handle trial(CreateFileW(os_path(fresh_name(folder)).c_str(), GENERIC_WRITE | DELETE, 0,
-                                             nullptr, CREATE_NEW, FILE_FLAG_DELETE_ON_CLOSE, nullptr));
+    const win::file_handle trial(CreateFileW(win::long_path(fresh_name(folder)).c_str(),
+                                             GENERIC_WRITE | DELETE, 0, nullptr, CREATE_NEW,
+                                             FILE_FLAG_DELETE_ON_CLOSE, nullptr));
     if (!trial)
         throw_file_error(path, "cannot be written", GetLastError());
 }
@@ -137,7 +139,7 @@ void check_replaceable(const std::string& path)
 uint32_t rename_over(const std::string& from, const std::string& to)
 {
     return with_patience([&]() -> DWORD {
-        return MoveFileExW(os_path(from).c_str(), os_path(to).c_str(),
+        return MoveFileExW(win::long_path(from).c_str(), win::long_path(to).c_str(),
                            MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH)
                    ? 0
                    : GetLastError();

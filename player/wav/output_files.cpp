@@ -1,6 +1,6 @@
 #include "player/wav/output_files.h"
 
-#include "player/system/os_path.h"
+#include "player/system/paths.h"
 #include "player/system/player_error.h"
 
 #include <algorithm>

@@ -1,8 +1,9 @@
-#include "player/system/os_path.h"
+#include "player/system/paths.h"
 #include "player/system/player_error.h"
 #include "player/wav/mmio_file.h"
 #include "player/wav/sample_conversion.h"
 #include "player/wav/wav_file.h"
+#include "win/long_path.h"
 
 #include <algorithm>
 #include <climits>
@@ -15,7 +16,7 @@ win::file_handle open_input(const std::string& path)
 {
     if (is_folder(path))
         throw player_error(path + ": is a folder; name a WAV file");
-    win::file_handle file(CreateFileW(os_path(path).c_str(), GENERIC_READ,
+    win::file_handle file(CreateFileW(win::long_path(path).c_str(), GENERIC_READ,
                                       FILE_SHARE_READ | FILE_SHARE_DELETE, nullptr, OPEN_EXISTING,
                                       FILE_FLAG_SEQUENTIAL_SCAN, nullptr));
     if (!file)

@@ -1,9 +1,10 @@
-#include "player/system/os_path.h"
+#include "player/system/paths.h"
 #include "player/system/player_error.h"
 #include "player/system/whole_file.h"
 #include "player/wav/mmio_file.h"
 #include "player/wav/sample_conversion.h"
 #include "player/wav/wav_file.h"
+#include "win/long_path.h"
 
 #include <climits>
 #include <utility>
@@ -18,7 +19,7 @@ constexpr uint64_t max_data_bytes = LONG_MAX - 4096;
 win::file_handle create_output(const std::string& path, const std::string& temporary_path)
 {
     check_replaceable(path);
-    win::file_handle file(CreateFileW(os_path(temporary_path).c_str(), GENERIC_WRITE, 0, nullptr,
+    win::file_handle file(CreateFileW(win::long_path(temporary_path).c_str(), GENERIC_WRITE, 0, nullptr,
                                       CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
     if (!file)
         throw_file_error(path, "cannot be written", GetLastError());
@@ -89,7 +90,7 @@ wav_writer::~wav_writer()
 {
     stream_.reset();
     if (!temporary_path_.empty())
-        DeleteFileW(os_path(temporary_path_).c_str());
+        DeleteFileW(win::long_path(temporary_path_).c_str());
 }
 
 void wav_writer::begin(const wav_format& format)

@@ -2,7 +2,7 @@
 
 #include "player/chain/chain.h"
 #include "player/services/queue_window.h"
-#include "player/system/os_path.h"
+#include "player/system/paths.h"
 #include "player/system/player_error.h"
 #include "player/window/main_window.h"
 #include "player/window/session.h"

@@ -1,6 +1,6 @@
 #include "player/window/main_window.h"
 
-#include "player/system/os_path.h"
+#include "player/system/paths.h"
 #include "player/system/player_error.h"
 #include "player/window/ids.h"
 #include "player/window/session.h"

@@ -1,5 +1,6 @@
 #include "player/window/session.h"
 
+#include "player/system/hexadecimal.h"
 #include "player/window/shortcuts.h"
 
 #include <nlohmann/json.hpp>
@@ -14,36 +15,6 @@ namespace player {
 namespace {
 
 using json = nlohmann::json;
-
-std::string to_hexadecimal(const void* data, size_t size)
-{
-    static const char digits[] = "0123456789abcdef";
-    std::string text;
-    text.reserve(size * 2);
-    for (const auto* byte = static_cast<const uint8_t*>(data); size != 0; --size, ++byte) {
-        text += digits[*byte >> 4];
-        text += digits[*byte & 15];
-    }
-    return text;
-}
-
-std::optional<std::vector<uint8_t>> from_hexadecimal(const std::string& text)
-{
-    const auto value = [](char c) {
-        return c >= '0' && c <= '9' ? c - '0' : c >= 'a' && c <= 'f' ? c - 'a' + 10 : -1;
-    };
-    std::vector<uint8_t> bytes;
-    bytes.reserve(text.size() / 2);
-    for (size_t i = 0; i + 1 < text.size(); i += 2) {
-        const int high = value(text[i]), low = value(text[i + 1]);
-        if (high < 0 || low < 0)
-            return std::nullopt;
-        bytes.push_back(static_cast<uint8_t>(high * 16 + low));
-    }
-    if (text.size() % 2 != 0)
-        return std::nullopt;
-    return bytes;
-}
 
 std::optional<chain_slot> slot_from(const json& item)
 {
@@ -70,7 +41,8 @@ std::string chain_to_text(const chain_slots& slots)
     for (const auto& slot : slots)
         list.push_back({{"owner", guid_text(slot->preset.get_owner())},
                         {"on", slot->enabled},
-                        {"data", to_hexadecimal(slot->preset.get_data(), slot->preset.get_data_size())}});
+                        {"data", to_hexadecimal({static_cast<const uint8_t*>(slot->preset.get_data()),
+                                                 slot->preset.get_data_size()})}});
     return list.dump();
 }
 

@@ -1,8 +1,9 @@
 #include "run_program.h"
 
-#include "player/system/os_path.h"
+#include "player/system/paths.h"
 #include "player/system/whole_file.h"
 #include "support/test_options.h"
+#include "win/long_path.h"
 
 #include <stdexcept>
 
@@ -12,7 +13,7 @@ win::file_handle inheritable_file(const std::string& path)
 {
     SECURITY_ATTRIBUTES inherit{sizeof(SECURITY_ATTRIBUTES), nullptr, TRUE};
     // On a busy machine Wine may still hold what the last program wrote to when its process has ended.
-    return win::file_handle(CreateFileW(player::os_path(path).c_str(), GENERIC_WRITE,
+    return win::file_handle(CreateFileW(win::long_path(path).c_str(), GENERIC_WRITE,
                                         FILE_SHARE_READ | FILE_SHARE_WRITE, &inherit, CREATE_ALWAYS,
                                         FILE_ATTRIBUTE_NORMAL, nullptr));
 }
@@ -45,7 +46,7 @@ win::kernel_handle start_program(const std::string& program, const strings& argu
     startup.hStdOutput = out.get();
     startup.hStdError = err.get();
     PROCESS_INFORMATION process{};
-    if (!CreateProcessW(player::os_path(program).c_str(), line.data(), nullptr, nullptr, TRUE,
+    if (!CreateProcessW(win::long_path(program).c_str(), line.data(), nullptr, nullptr, TRUE,
                         CREATE_NEW_PROCESS_GROUP, nullptr, nullptr, &startup, &process))
         throw std::runtime_error("cannot start " + program + ": error " + std::to_string(GetLastError()));
     CloseHandle(process.hThread);

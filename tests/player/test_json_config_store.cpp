@@ -1,9 +1,10 @@
 #include "player/services/json_config_store.h"
 
-#include "player/system/os_path.h"
+#include "player/system/paths.h"
 #include "player/system/player_error.h"
 #include "player/system/whole_file.h"
 #include "run_program.h"
+#include "win/long_path.h"
 
 #include <doctest/doctest.h>
 
@@ -77,7 +78,7 @@ TEST_CASE("store: a process that is ended while it saves leaves the old or the n
     const std::string writer = program_folder() + "\\config_store_writer.exe";
     std::string seen;
     for (unsigned round = 0; round < 12; ++round) {
-        DeleteFileW(os_path(path + ".started").c_str());
+        DeleteFileW(win::long_path(path + ".started").c_str());
         const auto process = start_program(writer, {path}, folder);
         const ULONGLONG began = GetTickCount64();
         while (!path_exists(path + ".started")) {

@@ -1,6 +1,6 @@
 // One version everywhere: what the programs print and the properties of every shipped file.
 
-#include "player/system/os_path.h"
+#include "player/system/paths.h"
 #include "run_program.h"
 
 #include <doctest/doctest.h>

@@ -1,6 +1,6 @@
 #include "player/wav/wav_file.h"
 
-#include "player/system/os_path.h"
+#include "player/system/paths.h"
 #include "player/system/player_error.h"
 #include "player/system/whole_file.h"
 #include "support/temp_folder.h"

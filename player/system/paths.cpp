@@ -1,29 +1,12 @@
-#include "player/system/os_path.h"
+#include "player/system/paths.h"
 
 #include "win/handle.h"
+#include "win/long_path.h"
 #include "win/utf.h"
 
 namespace player {
 
 namespace {
-
-std::wstring full_path(const std::string& path)
-{
-    std::wstring wide = win::to_utf16(path);
-    if (wide.empty() || wide.starts_with(L"\\\\?\\"))
-        return wide;
-    std::wstring full(260, L'\0');
-    for (;;) {
-        const DWORD length =
-            GetFullPathNameW(wide.c_str(), static_cast<DWORD>(full.size()), full.data(), nullptr);
-        if (length == 0)
-            return wide;
-        const bool fits = length < full.size();
-        full.resize(length);
-        if (fits)
-            return full;
-    }
-}
 
 size_t last_separator(const std::string& path)
 {
@@ -32,7 +15,7 @@ size_t last_separator(const std::string& path)
 
 win::file_handle open_for_identity(const std::string& path)
 {
-    return win::file_handle(CreateFileW(os_path(path).c_str(), 0,
+    return win::file_handle(CreateFileW(win::long_path(path).c_str(), 0,
                                         FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
                                         OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr));
 }
@@ -41,19 +24,18 @@ win::file_handle open_for_identity(const std::string& path)
 
 std::string absolute_path(const std::string& path)
 {
-    return win::to_utf8(full_path(path));
-}
-
-std::wstring os_path(const std::string& path)
-{
-    // Folders are limited to 248 characters without the prefix, files to 260.
-    constexpr size_t short_enough = 240;
-    std::wstring full = full_path(path);
-    if (full.size() < short_enough || full.starts_with(L"\\\\?\\") || full.starts_with(L"\\\\.\\"))
-        return full;
-    if (full.starts_with(L"\\\\"))
-        return L"\\\\?\\UNC" + full.substr(1);
-    return L"\\\\?\\" + full;
+    const std::wstring wide = win::to_utf16(path);
+    std::wstring full(MAX_PATH, L'\0');
+    for (;;) {
+        const DWORD length =
+            GetFullPathNameW(wide.c_str(), static_cast<DWORD>(full.size()), full.data(), nullptr);
+        if (length == 0 || wide.starts_with(L"\\\\?\\"))
+            return path;
+        const bool fits = length < full.size();
+        full.resize(length);
+        if (fits)
+            return win::to_utf8(full);
+    }
 }
 
 std::string file_name(const std::string& path)
@@ -70,12 +52,12 @@ std::string folder_of(const std::string& path)
 
 bool path_exists(const std::string& path)
 {
-    return GetFileAttributesW(os_path(path).c_str()) != INVALID_FILE_ATTRIBUTES;
+    return GetFileAttributesW(win::long_path(path).c_str()) != INVALID_FILE_ATTRIBUTES;
 }
 
 bool is_folder(const std::string& path)
 {
-    const DWORD attributes = GetFileAttributesW(os_path(path).c_str());
+    const DWORD attributes = GetFileAttributesW(win::long_path(path).c_str());
     return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
 }
 

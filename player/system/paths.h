@@ -1,16 +1,14 @@
 #pragma once
-// Paths between UTF-8 (as the user, the component and the settings have them) and what Win32 calls take.
+// Paths as the user, the component and the settings have them: UTF-8, also relative or with forward slashes.
+// Win32 calls take them from win::long_path.
 
 #include <string>
 
 namespace player {
 
-// The full path of a path that may be relative or use forward slashes; UTF-8. Never fails: what the system
-// cannot resolve comes back as it was.
+// The full path, without the prefix of long ones. Never fails: what the system cannot resolve comes back as
+// it was.
 std::string absolute_path(const std::string& path);
-
-// For Win32 file calls: full, and in the form without a length limit where it is long.
-std::wstring os_path(const std::string& path);
 
 // The part after the last separator.
 std::string file_name(const std::string& path);
