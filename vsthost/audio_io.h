@@ -39,13 +39,14 @@ public:
     uint64_t in_silence = 0;
     uint64_t out_silence = 0;
 
+    // Interleaved samples of `pipe_channels` channels; at most block_size() frames, here and below.
     void load(const double* in, size_t pipe_channels, size_t frames)
     {
         in_silence = is_double_ ? deinterleave(in, pipe_channels, frames, in64(), main_in_, in_channels())
                                 : deinterleave(in, pipe_channels, frames, in32(), main_in_, in_channels());
         out_silence = 0;
     }
-    // Returns how many samples were no numbers.
+    // Channels that are flagged silent count as zeros. Returns how many samples were no numbers.
     size_t store(double* out, size_t pipe_channels, size_t frames)
     {
         return is_double_ ? interleave(out64(), out_channels(), out_silence, frames, out, pipe_channels)

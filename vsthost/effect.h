@@ -23,7 +23,7 @@ constexpr size_t announced_block_size = 1024;
 struct effect_info {
     std::string name;
     std::string vendor;
-    std::string format; // "VST 3", "VST 2.4"
+    std::string format; // "VST 3" or "VST 2"
     bool is_double = false;
     std::string module; // its file
 };

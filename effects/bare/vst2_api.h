@@ -31,8 +31,6 @@ struct rect {
 enum effect_opcode : int32_t {
     op_open = 0,
     op_close = 1,
-    op_set_program = 2,
-    op_get_program = 3,
     op_get_program_name = 5,
     op_parameter_label = 6,
     op_parameter_display = 7,
@@ -53,7 +51,6 @@ enum effect_opcode : int32_t {
     op_vendor = 47,
     op_product = 48,
     op_vendor_version = 49,
-    op_can_do = 51,
     op_tail = 52,
     op_idle = 53,
     op_vst_version = 58,

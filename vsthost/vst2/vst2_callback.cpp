@@ -143,7 +143,7 @@ intptr_t vst2_effect::answer(int32_t opcode, int32_t index, intptr_t value, void
     case host_get_directory:
         return reinterpret_cast<intptr_t>(folder_.c_str());
     default:
-        // Pin connected (0 is "connected") and all else.
+        // All else, among it whether a pin is connected (0: it is).
         return 0;
     }
 }

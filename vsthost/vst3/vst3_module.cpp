@@ -32,11 +32,8 @@ effect_class to_class(const Info& info)
     effect_class result;
     std::copy_n(info.class_id, result.id.size(), result.id.begin());
     result.name = text(info.name);
-    if constexpr (requires { info.vendor; }) {
+    if constexpr (requires { info.vendor; })
         result.vendor = text(info.vendor);
-        result.version = text(info.version);
-        result.sub_categories = text(info.sub_categories);
-    }
     return result;
 }
 

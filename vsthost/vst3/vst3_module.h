@@ -29,8 +29,6 @@ struct effect_class {
     class_id id{};
     std::string name;
     std::string vendor;
-    std::string version;
-    std::string sub_categories;
 };
 
 class module {
