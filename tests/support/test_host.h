@@ -51,12 +51,13 @@ public:
 
     abort_callback_impl app_token;
     std::atomic<void*> main_window{nullptr}; // HWND
+    uint32_t version = current_version;
     config_store& store() noexcept { return *store_; }
 
     // Paths that begin with "test://" are not native: the native form is what follows.
     static constexpr const char* path_scheme = "test://";
 
-    uint32_t get_version() const noexcept override { return current_version; }
+    uint32_t get_version() const noexcept override { return version; }
     size_t get_service_count(const guid_t& class_guid) const noexcept override;
     void get_service(service_ptr_t<service_base>& out, const guid_t& class_guid, size_t index) override;
     void* get_main_window() const noexcept override { return main_window; }
