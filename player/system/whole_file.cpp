@@ -120,11 +120,10 @@ void check_replaceable(const std::string& path)
     const DWORD attributes = GetFileAttributesW(win::long_path(path).c_str());
     if (attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_READONLY) != 0)
         throw player_error(path + ": is write-protected; take the protection away or name another file");
-    // Renaming over it takes the right that deleting takes.
+    // Nothing is renamed over a file that is open, however much its user shares.
     const DWORD kept = with_patience([&]() -> DWORD {
-        const win::file_handle old(CreateFileW(win::long_path(path).c_str(), DELETE,
-                                               FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
-                                               nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
+        const win::file_handle old(CreateFileW(win::long_path(path).c_str(), DELETE, 0, nullptr,
+                                               OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
         return old || GetLastError() == ERROR_FILE_NOT_FOUND ? 0 : GetLastError();
     });
     if (kept)

@@ -113,11 +113,15 @@ TEST_CASE("capture: what was heard before the disk was full is kept, and the mus
 TEST_CASE("capture: what could not replace a file is told at once, or kept under another name")
 {
     capture_fixture test;
-    test.folder.write("heard.wav", {1});
+    test.write("heard.wav", rate);
     const std::wstring name = win::to_utf16(test.folder.path("heard.wav"));
     SetFileAttributesW(name.c_str(), FILE_ATTRIBUTE_READONLY);
     CHECK_THROWS_WITH_AS(test.start(), doctest::Contains("heard.wav: is write-protected"), player_error);
     SetFileAttributesW(name.c_str(), FILE_ATTRIBUTE_NORMAL);
+    {
+        const wav_reader open_elsewhere(test.folder.path("heard.wav"));
+        CHECK_THROWS_WITH_AS(test.start(), doctest::Contains("heard.wav: cannot be replaced"), player_error);
+    }
     CHECK(test.file_count() == 1);
 
     test.write("in.wav", rate);
