@@ -110,8 +110,13 @@ void vst2_effect::idle()
     if (in_idle_)
         return; // an effect that asks for idle calls inside one
     in_idle_ = true;
-    if (idle_wanted_.exchange(false) && call(effect_idle) != 0)
-        want_idle(); // it is not done yet
+    if (idle_wanted_.exchange(false)) {
+        std::optional<watched_call> watched; // an editor's calls have no limit
+        if (editor_ == nullptr)
+            watched.emplace("its idle call");
+        if (call(effect_idle) != 0)
+            want_idle(); // it is not done yet
+    }
     if (editor_ != nullptr)
         call(effect_editor_idle);
     in_idle_ = false;
