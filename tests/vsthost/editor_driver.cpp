@@ -107,6 +107,12 @@ std::string editor::said()
     return text;
 }
 
+void editor::close()
+{
+    PostMessageW(frame(), WM_CLOSE, 0, 0);
+    CHECK(worker_->wait() == 0);
+}
+
 bool editor::says(const std::string& word, unsigned milliseconds)
 {
     return wait_until([&] { return said().find(word) != std::string::npos; }, milliseconds);

@@ -68,6 +68,8 @@ public:
     void tell(unsigned what, uintptr_t wide = 0, intptr_t large = 0); // posted
     std::string said();                                               // the editor window's text
     bool says(const std::string& word, unsigned milliseconds = 5000);
+    // By the user; checks that the worker ends as it should.
+    void close();
 
     std::string data() const { return folder_.path("state"); }
     // What it holds; tried again while it is being replaced.

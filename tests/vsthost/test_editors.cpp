@@ -87,8 +87,7 @@ TEST_CASE("an editor opens as it asks, its edits reach the file at once, and clo
         // An edit of the last moment, and one that is made as the editor goes.
         shown.tell(driven_call_edit_on_close, 375);
         shown.tell(driven_edit, 625);
-        PostMessageW(frame, WM_CLOSE, 0, 0);
-        CHECK(shown.process().wait() == 0);
+        shown.close();
         CHECK(shown.holds(0.375, 0));
         CHECK(shown.leftovers().empty());
         CHECK(shown.process().errors().empty());

@@ -67,8 +67,7 @@ TEST_CASE("audio of any format goes through the effect, and nothing else that co
         play(player, tone(2000, 2, 0.95));
         CHECK(shown.says("heard=0.95"));
         CHECK(player.waiting() == 0);
-        PostMessageW(shown.frame(), WM_CLOSE, 0, 0);
-        CHECK(player.wait() == 0);
+        shown.close();
         CHECK(player.errors().empty());
     });
 }
@@ -95,8 +94,7 @@ TEST_CASE("a hanging editor does not hold up the player; without a file no state
         format(stateless.process(), 44100, 2);
         play(stateless.process(), tone(10000, 2, 0.5));
         Sleep(200);
-        PostMessageW(stateless.frame(), WM_CLOSE, 0, 0);
-        CHECK(stateless.process().wait() == 0);
+        stateless.close();
     });
 }
 
@@ -118,10 +116,8 @@ TEST_CASE("effects of every kind bear audio of every kind beside their window")
             }
         }
         Sleep(200);
-        for (const auto& each : shown) {
-            PostMessageW(each->frame(), WM_CLOSE, 0, 0);
-            CHECK(each->process().wait() == 0);
-        }
+        for (const auto& each : shown)
+            each->close();
     });
 }
 

@@ -100,8 +100,7 @@ TEST_CASE("several hundred parameters: searched, dragged, nudged, typed in and p
         list.look_for(L"no such");
         CHECK(list.count() == 0);
         list.press(VK_RIGHT);
-        PostMessageW(list.frame, WM_CLOSE, 0, 0);
-        CHECK(shown.process().wait() == 0);
+        shown.close();
         CHECK(is(50.0));
     });
 }
