@@ -57,9 +57,14 @@ started_peer::started_peer(const std::wstring& program, const std::wstring& argu
     STARTUPINFOW start = {};
     start.cb = sizeof start;
     PROCESS_INFORMATION started = {};
-    if (!CreateProcessW(nullptr, command.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &start,
-                        &started))
-        fail("a program of this one's does not start");
+    // Now and then Wine's own launch of a process fails.
+    for (int tries = 0; !CreateProcessW(nullptr, command.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr,
+                                        &start, &started);
+         ++tries) {
+        if (tries == 3)
+            fail("a program of this one's does not start");
+        Sleep(200);
+    }
     CloseHandle(started.hThread);
     process_.reset(started.hProcess);
     OVERLAPPED connect = {};

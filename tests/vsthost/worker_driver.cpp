@@ -85,7 +85,14 @@ void worker::start(const std::vector<std::string>& arguments,
     params.standardOutput = pipe_ ? Nv::stdioMode::none : Nv::stdioMode::pipe;
     for (const auto& [name, value] : environment)
         SetEnvironmentVariableW(win::to_utf16(name).c_str(), win::to_utf16(value).c_str());
-    process_.emplace(params);
+    for (int tries = 0; !process_; ++tries)
+        try {
+            process_.emplace(params);
+        } catch (const std::runtime_error&) { // now and then Wine's own launch of a process fails
+            if (tries == 3)
+                throw;
+            Sleep(200);
+        }
     for (const auto& [name, value] : environment)
         SetEnvironmentVariableW(win::to_utf16(name).c_str(), nullptr);
 }
