@@ -124,10 +124,8 @@ TEST_CASE("effects of every kind bear audio of every kind beside their window")
 TEST_CASE("meters move with the sound and only with it")
 {
     for_some_kinds([](const kind& which) {
-        launch how;
-        how.arch = which.arch;
-        how.vst_version = which.version;
-        how.vst = effect_path(which.arch, which.version == 2 ? "qvxGain.dll" : "qvxGain.vst3");
+        launch how{which.arch, effect_path(which.arch, which.version == 2 ? "qvxGain.dll" : "qvxGain.vst3"),
+                   which.version};
         how.editor_mode = "configure-live";
         how.editor_options = {"--dpi-aware", "yes", "--window-title", "VST Visualization"};
         worker player(how);
