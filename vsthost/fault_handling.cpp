@@ -1,5 +1,6 @@
 #include "vsthost/process_shell.h"
 
+#include "vsthost/early_thread.h"
 #include "vsthost/report.h"
 #include "win/utf.h"
 
@@ -30,7 +31,7 @@ using write_dump = BOOL(WINAPI*)(HANDLE, DWORD, HANDLE, MINIDUMP_TYPE, MINIDUMP_
 using start_symbols = BOOL(WINAPI*)(HANDLE, PCSTR, BOOL);
 using symbol_options = DWORD(WINAPI*)(DWORD);
 
-// The reporter thread is made in advance: a thread cannot be started from a crash under the loader lock, and
+// The reporter thread runs in advance: a thread that is started under the loader lock never begins, and
 // a crash by stack overflow leaves no room to do the work in place.
 struct crash_reporter {
     HANDLE wanted = nullptr;
@@ -290,8 +291,7 @@ void vsthost::install_fault_handling()
     find(reporter.dump, "MiniDumpWriteDump");
     find(reporter.start, "SymInitialize");
     find(reporter.set_options, "SymSetOptions");
-    if (const HANDLE thread = CreateThread(nullptr, 0, report_crashes, nullptr, 0, nullptr))
-        CloseHandle(thread);
+    start_early_thread(report_crashes, nullptr);
     SetUnhandledExceptionFilter(on_unhandled);
     reserve_stack_for_faults();
 }

@@ -1,5 +1,6 @@
 #include "vsthost/report.h"
 
+#include "vsthost/early_thread.h"
 #include "win/handle.h"
 #include "win/srw_lock.h"
 #include "win/utf.h"
@@ -50,10 +51,8 @@ class line_queue {
 public:
     void start()
     {
-        if (started_.exchange(true))
-            return;
-        if (const HANDLE thread = CreateThread(nullptr, 0, run, this, 0, nullptr))
-            CloseHandle(thread);
+        if (!started_.exchange(true))
+            vsthost::start_early_thread(run, this);
     }
     void push(std::string line)
     {

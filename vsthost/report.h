@@ -9,7 +9,7 @@
 namespace vsthost {
 
 // Starts that thread, once, before any module is loaded: while one hangs or crashes in being loaded, no
-// thread can be started.
+// thread comes to its first line. It runs when this returns.
 void start_reports();
 
 // Any thread; it allocates, so the audio thread says what it has to say once and not with every block. Never

@@ -1,5 +1,6 @@
 #include "vsthost/process_shell.h"
 
+#include "vsthost/early_thread.h"
 #include "vsthost/report.h"
 
 #include <windows.h>
@@ -163,7 +164,5 @@ vsthost::watched_call::~watched_call()
 
 void vsthost::start_exit_deadline(unsigned milliseconds)
 {
-    const auto limit = reinterpret_cast<void*>(uintptr_t{milliseconds});
-    if (const HANDLE thread = CreateThread(nullptr, 0, end_late, limit, 0, nullptr))
-        CloseHandle(thread);
+    start_early_thread(end_late, reinterpret_cast<void*>(uintptr_t{milliseconds}));
 }

@@ -229,6 +229,7 @@ TEST_CASE("a call that hangs is ended by the watchdog, named, with its code")
     for_some_kinds([&](const kind& which) {
         worker loading = probe(which, "module_that_hangs_in_entry", {soon});
         CHECK(loading.wait() == code);
+        CHECK(loading.errors().find("the effect did not return from ") != std::string::npos);
     });
 }
 
