@@ -63,8 +63,3 @@ void background_scan::cancel() noexcept
     run->token.abort();
     run->deliver = nullptr;
 }
-
-bool background_scan::is_running() const noexcept
-{
-    return run_ && run_->deliver;
-}

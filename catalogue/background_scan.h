@@ -32,8 +32,6 @@ public:
     // From here on nothing of the scan is delivered, also when it has ended and its result is on its way.
     // Does not wait for it.
     void cancel() noexcept;
-    // True from begin() to the delivery or the cancel.
-    bool is_running() const noexcept;
 
 private:
     struct run_t;

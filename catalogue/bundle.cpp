@@ -39,13 +39,13 @@ bool ends_in_vst3(const std::string& path)
 
 } // namespace
 
-std::optional<std::string> moduleInBundle(const std::string& path)
+std::string resolveModulePath(const std::string& path)
 {
     std::string folder = path;
     while (folder.ends_with('\\') || folder.ends_with('/'))
         folder.pop_back();
     if (!ends_in_vst3(folder) || !is_folder(folder))
-        return std::nullopt;
+        return path;
     const size_t separator = folder.find_last_of("\\/:");
     const std::string name = separator == std::string::npos ? folder : folder.substr(separator + 1);
     for (const char* platform : {"x86_64-win", "x86-win"}) {
@@ -53,10 +53,5 @@ std::optional<std::string> moduleInBundle(const std::string& path)
         if (is_file(file))
             return file;
     }
-    return std::nullopt;
-}
-
-std::string resolveModulePath(const std::string& path)
-{
-    return moduleInBundle(path).value_or(path);
+    return path;
 }

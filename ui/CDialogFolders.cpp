@@ -66,11 +66,6 @@ void CDialogFolders::close() noexcept
         dialog->destroy();
 }
 
-CDialogFolders* CDialogFolders::instance() noexcept
-{
-    return the_dialog().get();
-}
-
 std::shared_ptr<const void> CDialogFolders::keep_alive() noexcept
 {
     return the_dialog();

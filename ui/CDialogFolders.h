@@ -12,7 +12,6 @@ public:
     static void open();
     // Destroys it: for a player that quits and had no main window to do that.
     static void close() noexcept;
-    static CDialogFolders* instance() noexcept; // null when there is none
 
 private:
     CDialogFolders();

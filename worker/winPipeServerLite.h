@@ -30,7 +30,6 @@ public:
 
     using _streamOverlappedBase::timeoutSeconds;
 
-    bool isOpen() const noexcept { return static_cast<bool>(handle); }
     void closePipe() noexcept { handle.reset(); }
 
     // Closes an older pipe and makes a new one with one instance that nobody inherits. Returns its name.

@@ -31,11 +31,11 @@ bool is_wav_name(const std::string& file)
 
 uint32_t checked_layout(const std::string& name)
 {
-    if (const uint32_t mask = layout_mask(name))
-        return mask;
     std::string listed;
     std::vector<std::string> names;
     for (const layout& known : layouts) {
+        if (name == known.name)
+            return known.mask;
         listed += std::string(listed.empty() ? "" : ", ") + '"' + known.name + '"';
         names.emplace_back(known.name);
     }
@@ -397,15 +397,6 @@ private:
 };
 
 } // namespace
-
-uint32_t layout_mask(const std::string& name) noexcept
-{
-    for (const layout& known : layouts) {
-        if (name == known.name)
-            return known.mask;
-    }
-    return 0;
-}
 
 std::string layout_name(uint32_t mask)
 {

@@ -58,8 +58,7 @@ struct command_line {
 // names the nearest thing that would be right.
 command_line parse_command_line(const std::vector<std::string>& arguments);
 
-// The speaker mask of a layout's name ("stereo", "5.1 (side)", ...) and back; 0 and empty when there is none.
-uint32_t layout_mask(const std::string& name) noexcept;
+// The name of a layout of these speakers ("stereo", "5.1 (side)", ...); empty when there is none.
 std::string layout_name(uint32_t mask);
 
 } // namespace player

@@ -57,20 +57,6 @@ void callback_queue::wait(std::chrono::milliseconds limit, void* or_event) const
                            static_cast<DWORD>(limit.count() > 0 ? limit.count() : 0));
 }
 
-bool callback_queue::run_until(const std::function<bool()>& done, std::chrono::milliseconds limit)
-{
-    const auto end = std::chrono::steady_clock::now() + limit;
-    for (;;) {
-        run_pending();
-        if (done())
-            return true;
-        const auto now = std::chrono::steady_clock::now();
-        if (now >= end)
-            return false;
-        wait(std::chrono::ceil<std::chrono::milliseconds>(end - now));
-    }
-}
-
 void callback_queue::set_wake(std::function<void()> wake)
 {
     const std::lock_guard lock(mutex_);

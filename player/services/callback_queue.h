@@ -25,9 +25,6 @@ public:
     // Waits until a callback waits, `or_event` (a HANDLE, may be null) is signalled or the limit is over;
     // does not dispatch messages. Main thread.
     void wait(std::chrono::milliseconds limit, void* or_event = nullptr) const noexcept;
-    // Waits and runs until `done`, which is asked after callbacks have run; false when it is not at the
-    // limit.
-    bool run_until(const std::function<bool()>& done, std::chrono::milliseconds limit);
 
     // Called after each post, on the posting thread and under a lock: must not post or wait. Empty: nobody.
     void set_wake(std::function<void()> wake);

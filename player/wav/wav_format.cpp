@@ -18,6 +18,24 @@ constexpr int max_chunks = 10'000;
 // What follows the two-byte tag in the sub-format GUIDs of the extensible form.
 constexpr uint8_t sub_format_tail[14] = {0, 0, 0, 0, 0x10, 0, 0x80, 0, 0, 0xAA, 0, 0x38, 0x9B, 0x71};
 
+uint32_t default_channel_mask(uint32_t channels)
+{
+    switch (channels) {
+    case 1:
+        return 0x4;
+    case 2:
+        return 0x3;
+    case 4:
+        return 0x33;
+    case 6:
+        return 0x3F;
+    case 8:
+        return 0x63F;
+    default:
+        return 0;
+    }
+}
+
 uint16_t get16(std::span<const uint8_t> bytes, size_t at)
 {
     return static_cast<uint16_t>(bytes[at] | bytes[at + 1] << 8);
@@ -100,24 +118,6 @@ const char* sample_type_name(sample_type type) noexcept
         break;
     }
     return "64-bit float";
-}
-
-uint32_t default_channel_mask(uint32_t channels) noexcept
-{
-    switch (channels) {
-    case 1:
-        return 0x4;
-    case 2:
-        return 0x3;
-    case 4:
-        return 0x33;
-    case 6:
-        return 0x3F;
-    case 8:
-        return 0x63F;
-    default:
-        return 0;
-    }
 }
 
 wav_format parse_fmt(std::span<const uint8_t> fmt)

@@ -37,11 +37,9 @@ struct wav_error : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
-// The mask that a file without one counts as: 0x4, 0x3, 0x33, 0x3F, 0x63F for 1, 2, 4, 6, 8 channels, else 0.
-uint32_t default_channel_mask(uint32_t channels) noexcept;
-
 // The format in the bytes of a "fmt " chunk: PCM, IEEE float, or the extensible form of either. A mask that
-// does not name as many speakers as there are channels counts as none. Throws wav_error.
+// does not name as many speakers as there are channels counts as none, and none as the usual one: 0x4, 0x3,
+// 0x33, 0x3F, 0x63F for 1, 2, 4, 6, 8 channels, else 0. Throws wav_error.
 wav_format parse_fmt(std::span<const uint8_t> fmt);
 
 // Identifiers of chunks as numbers, first letter lowest.
@@ -81,7 +79,7 @@ struct wav_audio {
 wav_audio find_audio(riff_source& file, uint64_t file_size);
 
 // The bytes of a "fmt " chunk for the format. The extensible form is written only where the plain one cannot
-// say it: more than two channels, a mask other than the default, integers wider than 16 bits.
+// say it: more than two channels, a mask other than the usual one, integers wider than 16 bits.
 std::vector<uint8_t> write_fmt(const wav_format& format);
 
 } // namespace player

@@ -3,11 +3,9 @@
 #include "catalogue/background_scan.h"
 #include "catalogue/image_builder.h"
 #include "catalogue/settings.h"
-#include "player/host/player_host.h"
-#include "player/services/json_config_store.h"
+#include "player/running_host.h"
 #include "sdk/abort_callback_impl.h"
 #include "support/patched_import.h"
-#include "support/temp_folder.h"
 #include "win/handle.h"
 
 #include <doctest/doctest.h>
@@ -50,7 +48,6 @@ struct scan_fixture {
         modules.write("a\\1.dll", module);
         modules.write("a\\2.dll", module);
         modules.write("b\\3.vst3", module);
-        host.start();
     }
     std::vector<vstFolder_t> folders(const std::string& name) const { return {{modules.path(name), 0}}; }
     background_scan::deliver_t deliver()
@@ -65,7 +62,7 @@ struct scan_fixture {
     }
     bool run_until_delivered()
     {
-        return host.main_queue().run_until([this] { return deliveries != 0; }, patience);
+        return running.run_until([this] { return deliveries != 0; });
     }
     // Lets everything that is under way come to its end.
     void settle()
@@ -74,10 +71,10 @@ struct scan_fixture {
         host.main_queue().run_pending();
     }
 
-    temp_folder modules, settings;
+    temp_folder modules;
     std::vector<std::string> lines;
-    player::player_host host{[this](std::string_view line) { lines.emplace_back(line); },
-                             service_new<player::json_config_store>(settings.path("config.json"))};
+    running_host running{{}, [this](std::string_view line) { lines.emplace_back(line); }};
+    player::player_host& host = running.host;
     int deliveries = 0;
     std::string names;
 };
@@ -88,14 +85,10 @@ TEST_CASE("background scan: the result comes to the main thread, once")
 {
     scan_fixture f;
     background_scan scan;
-    CHECK_FALSE(scan.is_running());
     scan.begin(f.folders("."), f.deliver());
-    CHECK(scan.is_running());
     REQUIRE(f.host.let_threads_end(patience)); // has ended, but nobody has run callbacks yet
     CHECK(f.deliveries == 0);
-    CHECK(scan.is_running());
     CHECK(f.run_until_delivered());
-    CHECK_FALSE(scan.is_running());
     CHECK(f.names == "123");
     f.settle();
     CHECK(f.deliveries == 1);
@@ -125,7 +118,6 @@ TEST_CASE("background scan: a cancelled scan delivers nothing, whenever the canc
         CHECK(alive.use_count() == 3);
         scan.cancel();
         CHECK(alive.use_count() == 2); // what the delivery holds goes on the main thread
-        CHECK_FALSE(scan.is_running());
         held->open.abort();
         f.settle();
     }
@@ -218,5 +210,4 @@ TEST_CASE("background scan: what fails delivers what was found, or cannot be beg
     }).join();
     CHECK(f.host.shut_down());
     CHECK_THROWS_AS(scan.begin(f.folders("a"), f.deliver()), exception_host_bug_check); // no services
-    CHECK_FALSE(scan.is_running());
 }

@@ -4,6 +4,7 @@
 #include "player/host/player_host.h"
 #include "player/services/json_config_store.h"
 #include "support/temp_folder.h"
+#include "support/wait_until.h"
 
 struct running_host {
     explicit running_host(const std::function<void(player::player_host&)>& prepare = {},
@@ -14,6 +15,15 @@ struct running_host {
             prepare(host);
         host.start();
     }
+    // Runs callbacks until `done`; false when it is not after 20 seconds.
+    bool run_until(const std::function<bool()>& done)
+    {
+        return wait_until(done, 20, [this] {
+            host.main_queue().wait(std::chrono::milliseconds(100));
+            host.main_queue().run_pending();
+        });
+    }
+
     temp_folder folder;
     player::player_host host;
 };

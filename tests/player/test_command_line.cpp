@@ -106,18 +106,6 @@ TEST_CASE("command line: help fits on a screen, names every option and has examp
     }
 }
 
-TEST_CASE("command line: every layout has its mask")
-{
-    const std::pair<const char*, uint32_t> rows[] = {
-        {"mono", 0x4}, {"stereo", 0x3}, {"2.1", 0xB},  {"3.0", 0x7},          {"4.0", 0x33},
-        {"4.1", 0x3B}, {"5.0", 0x37},   {"5.1", 0x3F}, {"5.1 (side)", 0x60F}, {"7.1", 0x63F}};
-    for (const auto& [name, mask] : rows) {
-        CHECK(layout_mask(name) == mask);
-        CHECK(layout_name(mask) == name);
-    }
-    CHECK(layout_mask("Stereo") == 0);
-}
-
 TEST_CASE("command line: mistakes are named, with the nearest thing that would be right")
 {
     const std::pair<std::vector<std::string>, const char*> rows[] = {

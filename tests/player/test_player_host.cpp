@@ -93,11 +93,7 @@ TEST_CASE("main thread: callbacks run there, later, in the order they were poste
             for (int i = 0; i < posts; ++i)
                 post_to_main_thread([&, i] { wrong += of_thread++ != i; });
         });
-    CHECK(queue.run_until(
-        [&] {
-            return next == std::array{posts, posts, posts, posts};
-        },
-        std::chrono::seconds(20)));
+    CHECK(test.run_until([&] { return next == std::array{posts, posts, posts, posts}; }));
     CHECK(wrong == 0);
     for (std::thread& thread : threads)
         thread.join();

@@ -237,12 +237,10 @@ TEST_CASE("services: the component's commands in their groups, run by their GUID
     CHECK_FALSE(shortcuts(service_ptr_t<config_store>(&test.host.store())).find(f1));
 
     const auto told = [&](const char* text) {
-        return test.host.main_queue().run_until(
-            [&] {
-                const std::lock_guard lock(said_mutex);
-                return said.find(text) != std::string::npos;
-            },
-            std::chrono::seconds(20));
+        return test.run_until([&] {
+            const std::lock_guard lock(said_mutex);
+            return said.find(text) != std::string::npos;
+        });
     };
     CHECK(run_command(a)); // its worker says that there is no such effect
     CHECK(told("no A.dll"));

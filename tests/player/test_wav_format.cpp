@@ -30,12 +30,10 @@ TEST_CASE("wav format: a file without a usable mask counts as the usual layout o
 {
     const uint32_t expected[] = {0x4, 0x3, 0, 0x33, 0, 0x3F, 0, 0x63F, 0};
     for (uint32_t channels = 1; channels <= 9; ++channels) {
-        const uint32_t usual = expected[channels - 1];
-        CHECK(default_channel_mask(channels) == usual);
         // An extensible header whose mask names one speaker too many.
         std::vector<uint8_t> fmt = write_fmt({sample_type::int24, 48000, channels, 0});
         fmt = patched(fmt, 20, {0xFF, 0xFF, 0xFF, 0xFF});
-        CHECK(parse_fmt(fmt).mask == usual);
+        CHECK(parse_fmt(fmt).mask == expected[channels - 1]);
     }
 }
 

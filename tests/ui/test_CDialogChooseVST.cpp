@@ -202,7 +202,7 @@ TEST_CASE("chooser dialog: modal")
     when([&] { return target.pushes == 1; },
          [&](HWND window) {
              click(window, IDC_FOLDERS);
-             folders = CDialogFolders::instance()->window();
+             folders = FindWindowW(nullptr, L"VST Folders");
              SetFocus(GetDlgItem(folders, IDC_DEFAULT_LIST));
              when([&] { return GetForegroundWindow() == folders; },
                   [&](HWND) {

@@ -22,7 +22,7 @@ struct open_dialog {
         cfg_vst_folders.set("C:\\mine\nC:\\yours");
         cfg_vst_folders_disabled.set(getDefaultFolders().at(1).path);
         CDialogFolders::open();
-        window = CDialogFolders::instance()->window();
+        window = player.modeless->windows.back();
         player.pump();
     }
     ~open_dialog()
@@ -171,7 +171,7 @@ TEST_CASE("folders dialog: keys, hiding, its end and the picker of one folder")
     CHECK(!IsWindowVisible(dialog));
     cfg_vst_folders.set(""); // rows are read once
     CDialogFolders::open();
-    CHECK(CDialogFolders::instance()->window() == dialog);
+    CHECK(player.modeless->windows == std::vector{dialog});
     CHECK(IsWindowVisible(dialog));
     CHECK(rows(dialog, IDC_LIST).size() == 3);
 
@@ -179,9 +179,8 @@ TEST_CASE("folders dialog: keys, hiding, its end and the picker of one folder")
     player.shell->meanwhile = [&] { DestroyWindow(dialog); };
     click(dialog, IDC_ADD);
     player.shell->meanwhile = nullptr;
-    CHECK(!CDialogFolders::instance());
     CHECK(player.modeless->windows.empty());
     CHECK(stored() == "|1");
     CDialogFolders::open();
-    CHECK(rows(CDialogFolders::instance()->window(), IDC_LIST).empty());
+    CHECK(rows(player.modeless->windows.back(), IDC_LIST).empty());
 }

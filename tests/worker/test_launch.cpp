@@ -53,15 +53,11 @@ TEST_CASE_FIXTURE(launch_fixture, "a launch and its end")
     CHECK(arguments[0] == folderOf(componentPath()) + "qvxVSTHost64.exe");
     CHECK(arguments[3] == fake.script_path());
     CHECK(arguments[16] == "--pipe");
-    CHECK(arguments[17].starts_with(R"(\\.\pipe\)"));
-    CHECK(arguments[17].size() == 9 + 32);
-    CHECK(arguments[17].find_first_not_of("0123456789abcdef", 9) == std::string::npos);
 
     const std::shared_ptr<workerProcess> worker = pipe.worker;
     CHECK(worker->exitCode() == STILL_ACTIVE);
     stopWorker(pipe, 1.0);
     CHECK_FALSE(pipe.worker);
-    CHECK_FALSE(pipe.isOpen());
     CHECK(worker->waitForExit(0));
     CHECK(worker->exitCode() == 0);
     CHECK(host.wait_until_detached_done());
