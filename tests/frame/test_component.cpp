@@ -91,7 +91,7 @@ TEST_CASE("the services in the order of their registration, each with its kind a
     CHECK(switched_on == rows[2].name);
 }
 
-TEST_CASE("the DSP's entry: generations, default preset, display names, foreign presets")
+TEST_CASE("the DSP's entry: its generations, and the preset to begin with")
 {
     const loaded_component component;
     const auto entry = component.entry();
@@ -105,7 +105,14 @@ TEST_CASE("the DSP's entry: generations, default preset, display names, foreign 
     CHECK(entry->get_default_preset(preset));
     CHECK(preset.get_owner() == vstPresetOwner);
     CHECK(preset.get_data_size() == 0);
+}
 
+TEST_CASE("presets: what they are called, and which are made, refused or corrupt")
+{
+    const loaded_component component;
+    const auto entry = component.entry();
+    dsp_preset_impl preset;
+    entry->get_default_preset(preset);
     vstConfig_t config;
     config.path = "C:\\Reverb.vst3";
     config.name = "R\xC3\xA9verb";

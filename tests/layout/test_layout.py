@@ -38,6 +38,10 @@ HEADERS = {".h", ".hpp", ".inl"}
 SOURCES = {".c", ".cpp", ".rc"} | HEADERS
 INCLUDE = re.compile(r'^\s*#\s*include\s*(["<])([^">]+)[">]', re.MULTILINE)
 
+# Lines. What is longer is split by what its parts are for.
+LONGEST_FILE = 500
+LONGEST_FUNCTION = 60
+
 # The tree speaks for itself: it names no document, machine or server outside of it. (Written so that these lines
 # do not match themselves.)
 FOREIGN = re.compile(r"\bpart[s]? [0-9]+\.[0-9]|specificatio[n]|\bspe[c]\b|/wor[k]/|/far[m]/|/tmp/w[t]/|debia[n]\.org",
@@ -101,6 +105,30 @@ def folder_circles(top):
 def unguarded_headers(top):
     return [f"{path.relative_to(top)}: no #pragma once" for path in files(top)
             if path.suffix in HEADERS and not re.search(r"^#pragma once$", path.read_text(encoding="utf-8"), re.MULTILINE)]
+
+
+def too_long(top):
+    """Functions and files, by the form that tools/format gives them: the braces of a function stand on lines of their
+    own, at its indentation, and a blank line, a comment or another end of something is before its first line."""
+    problems = []
+    for path in files(top):
+        if path.suffix not in SOURCES:
+            continue
+        lines = path.read_text(encoding="utf-8", errors="replace").splitlines()
+        if len(lines) > LONGEST_FILE:
+            problems.append(f"{path.relative_to(top)}: {len(lines)} lines")
+        first, opened = 1, {}
+        for number, line in enumerate(lines, 1):
+            indent = len(line) - len(line.lstrip())
+            if line.strip() in ("{", "try {"):
+                opened[indent] = first
+            elif re.match(r" *\}(?! catch)", line) and indent in opened:
+                begin = opened.pop(indent)
+                if number - begin >= LONGEST_FUNCTION:
+                    problems.append(f"{path.relative_to(top)}:{begin}: {number - begin + 1} lines in a function")
+            if not line.strip() or re.match(r" *(//|#)|(?! *[,:] ).*[;:{}]$", line):
+                first = number + 1
+    return problems
 
 
 def foreign_text(top):
@@ -202,6 +230,10 @@ class Layout(unittest.TestCase):
         self.assertTrue(10 < len(open_ones) < len(headers))
         self.none(headers_that_need_others(open_ones, commands, build / "headers_alone"))
 
+    def test_lengths(self):
+        """no file and no function is too long to be read in one piece"""
+        self.none(too_long(TOP))
+
     def test_text(self):
         """nothing speaks of documents or machines outside of the tree"""
         self.none(foreign_text(TOP))
@@ -259,6 +291,23 @@ class PlantedFaults(unittest.TestCase):
         self.plant("README.md", "fine\n" + "\n".join(lines) + "\n")
         self.assertEqual([text.split(": ")[0] for text in foreign_text(self.top)],
                          [f"README.md:{line}" for line in range(2, 6)])
+
+    def test_lengths(self):
+        """a planted long function and a planted long file are found"""
+        def function(head, lines):
+            head = f"{head}\n{{\n"
+            return head + "    g();\n" * (lines - head.count("\n") - 1) + "}\n"
+
+        def member(head, lines):
+            text = function(head, lines).replace("\n", "\n    ")
+            return f"class c {{\n    {text}\n}};\n"
+        inner = "void f()\n{\n    {\n        g();\n    }\n    try {\n    } catch (int) {\n    }\n}\n"
+        self.plant("sdk/fine.cpp", "int i;\n// of it\n" + function("void f()", 60) + inner + member("f()", 60))
+        self.plant("sdk/long.h", "\n".join([function("// of it\nTEST_CASE(\n    1)", 62),
+                                            member("c()\n    : a(1)\n    , b{2}", 61), inner]))
+        self.plant("sdk/whole.rc", "//\n" * 501)
+        self.assertEqual(too_long(self.top), ["sdk/long.h:2: 61 lines in a function",
+                                              "sdk/long.h:65: 61 lines in a function", "sdk/whole.rc: 501 lines"])
 
     def test_header_alone(self):
         """a planted header that needs another one is found"""

@@ -15,6 +15,12 @@ using namespace player;
 
 namespace {
 
+struct refusal {
+    strings arguments;
+    std::string line; // a part of the last one
+    unsigned exit_code = 1;
+};
+
 struct program_fixture : player_fixture {
     program_fixture()
     {
@@ -40,6 +46,21 @@ struct program_fixture : player_fixture {
     {
         const auto all = std::filesystem::directory_iterator(win::to_utf16(folder.path()));
         return std::distance(begin(all), end(all));
+    }
+    // None of them leaves a file.
+    void check_refused(const std::vector<refusal>& rows) const
+    {
+        const auto files_before = file_count();
+        for (const refusal& each : rows) {
+            CAPTURE(each.line);
+            const program_result result = run(each.arguments);
+            CAPTURE(result.err);
+            CHECK(result.exit_code == each.exit_code);
+            CHECK(result.out.empty());
+            CHECK(result.last_line().starts_with("qvxplayer: "));
+            CHECK(result.last_line().find(each.line) != std::string::npos);
+            CHECK(file_count() == files_before);
+        }
     }
 };
 
@@ -79,58 +100,41 @@ TEST_CASE("program: bad input ends with one line that names the file, code 1, an
     test.folder.write("short.wav", truncated);
     const std::string gain = shipped_effect("qvxGain.vst3", "x64");
     CHECK(test.run({"preset", gain, in("wrong.preset"), "--state", in("text.txt")}).exit_code == 0);
-    const auto files_before = test.file_count();
-    struct row {
-        strings arguments;
-        unsigned exit_code;
-        std::string line; // a part of it
-    };
     const auto render = [&](const char* from, const char* to, const strings& more = {}) {
         return with({"render", in(from), in(to)}, more);
     };
-    const row rows[] = {
-        {render("none.wav", "out.wav"), 1, "none.wav: cannot be opened"},
-        {render("text.txt", "out.wav"), 1, "text.txt: is not a WAV file"},
-        {render("short.wav", "out.wav"), 1, "short.wav: is truncated"},
-        {render("in.wav", "no\\out.wav"), 1, "no\\out.wav: cannot be written"},
-        {render("in.wav", "in.wav"), 1, "in.wav: is also read by this run"},
-        {{"gui", in("in.wav"), "--capture", in("in.wav")}, 1, "in.wav: is also read by this run"},
-        {render("in.wav", "out.wav", {"--effect", in("none.dll")}), 1, "none.dll: "},
-        {render("in.wav", "out.wav", {"--effect", in("text.txt")}), 1, "text.txt: "},
-        {render("in.wav", "out.wav", {"--effect", shipped("qvxplayer.exe")}), 1, "qvxplayer.exe: "},
+    test.check_refused({
+        {render("none.wav", "out.wav"), "none.wav: cannot be opened"},
+        {render("text.txt", "out.wav"), "text.txt: is not a WAV file"},
+        {render("short.wav", "out.wav"), "short.wav: is truncated"},
+        {render("in.wav", "no\\out.wav"), "no\\out.wav: cannot be written"},
+        {render("in.wav", "in.wav"), "in.wav: is also read by this run"},
+        {{"gui", in("in.wav"), "--capture", in("in.wav")}, "in.wav: is also read by this run"},
+        {render("in.wav", "out.wav", {"--effect", in("none.dll")}), "none.dll: "},
+        {render("in.wav", "out.wav", {"--effect", in("text.txt")}), "text.txt: "},
+        {render("in.wav", "out.wav", {"--effect", shipped("qvxplayer.exe")}), "qvxplayer.exe: "},
         // A DLL, but no plug-in.
-        {render("in.wav", "out.wav", {"--effect", shipped("qvx_dsp_vst3.dll")}), 1, "qvx_dsp_vst3.dll: "},
-        {render("in.wav", "out.wav", {"--preset", in("text.txt")}), 1, "text.txt: Unsupported format"},
-        {render("in.wav", "out.wav", {"--quiet", "--effect", gain, "--state", in("text.txt")}), 1,
+        {render("in.wav", "out.wav", {"--effect", shipped("qvx_dsp_vst3.dll")}), "qvx_dsp_vst3.dll: "},
+        {render("in.wav", "out.wav", {"--preset", in("text.txt")}), "text.txt: Unsupported format"},
+        {render("in.wav", "out.wav", {"--quiet", "--effect", gain, "--state", in("text.txt")}),
          "text.txt: holds no state that the effect takes: it is not a VST 3 preset; save it anew"},
         {render(
              "in.wav", "out.wav",
              {"--effect", shipped_effect("qvxGain.dll", "x86"), "--state", in("text.txt"), "--effect", gain}),
-         1, "text.txt: holds no state that the effect takes: it is not the state of a VST 2 effect"},
-        {render("in.wav", "out.wav", {"--preset", in("wrong.preset")}), 1,
+         "text.txt: holds no state that the effect takes: it is not the state of a VST 2 effect"},
+        {render("in.wav", "out.wav", {"--preset", in("wrong.preset")}),
          "wrong.preset: holds no state that the effect takes"},
-        {render("in.wav", "out.wav", {"--component", in("none.dll")}), 1,
-         "none.dll: the component is missing"},
-        {{"services", "--component", in("text.txt")}, 1, "text.txt: "},
-        {{"preset", in("none.dll"), in("no\\out.preset")}, 1, "no\\out.preset: cannot be written"},
-        {{"preset", in("none.dll"), in("out.preset")}, 1, "none.dll: does not exist"},
-        {{"preset", gain, in("in.wav")}, 1, "in.wav: is no preset"},
-        {{"preset", "--show", in("none")}, 1, "none: there is no such preset file"},
-        {{"preset", "--show", in("text.txt")}, 1, "text.txt: Unsupported format"},
-        {{"rendr"}, 2, "unknown command rendr; did you mean render?"},
-        {{"settings", "process-tail=on", "nonsense=1"}, 2, "unknown setting \"nonsense\""},
-        {{"settings", "process-tail=on", "feed-live=maybe"}, 2, "\"maybe\" is no value for feed-live"},
-    };
-    for (const row& each : rows) {
-        CAPTURE(each.line);
-        const program_result result = test.run(each.arguments);
-        CAPTURE(result.err);
-        CHECK(result.exit_code == each.exit_code);
-        CHECK(result.out.empty());
-        CHECK(result.last_line().starts_with("qvxplayer: "));
-        CHECK(result.last_line().find(each.line) != std::string::npos);
-        CHECK(test.file_count() == files_before);
-    }
+        {render("in.wav", "out.wav", {"--component", in("none.dll")}), "none.dll: the component is missing"},
+        {{"services", "--component", in("text.txt")}, "text.txt: "},
+        {{"preset", in("none.dll"), in("no\\out.preset")}, "no\\out.preset: cannot be written"},
+        {{"preset", in("none.dll"), in("out.preset")}, "none.dll: does not exist"},
+        {{"preset", gain, in("in.wav")}, "in.wav: is no preset"},
+        {{"preset", "--show", in("none")}, "none: there is no such preset file"},
+        {{"preset", "--show", in("text.txt")}, "text.txt: Unsupported format"},
+        {{"rendr"}, "unknown command rendr; did you mean render?", 2},
+        {{"settings", "process-tail=on", "nonsense=1"}, "unknown setting \"nonsense\"", 2},
+        {{"settings", "process-tail=on", "feed-live=maybe"}, "\"maybe\" is no value for feed-live", 2},
+    });
 }
 
 TEST_CASE("program: settings survive a restart; presets are shown as they were stored")

@@ -72,9 +72,9 @@ TEST_CASE("scan command: long paths, names of every script, bundles, links in a 
     const temp_folder& top = test.folder;
     const std::string hall = "\xE6\xAE\x8B\xE9\x9F\xBF \xF0\x9F\x8E\xB5"; // in no code page
     const std::string deep = "d\\" + std::string(120, 'x'), deeper = deep + "\\" + std::string(120, 'y');
-    for (const std::string& folder : {std::string("d"), deep, deeper, "d\\" + hall, std::string("d\\B.vst3"),
-                                      std::string("d\\B.vst3\\Contents"),
-                                      std::string("d\\B.vst3\\Contents\\x86_64-win"), std::string("empty")})
+    for (const std::string& folder :
+         {std::string("d"), deep, deeper, "d\\" + hall, std::string("d\\B.vst3"),
+          std::string("d\\B.vst3\\Contents"), std::string("d\\B.vst3\\Contents\\x86_64-win")})
         top.make(folder);
     image_builder vst3;
     vst3.names = {"GetPluginFactory"};
@@ -118,20 +118,27 @@ TEST_CASE("scan command: long paths, names of every script, bundles, links in a 
     const program_result text = test.run({"scan"});
     CHECK(text.err.empty());
     CHECK(text.out.starts_with(hall + " (VST v2, 64-bit)  " + expected[4] + "\n"));
+}
+
+TEST_CASE("scan command: folders with nothing in them, and those that are none, before anything is scanned")
+{
+    const player_fixture test;
+    const temp_folder& top = test.folder;
+    top.make("empty");
+    top.write("first.dll", image_builder().build());
 
     const program_result nothing = test.run({"scan", top.path("empty")});
     CHECK(nothing.exit_code == 0);
     CHECK(nothing.out.empty());
     CHECK(nothing.last_line().starts_with("qvxplayer: scan: no effects found"));
     CHECK(test.run({"scan", "--json", top.path("empty")}).out == "[]\n");
-    // Folders that are none are named before anything is scanned.
     const std::pair<std::string, std::string> refusals[] = {
         {top.path("none"), "none: cannot be scanned"},
-        {expected[0], "first.dll: is a file"},
+        {top.path("first.dll"), "first.dll: is a file"},
         {"http://x/y", "http://x/y: cannot be scanned"},
     };
     for (const auto& [folder, line] : refusals) {
-        const program_result refused = test.run({"scan", top.path("d"), folder});
+        const program_result refused = test.run({"scan", top.path(), folder});
         CAPTURE(refused.err);
         CHECK(refused.exit_code == 1);
         CHECK(refused.out.empty());

@@ -13,7 +13,6 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
-#include <functional>
 #include <map>
 #include <optional>
 #include <stdexcept>
@@ -42,6 +41,26 @@ uint64_t number_of(const std::string& word)
     if (end != word.size())
         throw failure("not a number: " + word);
     return value;
+}
+
+uint32_t word32(const std::string& word)
+{
+    return static_cast<uint32_t>(number_of(word));
+}
+
+statement behind(const statement& words, size_t count)
+{
+    words.at(count);
+    return statement(words.begin() + static_cast<ptrdiff_t>(count), words.end());
+}
+
+win::kernel_handle open_event(const std::string& name)
+{
+    win::kernel_handle event(
+        OpenEventW(EVENT_MODIFY_STATE | SYNCHRONIZE, FALSE, win::to_utf16(name).c_str()));
+    if (!event)
+        throw failure("no event " + name);
+    return event;
 }
 
 // `at` stands on the opening quotation mark and ends behind the closing one. Throws when there is none.
@@ -141,6 +160,10 @@ private:
         std::optional<uint64_t> nth;
         statement action;
     };
+
+    // Statements by their verbs: what it does on its pipe and streams, what it will answer, and the rest.
+    using actions = std::map<std::string_view, void (*)(worker& self, const statement& words)>;
+    static const actions transfers, answers, deeds;
 
     void execute(const statement& words);
     void on_broken_pipe();
@@ -293,7 +316,7 @@ std::string worker::agreed_format(const std::string& request)
                                 &format.outChannels, &format.outChannelMask};
     for (size_t i = 0; i < format_.size(); ++i) {
         if (format_[i] != "=")
-            *fields[i] = static_cast<uint32_t>(number_of(format_[i]));
+            *fields[i] = word32(format_[i]);
     }
     agreed_ = format;
     return as_bytes(format);
@@ -307,109 +330,104 @@ void worker::on_broken_pipe()
     execute({"exit", "0"});
 }
 
+const worker::actions worker::transfers = {
+    {"connect", [](worker& self, const statement&) { self.connect(); }},
+    {"close-pipe", [](worker& self, const statement&) { self.pipe_.reset(); }},
+    {"read", [](worker& self, const statement& words) { self.read_pipe(number_of(words.at(1))); }},
+    {"serve",
+     [](worker& self, const statement& words) {
+         self.serve(words.size() > 1 ? number_of(words[1]) : UINT64_MAX);
+     }},
+    {"reply-words",
+     [](worker& self, const statement& words) {
+         for (size_t i = 1; i < words.size(); ++i)
+             self.write_pipe(as_bytes(word32(words[i])));
+     }},
+    {"reply-garbage",
+     [](worker& self, const statement& words) {
+         std::string bytes(static_cast<size_t>(number_of(words.at(1))), '\0');
+         uint32_t state = 12345;
+         for (char& byte : bytes)
+             byte = static_cast<char>((state = state * 1664525 + 1013904223) >> 24);
+         self.write_pipe(bytes);
+     }},
+    {"write-stderr", [](worker&, const statement& words) { write_stderr(words.at(1)); }},
+    {"close-stderr", [](worker&, const statement&) { CloseHandle(GetStdHandle(STD_ERROR_HANDLE)); }},
+    {"echo-input",
+     [](worker&, const statement&) {
+         char byte = 0;
+         DWORD got = 0;
+         while (ReadFile(GetStdHandle(STD_INPUT_HANDLE), &byte, 1, &got, nullptr) && got == 1)
+             write_all(GetStdHandle(STD_OUTPUT_HANDLE), {&byte, 1});
+     }},
+};
+
+const worker::actions worker::answers = {
+    {"format",
+     [](worker& self, const statement& words) {
+         for (size_t i = 0; i < self.format_.size(); ++i)
+             self.format_[i] = words.at(i + 1);
+     }},
+    {"audio",
+     [](worker& self, const statement& words) {
+         self.factor_ = std::stod(words.at(1));
+         self.latency_ = word32(words.at(2));
+     }},
+    {"tail",
+     [](worker& self, const statement& words) {
+         self.tail_bytes_ = word32(words.at(1));
+         self.tail_value_ = std::stod(words.at(2));
+     }},
+    {"no-reply", [](worker& self, const statement&) { self.no_reply_ = true; }},
+    {"on-broken-pipe", [](worker& self, const statement& words) { self.at_broken_pipe_ = behind(words, 1); }},
+    {"on",
+     [](worker& self, const statement& words) {
+         std::optional<uint64_t> nth;
+         if (words.at(2) != "*")
+             nth = number_of(words[2]);
+         self.hooks_.push_back({word32(words[1]), nth, behind(words, 3)});
+     }},
+};
+
+const worker::actions worker::deeds = {
+    {"record",
+     [](worker& self, const statement& words) {
+         // Each piece goes behind what other workers have written meanwhile.
+         self.record_.reset(CreateFileW(self.file_path(words.at(1)).c_str(), FILE_APPEND_DATA,
+                                        FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_ALWAYS, 0,
+                                        nullptr));
+         self.note("start " + std::to_string(GetCurrentProcessId()));
+         for (const std::string& argument : self.arguments_)
+             self.note("argument " + argument);
+     }},
+    {"write-file",
+     [](worker& self, const statement& words) {
+         if (!(std::ofstream(self.file_path(words.at(1)), std::ios::binary) << words.at(2)).flush())
+             throw failure("cannot write " + words[1]);
+     }},
+    {"sleep", [](worker&, const statement& words) { Sleep(word32(words.at(1))); }},
+    {"hang", [](worker&, const statement&) { Sleep(INFINITE); }},
+    {"crash", [](worker&, const statement&) { *static_cast<volatile int*>(nullptr) = 1; }},
+    {"exit",
+     [](worker& self, const statement& words) {
+         self.note("exit " + words.at(1));
+         end_process(word32(words[1]));
+     }},
+    {"signal-event", [](worker&, const statement& words) { SetEvent(open_event(words.at(1)).get()); }},
+    {"wait-event",
+     [](worker&, const statement& words) {
+         if (WaitForSingleObject(open_event(words.at(1)).get(), event_limit_ms) != WAIT_OBJECT_0)
+             throw failure(words[1] + " did not come");
+     }},
+};
+
 void worker::execute(const statement& words)
 {
-    const auto text = [&](size_t i) -> const std::string& { return words.at(i); };
-    const auto number = [&](size_t i) { return number_of(text(i)); };
-    const auto word32 = [&](size_t i) { return static_cast<uint32_t>(number_of(text(i))); };
-    const auto rest = [&](size_t from) {
-        text(from);
-        return statement(words.begin() + static_cast<ptrdiff_t>(from), words.end());
-    };
-    const auto open_event = [&] {
-        win::kernel_handle event(
-            OpenEventW(EVENT_MODIFY_STATE | SYNCHRONIZE, FALSE, win::to_utf16(text(1)).c_str()));
-        if (!event)
-            throw failure("no event " + text(1));
-        return event;
-    };
-
-    using action = std::function<void()>;
-    const std::map<std::string, action> actions = {
-        {"record",
-         [&] {
-             // Each piece goes behind what other workers have written meanwhile.
-             record_.reset(CreateFileW(file_path(text(1)).c_str(), FILE_APPEND_DATA,
-                                       FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_ALWAYS, 0, nullptr));
-             note("start " + std::to_string(GetCurrentProcessId()));
-             for (const std::string& argument : arguments_)
-                 note("argument " + argument);
-         }},
-        {"connect", [&] { connect(); }},
-        {"close-pipe", [&] { pipe_.reset(); }},
-        {"write-stderr", [&] { write_stderr(text(1)); }},
-        {"echo-input",
-         [&] {
-             char byte = 0;
-             DWORD got = 0;
-             while (ReadFile(GetStdHandle(STD_INPUT_HANDLE), &byte, 1, &got, nullptr) && got == 1)
-                 write_all(GetStdHandle(STD_OUTPUT_HANDLE), {&byte, 1});
-         }},
-        {"close-stderr", [&] { CloseHandle(GetStdHandle(STD_ERROR_HANDLE)); }},
-        {"read", [&] { read_pipe(number(1)); }},
-        {"serve", [&] { serve(words.size() > 1 ? number(1) : UINT64_MAX); }},
-        {"reply-words",
-         [&] {
-             for (size_t i = 1; i < words.size(); ++i)
-                 write_pipe(as_bytes(word32(i)));
-         }},
-        {"reply-garbage",
-         [&] {
-             std::string bytes(static_cast<size_t>(number(1)), '\0');
-             uint32_t state = 12345;
-             for (char& byte : bytes)
-                 byte = static_cast<char>((state = state * 1664525 + 1013904223) >> 24);
-             write_pipe(bytes);
-         }},
-        {"sleep", [&] { Sleep(static_cast<DWORD>(number(1))); }},
-        {"hang", [&] { Sleep(INFINITE); }},
-        {"exit",
-         [&] {
-             note("exit " + text(1));
-             end_process(word32(1));
-         }},
-        {"crash", [&] { *static_cast<volatile int*>(nullptr) = 1; }},
-        {"signal-event", [&] { SetEvent(open_event().get()); }},
-        {"wait-event",
-         [&] {
-             if (WaitForSingleObject(open_event().get(), event_limit_ms) != WAIT_OBJECT_0)
-                 throw failure(text(1) + " did not come");
-         }},
-        {"write-file",
-         [&] {
-             if (!(std::ofstream(file_path(text(1)), std::ios::binary) << text(2)).flush())
-                 throw failure("cannot write " + text(1));
-         }},
-        {"format",
-         [&] {
-             for (size_t i = 0; i < format_.size(); ++i)
-                 format_[i] = text(i + 1);
-         }},
-        {"audio",
-         [&] {
-             factor_ = std::stod(text(1));
-             latency_ = word32(2);
-         }},
-        {"tail",
-         [&] {
-             tail_bytes_ = word32(1);
-             tail_value_ = std::stod(text(2));
-         }},
-        {"on-broken-pipe", [&] { at_broken_pipe_ = rest(1); }},
-        {"on",
-         [&] {
-             std::optional<uint64_t> nth;
-             if (text(2) != "*")
-                 nth = number(2);
-             hooks_.push_back({word32(1), nth, rest(3)});
-         }},
-        {"no-reply", [&] { no_reply_ = true; }},
-    };
-    const auto found = actions.find(words[0]);
-    if (found == actions.end())
-        throw failure("unknown statement " + words[0]);
     try {
-        found->second();
+        for (const actions* const some : {&transfers, &answers, &deeds})
+            if (const auto found = some->find(words[0]); found != some->end())
+                return found->second(*this, words);
+        throw failure("unknown statement " + words[0]);
     } catch (const broken_pipe&) {
         on_broken_pipe();
     }

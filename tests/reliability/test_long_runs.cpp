@@ -14,59 +14,89 @@
 
 #include <doctest/doctest.h>
 
+namespace {
+
+// Two workers, the second fed with what the first one made; of both bitnesses and formats.
+class two_in_a_row {
+public:
+    two_in_a_row() { use_shipped_workers(); }
+
+    // As a player does: the ones there are go, others come.
+    void renew()
+    {
+        for (size_t k = 0; k < 2; ++k)
+            dsps_[k] = service_new<dsp_vst>(preset_of(effects_[k]), 0u);
+    }
+    void release()
+    {
+        for (auto& dsp : dsps_)
+            dsp.release();
+    }
+    // One chunk; what fails.
+    std::string play()
+    {
+        dsp_chunk_list_impl list;
+        fill_chunk(*list.add_item(), {rate_, channels_, channels_ == 1 ? 4u : 3u, 64, 0.5, 0});
+        for (auto& dsp : dsps_) {
+            try {
+                dsp->run_abortable(list, nullptr, 0, token_);
+            } catch (const std::exception& failure) {
+                return failure.what();
+            }
+        }
+        const audio_chunk* const heard = list.get_item(0);
+        const bool whole = list.get_count() == 1 && heard->get_sample_count() == 64 &&
+                           heard->get_channel_count() == channels_ && heard->get_sample_rate() == rate_ &&
+                           heard->get_data()[0] > 0;
+        return whole ? "" : "another chunk";
+    }
+    // What comes between chunks now and then. False when an effect does not take its own preset.
+    bool change(size_t number)
+    {
+        if (number % 101 == 0) {
+            for (auto& dsp : dsps_)
+                dsp->flush();
+        } else if (number % 499 == 0) {
+            rate_ = rate_ == 44100 ? 48000 : 44100;
+        } else if (number % 1009 == 0) {
+            channels_ = 3 - channels_;
+        } else if (number % 211 == 0) {
+            return dsps_[number % 2]->apply_preset(preset_of(effects_[number % 2]));
+        }
+        return true;
+    }
+
+private:
+    const vstConfig_t effects_[2] = {{shipped_effect("qvxGain.vst3", "x64"), "gain", "x64", 3},
+                                     {shipped_effect("qvxGain.dll", "x86"), "gain", "x86", 2}};
+    service_ptr_t<dsp_vst> dsps_[2];
+    abort_callback_impl token_;
+    uint32_t rate_ = 44100, channels_ = 2;
+};
+
+} // namespace
+
 TEST_CASE("chunks through two instances, with seeks, formats, presets and killed workers: nothing grows")
 {
     // Of the chain; each is one for either instance.
     const size_t chunks = test_options::long_run() ? 500'000 : 500;
     const size_t killed_every = test_options::long_run() ? 5'000 : 125;
     dialog_host player;
-    use_shipped_workers();
-    // Both bitnesses and formats, the second fed with what the first one made.
-    const vstConfig_t effects[] = {{shipped_effect("qvxGain.vst3", "x64"), "gain", "x64", 3},
-                                   {shipped_effect("qvxGain.dll", "x86"), "gain", "x86", 2}};
-    service_ptr_t<dsp_vst> chain[2];
-    abort_callback_impl token;
-    const auto play = [&](uint32_t rate, uint32_t channels) { // what fails
-        dsp_chunk_list_impl list;
-        fill_chunk(*list.add_item(), {rate, channels, channels == 1 ? 4u : 3u, 64, 0.5, 0});
-        for (auto& dsp : chain) {
-            try {
-                dsp->run_abortable(list, nullptr, 0, token);
-            } catch (const std::exception& failure) {
-                return std::string(failure.what());
-            }
-        }
-        const audio_chunk* const heard = list.get_item(0);
-        const bool whole = list.get_count() == 1 && heard->get_sample_count() == 64 &&
-                           heard->get_channel_count() == channels && heard->get_sample_rate() == rate &&
-                           heard->get_data()[0] > 0;
-        return std::string(whole ? "" : "another chunk");
-    };
-
+    two_in_a_row chain;
     system_counts before = {};
     size_t most_bytes = 0, kills = 0, failures = 0;
-    uint32_t rate = 44100, channels = 2;
     const auto began = std::chrono::steady_clock::now();
     for (size_t i = 0; i < chunks; ++i) {
-        if (i % killed_every == 0) { // as a player does: the dead ones go, others come
+        if (i % killed_every != 0) {
+            failures += !chain.change(i);
+        } else {
             if (i != 0) {
                 kills += kill_children(42);
-                const std::string failure = play(rate, channels);
-                failures += failure != "VST worker terminated: 0x2A";
+                failures += chain.play() != "VST worker terminated: 0x2A";
             }
-            for (size_t k = 0; k < 2; ++k)
-                chain[k] = service_new<dsp_vst>(preset_of(effects[k]), 0u);
-        } else if (i % 101 == 0) {
-            for (auto& dsp : chain)
-                dsp->flush();
-        } else if (i % 499 == 0) {
-            rate = rate == 44100 ? 48000 : 44100;
-        } else if (i % 1009 == 0) {
-            channels = 3 - channels;
-        } else if (i % 211 == 0) {
-            failures += !chain[i % 2]->apply_preset(preset_of(effects[i % 2]));
+            chain.renew();
         }
-        if (const std::string failure = play(rate, channels); !failure.empty()) {
+        if (const std::string failure = chain.play(); !failure.empty()) {
             ++failures;
             CHECK(failure == "");
             break;
@@ -84,8 +114,7 @@ TEST_CASE("chunks through two instances, with seeks, formats, presets and killed
                 static_cast<unsigned>(chunks), static_cast<unsigned>(kills),
                 std::chrono::duration<double>(std::chrono::steady_clock::now() - began).count(),
                 static_cast<int>(most_bytes / 1024) - static_cast<int>(before.private_bytes / 1024));
-    for (auto& dsp : chain)
-        dsp.release();
+    chain.release();
     CHECK(player.host.wait_until_detached_done());
     before.children = 0;
     before.check_nothing_more(4);

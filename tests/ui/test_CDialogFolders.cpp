@@ -50,17 +50,11 @@ std::string stored()
 
 } // namespace
 
-TEST_CASE("folders dialog: what each action stores, scans anew and shows")
+TEST_CASE("folders dialog: what it shows, to a screen reader as well, and in another theme")
 {
     open_dialog open;
     const HWND dialog = open.window;
     auto& player = open.player;
-    auto& shown = player.shell->shown;
-    const auto picks = [&](std::vector<std::string> answer) {
-        player.picker->answer = std::move(answer);
-        click(dialog, IDC_ADD);
-    };
-
     CHECK(text_of(dialog) == "VST Folders");
     CHECK(layout_faults(dialog) == std::vector<std::string>());
     CHECK(player.modeless->windows == std::vector{dialog});
@@ -73,7 +67,6 @@ TEST_CASE("folders dialog: what each action stores, scans anew and shows")
     CHECK(ListView_GetColumnWidth(GetDlgItem(dialog, IDC_LIST), 0) ==
           ListView_GetColumnWidth(GetDlgItem(dialog, IDC_DEFAULT_LIST), 0));
 
-    // What a screen reader calls the list, and a theme that changes while it is open.
     const HWND list = GetDlgItem(dialog, IDC_LIST);
     CHECK(text_of(list) == "Additional folders to scan for VST effects");
     const COLORREF light = ListView_GetBkColor(list);
@@ -87,7 +80,18 @@ TEST_CASE("folders dialog: what each action stores, scans anew and shows")
         CHECK((GetTextColor(context) == RGB(240, 240, 240)) == dark);
         ReleaseDC(list, context);
     }
+}
 
+TEST_CASE("folders dialog: what each action stores, scans anew and shows")
+{
+    open_dialog open;
+    const HWND dialog = open.window;
+    auto& player = open.player;
+    auto& shown = player.shell->shown;
+    const auto picks = [&](std::vector<std::string> answer) {
+        player.picker->answer = std::move(answer);
+        click(dialog, IDC_ADD);
+    };
     struct step {
         std::function<void()> act;
         const char* stored;

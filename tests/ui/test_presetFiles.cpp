@@ -14,6 +14,8 @@
 
 namespace {
 
+using lines = std::vector<std::string>;
+
 BOOL WINAPI no_rename(const wchar_t*, const wchar_t*, DWORD)
 {
     return FALSE;
@@ -33,7 +35,7 @@ BOOL WINAPI second_is_cut(HANDLE file, const void* bytes, DWORD size, DWORD* don
 
 } // namespace
 
-TEST_CASE("a preset is loaded whole or not at all, and saved as it is")
+TEST_CASE("a preset is loaded whole or not at all")
 {
     dialog_host player;
     const temp_folder folder;
@@ -41,7 +43,6 @@ TEST_CASE("a preset is loaded whole or not at all, and saved as it is")
     folder.write("full.vstpreset", std::vector<uint8_t>(presetSizeLimit, 7));
     folder.write("over.vstpreset", std::vector<uint8_t>(presetSizeLimit + 1, 7));
 
-    using lines = std::vector<std::string>;
     const std::string open = "open Load VST preset|VST presets|*.vstpreset|vstpreset";
     const std::string load_failure = "popup Preset loading failure: ";
     const std::string not_taken = "not taken";
@@ -77,9 +78,14 @@ TEST_CASE("a preset is loaded whole or not at all, and saved as it is")
     player.shell->answer = "nowhere://x";
     loadPreset(nullptr, [](const std::vector<uint8_t>&) {});
     CHECK(player.shell->shown.back() == load_failure + "Object not found");
+}
 
-    player.shell->shown.clear();
-    const std::string target = folder.path("full.vstpreset"); // longer before
+TEST_CASE("a preset is saved as it is")
+{
+    dialog_host player;
+    const temp_folder folder;
+    folder.write("longer before", std::vector<uint8_t>(100, 7));
+    const std::string target = folder.path("longer before");
     savePreset(nullptr, {});
     player.shell->answer.reset();
     savePreset(nullptr, {1});

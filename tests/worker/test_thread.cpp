@@ -62,7 +62,7 @@ TEST_CASE("threads run, end and run again")
     }
 }
 
-TEST_CASE("a thread's own aborter")
+TEST_CASE("a thread's own aborter ends what waits in it")
 {
     std::atomic<int> aborted{0};
     const win::kernel_handle running(CreateEventW(nullptr, FALSE, FALSE, nullptr));
@@ -81,7 +81,7 @@ TEST_CASE("a thread's own aborter")
         worker.start(wait_for_abort, THREAD_PRIORITY_NORMAL);
         REQUIRE(WaitForSingleObject(running.get(), 10000) == WAIT_OBJECT_0);
     };
-    SUBCASE("is signalled by abort and by the next start, and fresh in each run")
+    SUBCASE("signalled by abort and by the next start, and fresh in each run")
     {
         thread worker("", thread::ownAborter);
         start_waiting(worker);
@@ -95,7 +95,7 @@ TEST_CASE("a thread's own aborter")
         worker.join();
         CHECK(aborted == 3);
     }
-    SUBCASE("is signalled by the destructor when asked for")
+    SUBCASE("signalled by the destructor when asked for")
     {
         {
             thread worker("", thread::ownAborter | thread::abortOnDestruct);
@@ -103,39 +103,41 @@ TEST_CASE("a thread's own aborter")
         }
         CHECK(aborted == 1);
     }
-    SUBCASE("is not by the destructor otherwise: that waits")
+}
+
+TEST_CASE("a thread's own aborter is not signalled by the destructor unless asked for: that waits")
+{
+    waitable go_on;
+    bool ended = false;
+    thread helper;
     {
-        waitable go_on;
-        bool ended = false;
-        thread helper;
-        {
-            thread worker("", thread::ownAborter);
-            worker.start(
-                [&] {
-                    waitableImpl* const waited = &go_on;
-                    CHECK(waitAny(&waited, 1, 10) == 0);
-                    ended = true;
-                },
-                THREAD_PRIORITY_NORMAL);
-            helper.start([&] { SetEvent(go_on.event()); }, THREAD_PRIORITY_NORMAL);
-        }
-        CHECK(ended);
+        thread worker("", thread::ownAborter);
+        worker.start(
+            [&] {
+                waitableImpl* const waited = &go_on;
+                CHECK(waitAny(&waited, 1, 10) == 0);
+                ended = true;
+            },
+            THREAD_PRIORITY_NORMAL);
+        helper.start([&] { SetEvent(go_on.event()); }, THREAD_PRIORITY_NORMAL);
     }
-    SUBCASE("signalled before the thread has come to its function: that is not called")
-    {
-        // The name is set before the scope is entered; abort there.
-        static thread* aborting;
-        thread named("x", thread::ownAborter);
-        aborting = &named;
-        const patched_import hook("GetModuleHandleW", reinterpret_cast<void*>(+[](const wchar_t*) -> HMODULE {
-                                      aborting->abort();
-                                      return nullptr;
-                                  }));
-        bool called = false;
-        named.start([&] { called = true; }, THREAD_PRIORITY_NORMAL);
-        named.join();
-        CHECK_FALSE(called);
-    }
+    CHECK(ended);
+}
+
+TEST_CASE("a thread aborted before it has come to its function does not call that")
+{
+    // The name is set before the scope is entered; abort there.
+    static thread* aborting;
+    thread named("x", thread::ownAborter);
+    aborting = &named;
+    const patched_import hook("GetModuleHandleW", reinterpret_cast<void*>(+[](const wchar_t*) -> HMODULE {
+                                  aborting->abort();
+                                  return nullptr;
+                              }));
+    bool called = false;
+    named.start([&] { called = true; }, THREAD_PRIORITY_NORMAL);
+    named.join();
+    CHECK_FALSE(called);
 }
 
 TEST_CASE("joining raises a thread that is below the caller")
