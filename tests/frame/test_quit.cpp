@@ -3,15 +3,13 @@
 #include "loaded_component.h"
 
 #include "player/host/component_settings.h"
-#include "player/host/player_host.h"
-#include "player/services/json_config_store.h"
+#include "player/running_host.h"
 #include "player/services/queue_window.h"
 #include "player/window/menu_model.h"
 #include "resources/dialog_ids.h"
 #include "sdk/dsp.h"
 #include "support/edited_preset.h"
 #include "support/shipped.h"
-#include "support/temp_folder.h"
 #include "worker/startWorker.h"
 
 #include <doctest/doctest.h>
@@ -21,17 +19,10 @@
 #include <algorithm>
 #include <filesystem>
 #include <functional>
-#include <optional>
 
 namespace {
 
 struct running_player {
-    running_player()
-    {
-        host.load_component(shipped("qvx_dsp_vst3.dll"));
-        host.start();
-        window.emplace(host.main_queue());
-    }
     void use_scripted_workers()
     {
         // Of the module that is loaded already: only where it looks for its workers changes.
@@ -42,15 +33,12 @@ struct running_player {
     }
     bool run_until(const std::function<bool()>& done)
     {
-        for (const ULONGLONG began = GetTickCount64(); GetTickCount64() - began < 20000;) {
+        return wait_until(done, 20, [] {
+            MsgWaitForMultipleObjectsEx(0, nullptr, 10, QS_ALLINPUT, MWMO_INPUTAVAILABLE);
             MSG message;
             while (PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE))
                 DispatchMessageW(&message);
-            if (done())
-                return true;
-            MsgWaitForMultipleObjectsEx(0, nullptr, 10, QS_ALLINPUT, MWMO_INPUTAVAILABLE);
-        }
-        return false;
+        });
     }
     void shut_down()
     {
@@ -70,11 +58,11 @@ struct running_player {
         FAIL("no such command");
     }
 
-    temp_folder folder;
     std::vector<std::string> lines;
-    player::player_host host{[this](std::string_view line) { lines.emplace_back(line); },
-                             service_new<player::json_config_store>(folder.path("config.json"))};
-    std::optional<player::queue_window> window;
+    running_host running{[](player::player_host& made) { made.load_component(shipped("qvx_dsp_vst3.dll")); },
+                         [this](std::string_view line) { lines.emplace_back(line); }};
+    player::player_host& host = running.host;
+    player::queue_window window{host.main_queue()};
 };
 
 // Keeps "last" when it is told to go.

@@ -5,6 +5,7 @@
 #include "player/window/ids.h"
 #include "player/window/session.h"
 #include "support/system_counts.h"
+#include "support/wait_until.h"
 
 #include <commctrl.h>
 #include <psapi.h>
@@ -126,13 +127,7 @@ size_t driven_player::private_bytes() const
 
 bool driven_player::wait_until(const std::function<bool()>& done) const
 {
-    const ULONGLONG end = GetTickCount64() + limit_ms;
-    while (!done()) {
-        if (GetTickCount64() > end)
-            return false;
-        Sleep(20);
-    }
-    return true;
+    return ::wait_until(done, limit_ms / 1000, [] { Sleep(20); });
 }
 
 void driven_player::play() const

@@ -4,6 +4,7 @@
 #include "player/system/whole_file.h"
 #include "run_program.h"
 #include "sdk/dsp_preset_impl.h"
+#include "support/wait_until.h"
 
 #include <doctest/doctest.h>
 
@@ -24,8 +25,7 @@ struct configure_fixture : player_fixture {
             return dialog && IsWindowVisible(dialog) &&
                    SendDlgItemMessageW(dialog, format_box, CB_GETCURSEL, 0, 0) != CB_ERR;
         };
-        for (int i = 0; i < 2000 && !is_ready(); ++i)
-            Sleep(10);
+        wait_until(is_ready, 20, [] { Sleep(10); });
         SendDlgItemMessageW(dialog, format_box, CB_SETCURSEL, format, 0);
         SendMessageW(dialog, WM_COMMAND, MAKEWPARAM(format_box, CBN_SELCHANGE),
                      reinterpret_cast<LPARAM>(GetDlgItem(dialog, format_box)));

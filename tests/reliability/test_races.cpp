@@ -4,14 +4,12 @@
 #include "catalogue/image_builder.h"
 #include "catalogue/settings.h"
 #include "dsp/dsp_vst.h"
-#include "player/host/player_host.h"
-#include "player/services/json_config_store.h"
+#include "player/running_host.h"
 #include "sdk/dsp_chunk_list_impl.h"
 #include "support/again_and_again.h"
 #include "support/dialog_host.h"
 #include "support/fake_worker.h"
 #include "support/presets.h"
-#include "support/temp_folder.h"
 #include "support/test_options.h"
 #include "ui/CDialogConfigureVST.h"
 #include "ui/listenerImpl.h"
@@ -265,16 +263,15 @@ TEST_CASE("race: the player shuts down while it scans")
 {
     dice chance;
     CAPTURE(chance.seed_);
-    temp_folder modules, settings;
+    const temp_folder modules;
     for (int i = 0; i < 20; ++i) {
         modules.make(std::to_string(i));
         modules.write(std::to_string(i) + "\\effect.dll", image_builder().build());
     }
     int delivered = 0;
     again_and_again("race", rounds(), nullptr, [&] {
-        player::player_host host([](std::string_view) {},
-                                 service_new<player::json_config_store>(settings.path("config.json")));
-        host.start();
+        running_host running;
+        player::player_host& host = running.host;
         background_scan scan;
         bool down = false;
         scan.begin({{modules.path(), 0}}, [&](const std::vector<vstConfig_t>& found) {

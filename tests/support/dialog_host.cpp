@@ -3,6 +3,7 @@
 #include "player/services/chain_service.h"
 #include "player/services/md5_hasher.h"
 #include "player/services/native_filesystem.h"
+#include "support/wait_until.h"
 
 void scripted_shell::show_popup(void*, const char* text, const char* title, popup_kind)
 {
@@ -64,15 +65,11 @@ void dialog_host::pump()
 
 bool dialog_host::run_until(const std::function<bool()>& done, double limit_seconds)
 {
-    const ULONGLONG began = GetTickCount64();
-    for (;;) {
-        pump();
-        if (done())
-            return true;
-        if (static_cast<double>(GetTickCount64() - began) > limit_seconds * 1000)
-            return false;
+    pump();
+    return wait_until(done, limit_seconds, [this] {
         MsgWaitForMultipleObjectsEx(0, nullptr, 10, QS_ALLINPUT, MWMO_INPUTAVAILABLE);
-    }
+        pump();
+    });
 }
 
 void dialog_host::run_for(double seconds)

@@ -3,22 +3,10 @@
 #include "programs/modules/driven_messages.h"
 
 #include <algorithm>
-#include <chrono>
 #include <filesystem>
 #include <utility>
 
 namespace editor_driver {
-
-bool wait_until(const std::function<bool()>& holds, unsigned milliseconds)
-{
-    const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(milliseconds);
-    while (!holds()) {
-        if (std::chrono::steady_clock::now() > end)
-            return false;
-        Sleep(5);
-    }
-    return true;
-}
 
 player_window::player_window()
     : thread_([this] { run(); })

@@ -3,6 +3,7 @@
 // it. Every wait is bounded.
 
 #include "support/temp_folder.h"
+#include "support/wait_until.h"
 #include "vsthost/module_cases.h"
 
 #include <windows.h>
@@ -17,7 +18,10 @@ namespace editor_driver {
 
 using namespace module_cases;
 
-bool wait_until(const std::function<bool()>& holds, unsigned milliseconds = 10000);
+inline bool wait_until(const std::function<bool()>& holds, unsigned milliseconds = 10000)
+{
+    return ::wait_until(holds, milliseconds / 1000.0, [] { Sleep(5); });
+}
 
 // A player's window on a thread of its own that takes messages, as long as it is told to.
 class player_window {
