@@ -150,9 +150,13 @@ void driven_player::open_menu() const
 void driven_player::open_and_close_menu() const
 {
     open_menu();
+    // One key closes the list, the next one leaves the bar, which takes every key of the thread until then.
     CHECK(wait_until([&] {
+        GUITHREADINFO now{};
+        now.cbSize = sizeof now;
         PostMessageW(window_, WM_KEYDOWN, VK_ESCAPE, 1);
-        return !other_window();
+        return GetGUIThreadInfo(GetWindowThreadProcessId(window_, nullptr), &now) &&
+               !(now.flags & GUI_INMENUMODE);
     }));
 }
 
