@@ -95,27 +95,31 @@ TEST_CASE("an edit is in the preset half a second later, and back when the edito
 TEST_CASE("meters move with the sound that a DSP of the effect hears, and stop with it")
 {
     use_shipped_workers();
-    real_run test(effects[0]);
-    const HWND editor = editor_in(test.open());
-    const audio_chunk_impl_t chunk = chunk_of(0.9, 4410);
-    const auto silent = pixels_of(editor);
-    for (int i = 0; i < 5; ++i) {
-        CHECK(feedAudioListener(test.effect.path, chunk, 1));
-        test.player.run_for(0.1);
-    }
-    const auto one = pixels_of(editor);
-    CHECK(one != silent);
-    test.player.run_for(4); // held peaks fall
-    const auto quiet = pixels_of(editor);
-    test.player.run_for(0.5);
-    CHECK(quiet != one);
-    CHECK(quiet == pixels_of(editor));
-    CHECK_FALSE(feedAudioListener("another", chunk, 1));
-    test.run.stop();
-    CHECK_FALSE(feedAudioListener(test.effect.path, chunk, 1));
+    for (const vstConfig_t& effect :
+         {effects[0], vstConfig_t{shipped_effect("qvxGain.dll", "x86"), "gain", "x86", 2}}) {
+        CAPTURE(effect.path);
+        real_run test(effect);
+        const HWND editor = editor_in(test.open());
+        const audio_chunk_impl_t chunk = chunk_of(0.9, 4410);
+        const auto silent = pixels_of(editor);
+        for (int i = 0; i < 5; ++i) {
+            CHECK(feedAudioListener(test.effect.path, chunk, 1));
+            test.player.run_for(0.1);
+        }
+        const auto one = pixels_of(editor);
+        CHECK(one != silent);
+        test.player.run_for(4); // held peaks fall
+        const auto quiet = pixels_of(editor);
+        test.player.run_for(0.5);
+        CHECK(quiet != one);
+        CHECK(quiet == pixels_of(editor));
+        CHECK_FALSE(feedAudioListener("another", chunk, 1));
+        test.run.stop();
+        CHECK_FALSE(feedAudioListener(test.effect.path, chunk, 1));
 
-    cfg_feed_live.set(false);
-    test.open();
-    CHECK_FALSE(feedAudioListener(test.effect.path, chunk, 1));
-    test.run.stop();
+        cfg_feed_live.set(false);
+        test.open();
+        CHECK_FALSE(feedAudioListener(test.effect.path, chunk, 1));
+        test.run.stop();
+    }
 }

@@ -61,19 +61,17 @@ editor::editor(const editing& how)
     worker_.emplace(start);
 }
 
-HWND frame_of(const worker& of, unsigned milliseconds)
+HWND editor::frame()
 {
     HWND found = nullptr;
-    wait_until(
-        [&] {
-            DWORD process = 0;
-            do {
-                found = FindWindowExW(nullptr, found, L"qvxEffectEditor", nullptr);
-                GetWindowThreadProcessId(found, &process);
-            } while (found && (process != GetProcessId(of.process_handle()) || !IsWindowVisible(found)));
-            return found != nullptr;
-        },
-        milliseconds);
+    wait_until([&] {
+        DWORD process = 0;
+        do {
+            found = FindWindowExW(nullptr, found, L"qvxEffectEditor", nullptr);
+            GetWindowThreadProcessId(found, &process);
+        } while (found && (process != GetProcessId(worker_->process_handle()) || !IsWindowVisible(found)));
+        return found != nullptr;
+    });
     return found;
 }
 

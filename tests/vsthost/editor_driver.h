@@ -47,9 +47,6 @@ private:
 // The last eight digits, as the command line has them.
 std::string digits_of(HWND window);
 
-// The visible window around a worker's editor, once it is there; null when none comes.
-HWND frame_of(const worker& of, unsigned milliseconds);
-
 struct editing {
     kind which;
     std::string name; // of the module
@@ -66,7 +63,8 @@ public:
     explicit editor(const editing& how);
 
     worker& process() { return *worker_; }
-    HWND frame() { return frame_of(*worker_, 10000); }
+    // The visible window around the editor, once it is there; null when none comes.
+    HWND frame();
     // The window of the module's editor.
     HWND inside();
     void tell(unsigned what, uintptr_t wide = 0, intptr_t large = 0); // posted

@@ -120,27 +120,3 @@ TEST_CASE("effects of every kind bear audio of every kind beside their window")
             each->close();
     });
 }
-
-TEST_CASE("meters move with the sound and only with it")
-{
-    for_some_kinds([](const kind& which) {
-        launch how{which.arch, effect_path(which.arch, which.version == 2 ? "qvxGain.dll" : "qvxGain.vst3"),
-                   which.version};
-        how.editor_mode = "configure-live";
-        how.editor_options = {"--dpi-aware", "yes", "--window-title", "VST Visualization"};
-        worker player(how);
-        const HWND frame = frame_of(player, 10000);
-        REQUIRE(frame != nullptr);
-        const std::vector<uint32_t> silent = painted(frame);
-        Sleep(500);
-        CHECK(pixels_of(frame) == silent);
-        format(player, 44100, 2);
-        CHECK(wait_until([&] {
-            play(player, tone(4410, 2, 0.9));
-            Sleep(20);
-            return pixels_of(frame) != silent;
-        }));
-        player.break_pipe();
-        CHECK(player.wait(3000) == 0);
-    });
-}
