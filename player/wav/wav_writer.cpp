@@ -16,6 +16,16 @@ namespace {
 // The calls count in signed 32-bit numbers; what is left is for the headers.
 constexpr uint64_t max_data_bytes = LONG_MAX - 4096;
 
+// What is there already may be sound that could not be given its name.
+std::string unused_name(const std::string& path)
+{
+    const std::string begin = path + "." + std::to_string(GetCurrentProcessId());
+    std::string name = begin + ".part";
+    for (int number = 2; path_exists(name); ++number)
+        name = begin + "-" + std::to_string(number) + ".part";
+    return name;
+}
+
 win::file_handle create_output(const std::string& path, const std::string& temporary_path)
 {
     check_replaceable(path);
@@ -81,7 +91,7 @@ private:
 
 wav_writer::wav_writer(const std::string& path)
     : path_(path)
-    , temporary_path_(path + "." + std::to_string(GetCurrentProcessId()) + ".part")
+    , temporary_path_(unused_name(path))
     , stream_(std::make_unique<stream>(path_, temporary_path_))
 {
 }

@@ -9,7 +9,6 @@
 #include <nlohmann/json.hpp>
 
 #include <cmath>
-#include <filesystem>
 
 using namespace player;
 
@@ -42,15 +41,10 @@ struct program_fixture : player_fixture {
     {
         return read_whole_file(folder.path(name), 100 << 20).value_or(std::vector<uint8_t>());
     }
-    auto file_count() const
-    {
-        const auto all = std::filesystem::directory_iterator(win::to_utf16(folder.path()));
-        return std::distance(begin(all), end(all));
-    }
     // None of them leaves a file.
     void check_refused(const std::vector<refusal>& rows) const
     {
-        const auto files_before = file_count();
+        const auto files_before = folder.file_count();
         for (const refusal& each : rows) {
             CAPTURE(each.line);
             const program_result result = run(each.arguments);
@@ -59,7 +53,7 @@ struct program_fixture : player_fixture {
             CHECK(result.out.empty());
             CHECK(result.last_line().starts_with("qvxplayer: "));
             CHECK(result.last_line().find(each.line) != std::string::npos);
-            CHECK(file_count() == files_before);
+            CHECK(folder.file_count() == files_before);
         }
     }
 };

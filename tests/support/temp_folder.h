@@ -40,6 +40,11 @@ public:
             throw std::runtime_error("cannot write " + name);
     }
 
+    auto file_count() const // and of folders in it
+    {
+        return std::distance(std::filesystem::directory_iterator(wide(root_)), {});
+    }
+
 private:
     // With the prefix that lifts the limit of 260 characters.
     static std::wstring wide(const std::string& path) { return L"\\\\?\\" + win::to_utf16(path); }
