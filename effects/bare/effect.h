@@ -58,6 +58,7 @@ struct description {
     bool instrument = false; // takes events
     controller_kind controller = controller_kind::in_component;
     bool names_in_unicode_only = false; // VST 3: the 8-bit class infos have empty names
+    bool fails_to_save = false;         // VST 3: asked for its state, the component answers an error
     bool edits_need_samples =
         false; // VST 3: a parameter changes by a block of one sample at least, and only so
     bool processes_double = true;

@@ -329,6 +329,8 @@ v3_result instance::save(v3_bstream** stream)
 {
     if (!stream)
         return invalid_argument;
+    if (about().fails_to_save)
+        return internal_error;
     std::vector<std::byte> bytes = effect_->save();
     return write_all(stream, bytes) ? ok : internal_error;
 }

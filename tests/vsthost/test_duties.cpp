@@ -208,3 +208,18 @@ TEST_CASE("a probe says when a state file cannot be read or written, and of a st
         CHECK(with.errors().find(each.words) != std::string::npos);
     }
 }
+
+TEST_CASE("an effect that fails to give its state does not take away the one that it was given")
+{
+    for (const std::string& arch : arches()) {
+        const std::string name = "module_that_fails_to_save";
+        const temp_folder folder;
+        const std::vector<uint8_t> given = level_state({arch, 3}, name, 0.25);
+        folder.write("given", given);
+        worker with(arch, {"probe", "--vst", module({arch, 3}, name).vst, "--state", folder.path("given"),
+                           "--save-state", folder.path("kept")});
+        CHECK(with.wait() == 0);
+        CHECK(read_file(folder.path("kept")) == given);
+        CHECK(with.errors().find("does not give its state") != std::string::npos);
+    }
+}

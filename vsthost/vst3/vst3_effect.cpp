@@ -7,6 +7,7 @@
 #include "vsthost/report.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace vsthost::v3 {
 
@@ -98,6 +99,7 @@ void vst3_effect::create()
     read_buses({});
     module_default_ = own_layout();
     has_state_ = false;
+    last_component_.clear();
 }
 
 void vst3_effect::create_controller()
@@ -232,6 +234,7 @@ bool vst3_effect::apply(const vst_preset& preset)
     // Effects that keep nothing may refuse to take nothing.
     if (result != ok && result != not_implemented && !preset.component.empty())
         return false;
+    last_component_.assign(preset.component.begin(), preset.component.end());
     if (!controller_)
         return true;
     if (controller_is_separate_) {
@@ -251,11 +254,20 @@ std::vector<uint8_t> vst3_effect::state()
     const watched_call watched("giving its state");
     flush_edits(); // or the component does not know them yet
     memory_stream component_state;
-    component_->get_state(component_.get(), component_state.get());
+    const v3_result result = component_->get_state(component_.get(), component_state.get());
     memory_stream controller_state;
     vst_preset preset;
     preset.id = module_.classes()[class_].id;
     preset.component = component_state.bytes();
+    if (result != ok && preset.component.empty() && !last_component_.empty()) {
+        // Whoever stores this would lose what was kept before.
+        preset.component = last_component_;
+        if (!std::exchange(says_no_state_, true))
+            report("the effect does not give its state; the one it had before is kept");
+    } else {
+        last_component_.assign(preset.component.begin(), preset.component.end());
+        says_no_state_ = false;
+    }
     // A single component's controller state is the component's.
     if (controller_ && controller_is_separate_ &&
         controller_->get_state(controller_.get(), controller_state.get()) == ok &&

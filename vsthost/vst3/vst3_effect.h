@@ -95,7 +95,9 @@ private:
     ref<v3_connection_point> controller_point_;
     connection_proxy* to_component_ = nullptr; // counted, both or none
     connection_proxy* to_controller_ = nullptr;
-    bool has_state_ = false; // other than its defaults
+    bool has_state_ = false;              // other than its defaults
+    std::vector<uint8_t> last_component_; // state that the component took or gave last
+    bool says_no_state_ = false;
 
     std::optional<request> request_;
     bus_pair module_default_;

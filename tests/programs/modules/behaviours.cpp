@@ -397,6 +397,7 @@ constexpr behaviour behaviours[] = {
     {"module_that_wants_idle_calls", make<idling>},
     {"module_that_is_never_settled", make<restless>},
     {"module_whose_edits_need_samples", make<passing>, [](about_t& a) { a.edits_need_samples = true; }},
+    {"module_that_fails_to_save", make<passing>, [](about_t& a) { a.fails_to_save = true; }},
     {"module_with_names_in_unicode_only", make<passing>, [](about_t& a) { a.names_in_unicode_only = true; }},
     {"module_that_calls_back_from_its_own_thread", make<own_thread>},
     {"module_with_an_editor", make<driven>, [](about_t& a) { a.has_editor = true; }},

@@ -44,4 +44,5 @@ set(vst3_module_names
     module_whose_controller_edits
     module_whose_controller_follows_a_meter
     module_whose_edits_need_samples
+    module_that_fails_to_save
     module_with_names_in_unicode_only)
