@@ -49,7 +49,7 @@ std::string resolveModulePath(const std::string& path)
     const size_t separator = folder.find_last_of("\\/:");
     const std::string name = separator == std::string::npos ? folder : folder.substr(separator + 1);
     for (const char* platform : {"x86_64-win", "x86-win"}) {
-        const std::string file = folder + "\\Contents\\" + platform + "\\" + name;
+        std::string file = folder + "\\Contents\\" + platform + "\\" + name;
         if (is_file(file))
             return file;
     }

@@ -4,16 +4,17 @@
 
 #include <windows.h>
 
-namespace {
-
-std::wstring full_path(const std::wstring& path)
+std::wstring win::full_path(const std::string& path)
 {
+    std::wstring wide = to_utf16(path);
+    if (wide.starts_with(L"\\\\?\\"))
+        return wide;
     std::wstring full(MAX_PATH, L'\0');
     for (;;) {
         const DWORD length =
-            GetFullPathNameW(path.c_str(), static_cast<DWORD>(full.size()), full.data(), nullptr);
+            GetFullPathNameW(wide.c_str(), static_cast<DWORD>(full.size()), full.data(), nullptr);
         if (length == 0)
-            return path;
+            return wide;
         const bool fits = length < full.size();
         full.resize(length);
         if (fits)
@@ -21,17 +22,12 @@ std::wstring full_path(const std::wstring& path)
     }
 }
 
-} // namespace
-
 std::wstring win::long_path(const std::string& path)
 {
     // Folders are limited to 248 characters without the prefix, files to 260.
     constexpr size_t short_enough = 240;
-    std::wstring wide = to_utf16(path);
-    if (wide.starts_with(L"\\\\?\\"))
-        return wide;
-    std::wstring full = full_path(wide);
-    if (full.size() < short_enough || full.starts_with(L"\\\\.\\"))
+    std::wstring full = full_path(path);
+    if (full.size() < short_enough || full.starts_with(L"\\\\?\\") || full.starts_with(L"\\\\.\\"))
         return full;
     if (full.starts_with(L"\\\\"))
         return L"\\\\?\\UNC" + full.substr(1);

@@ -5,8 +5,10 @@
 
 namespace win {
 
-// The full path, in the form without a length limit where it is long. Never fails: what the system cannot
-// resolve comes back as it was.
+// Neither fails: what the system cannot resolve comes back as it was.
+// The full path; a path in the form without a length limit stays as it is.
+std::wstring full_path(const std::string& path);
+// The full path, in the form without a length limit where it is long.
 std::wstring long_path(const std::string& path);
 
 } // namespace win

@@ -2,6 +2,7 @@
 
 #include "catalogue/bundle.h"
 #include "catalogue/inspectModule.h"
+#include "catalogue/scanFolders.h"
 #include "catalogue/vstConfig.h"
 #include "player/system/paths.h"
 #include "player/system/player_error.h"
@@ -50,14 +51,6 @@ const char* advice_for(module_refusal refusal)
     }
 }
 
-// The file name without its extension.
-std::string effect_name(const std::string& path)
-{
-    const std::string name = file_name(path);
-    const size_t dot = name.rfind('.');
-    return dot == std::string::npos || dot == 0 ? name : name.substr(0, dot);
-}
-
 } // namespace
 
 std::string failure_advice(std::string_view failure)
@@ -89,7 +82,7 @@ chain_entry make_effect_entry(const effect_options& effect)
         throw player_error(path + ": " + refusalText(report.refusal) + "; " + advice_for(report.refusal));
     vstConfig_t config;
     config.path = path;
-    config.name = effect_name(path);
+    config.name = effectName(path);
     config.arch = report.arch;
     config.vstVersion = report.vstVersion;
     config.flags = effect.float64 ? vstFlagFloat64 : 0;

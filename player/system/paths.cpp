@@ -24,18 +24,7 @@ win::file_handle open_for_identity(const std::string& path)
 
 std::string absolute_path(const std::string& path)
 {
-    const std::wstring wide = win::to_utf16(path);
-    std::wstring full(MAX_PATH, L'\0');
-    for (;;) {
-        const DWORD length =
-            GetFullPathNameW(wide.c_str(), static_cast<DWORD>(full.size()), full.data(), nullptr);
-        if (length == 0 || wide.starts_with(L"\\\\?\\"))
-            return path;
-        const bool fits = length < full.size();
-        full.resize(length);
-        if (fits)
-            return win::to_utf8(full);
-    }
+    return win::to_utf8(win::full_path(path));
 }
 
 std::string file_name(const std::string& path)

@@ -9,6 +9,8 @@
 
 #include <doctest/doctest.h>
 
+#include <optional>
+
 using namespace player;
 
 namespace {
@@ -53,7 +55,7 @@ struct capture_fixture : running_host {
 };
 
 int large_writes_left;
-const patched_import* write_file;
+std::optional<patched_import> write_file;
 
 // Of the first one for which there is no room a half is still written, as real disks do it.
 BOOL WINAPI write_to_full_disk(HANDLE file, LPCVOID bytes, DWORD size, LPDWORD written, LPOVERLAPPED how)
@@ -88,11 +90,9 @@ TEST_CASE("capture: what was heard before the disk was full is kept, and the mus
     test.write("in.wav", rate);
     test.start();
     large_writes_left = 5;
-    {
-        const patched_import full("WriteFile", reinterpret_cast<void*>(&write_to_full_disk));
-        write_file = &full;
-        test.play("in.wav");
-    }
+    write_file.emplace("WriteFile", reinterpret_cast<void*>(&write_to_full_disk));
+    test.play("in.wav");
+    write_file.reset();
     CHECK(test.engine->status().capture_failed);
     CHECK(test.frames_in("heard.wav") == 5 * rate / 50);
     CHECK(test.folder.file_count() == 2);

@@ -50,7 +50,8 @@ uint32_t word32(const std::string& word)
 
 statement behind(const statement& words, size_t count)
 {
-    words.at(count);
+    if (words.size() <= count)
+        throw failure("a word is missing");
     return statement(words.begin() + static_cast<ptrdiff_t>(count), words.end());
 }
 
