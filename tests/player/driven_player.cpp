@@ -127,7 +127,7 @@ size_t driven_player::private_bytes() const
 
 bool driven_player::wait_until(const std::function<bool()>& done) const
 {
-    return ::wait_until(done, limit_ms / 1000, [] { Sleep(20); });
+    return ::wait_until(done, limit_ms / 1000.0, [] { Sleep(20); });
 }
 
 void driven_player::play() const
