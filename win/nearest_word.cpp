@@ -1,6 +1,7 @@
 #include "win/nearest_word.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace {
 
@@ -9,18 +10,20 @@ char lower(char letter) noexcept
     return letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter - 'A' + 'a') : letter;
 }
 
+// Letters put in, left out, changed or exchanged with their neighbour.
 size_t edit_distance(std::string_view a, std::string_view b)
 {
-    std::vector<size_t> row(b.size() + 1);
+    const auto same = [&](size_t i, size_t j) { return lower(a[i - 1]) == lower(b[j - 1]); };
+    std::vector<size_t> before, above, row(b.size() + 1);
     for (size_t j = 0; j <= b.size(); ++j)
         row[j] = j;
     for (size_t i = 1; i <= a.size(); ++i) {
-        size_t diagonal = row[0];
+        before = std::exchange(above, row);
         row[0] = i;
         for (size_t j = 1; j <= b.size(); ++j) {
-            const size_t changed = diagonal + (lower(a[i - 1]) != lower(b[j - 1]));
-            diagonal = row[j];
-            row[j] = std::min({row[j] + 1, row[j - 1] + 1, changed});
+            row[j] = std::min({above[j] + 1, row[j - 1] + 1, above[j - 1] + (same(i, j) ? 0 : 1)});
+            if (i > 1 && j > 1 && same(i, j - 1) && same(i - 1, j))
+                row[j] = std::min(row[j], before[j - 2] + 1);
         }
     }
     return row[b.size()];

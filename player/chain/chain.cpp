@@ -41,13 +41,13 @@ const char* advice_for(module_refusal refusal)
     case module_refusal::missing:
         return "check the path";
     case module_refusal::folder:
-        return "name the module's file, or a VST 3 bundle folder";
+        return "name the module's file, or a VST 3 bundle folder with a module in it";
     case module_refusal::unreadable:
         return "check that you may read it";
     case module_refusal::unknown_machine:
         return "get the effect for x64 or x86";
     default:
-        return "name the .dll or .vst3 file of an effect";
+        return "name the .dll or .vst3 file of an effect; if it is one, install it again";
     }
 }
 

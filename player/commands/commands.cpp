@@ -163,6 +163,9 @@ command_result run_render(const command_line& line, player_host& host, abort_cal
                           const render_progress& progress)
 {
     const render_report report = render(line.render, host, abort, progress);
+    if (report.aborted && report.outputs.empty())
+        return {
+            {}, line.render.output + ": stopped early; the file that was there before is left as it was", 1};
     command_result result;
     result.output = line.json ? render_json(report) : render_text(report);
     if (report.aborted) {

@@ -1,6 +1,7 @@
 #include "player/commands/render.h"
 
 #include "player/chain/chain.h"
+#include "player/system/paths.h"
 #include "player/system/player_error.h"
 #include "player/wav/output_files.h"
 #include "player/wav/wav_file.h"
@@ -79,8 +80,10 @@ public:
         if (std::ranges::any_of(entries_, [](const chain_entry& entry) { return !entry.state_file.empty(); }))
             host_.let_threads_end(); // which bring what the workers said
         check_states();
-        outputs_->close(report_.input);
-        report_.outputs = outputs_->name();
+        if (!report_.aborted || !path_exists(options_.output)) { // a part does not take a whole one's place
+            outputs_->close(report_.input);
+            report_.outputs = outputs_->name();
+        }
         report_.tail_frames = frames_out_ > report_.input_frames ? frames_out_ - report_.input_frames : 0;
         report_.seconds = took.count();
         report_.speed = took.count() > 0 ? sound_seconds_ / took.count() : 0;

@@ -19,7 +19,8 @@ struct render_report {
     uint64_t tail_frames = 0;   // came out beyond what went in
     double seconds = 0;         // that the run took
     double speed = 0;           // seconds of sound in a second of run
-    bool aborted = false;       // stopped by the token; the outputs hold what was done until then
+    bool aborted = false;       // stopped by the token; the outputs hold what was done until then,
+                                // none where the output was there before: that stays
 };
 
 // Called now and then with what is done, 0..1. On the calling thread.

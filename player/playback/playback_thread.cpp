@@ -252,7 +252,7 @@ void playback_engine::write_piece(audio_chunk& from)
     try {
         sink_->write(on_the_way_.back().chunk);
     } catch (const player_error& error) {
-        console::print(std::string(error.what()) + "; it goes on without one");
+        console::print(std::string(error.what()) + "; until then it goes on in silence");
         drop_sound();
         sink_ = make_clock_sink(sink_format_.rate);
         against_clock_ = true;

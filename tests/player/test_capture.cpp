@@ -68,20 +68,27 @@ BOOL WINAPI write_to_full_disk(HANDLE file, LPCVOID bytes, DWORD size, LPDWORD w
 
 } // namespace
 
-TEST_CASE("capture: a file that was played is not replaced when the format changes")
+TEST_CASE("capture: a file that is played before or after is not replaced when the format changes")
 {
-    capture_fixture test;
-    test.write("heard-2.wav", rate);
-    test.write("other.wav", 2 * rate);
-    const auto before = read_whole_file(test.folder.path("heard-2.wav"), 1 << 20);
-    test.start();
-    for (const char* name : {"heard-2.wav", "other.wav"})
-        test.play(name);
-    CHECK(test.failure_at_the_end() == "");
-    CHECK(read_whole_file(test.folder.path("heard-2.wav"), 1 << 20) == before);
-    CHECK(test.frames_in("heard.wav") == frames);
-    CHECK(wav_reader(test.folder.path("heard-3.wav")).format().rate == 2 * rate);
-    CHECK(test.frames_in("heard-3.wav") == frames);
+    for (const bool after : {false, true}) {
+        CAPTURE(after);
+        capture_fixture test;
+        test.write("heard-2.wav", rate);
+        test.write("first.wav", rate);
+        test.write("other.wav", 2 * rate);
+        const auto before = read_whole_file(test.folder.path("heard-2.wav"), 1 << 20);
+        test.start();
+        test.play(after ? "first.wav" : "heard-2.wav");
+        test.play("other.wav");
+        if (after)
+            test.play("heard-2.wav");
+        CHECK(test.failure_at_the_end() == "");
+        CHECK(read_whole_file(test.folder.path("heard-2.wav"), 1 << 20) == before);
+        CHECK(test.frames_in("heard.wav") == frames);
+        const std::string second = after ? "heard-4.wav" : "heard-3.wav";
+        CHECK(wav_reader(test.folder.path(second)).format().rate == 2 * rate);
+        CHECK(test.frames_in(second) == frames);
+    }
 }
 
 TEST_CASE("capture: what was heard before the disk was full is kept, and the music goes on")

@@ -111,6 +111,7 @@ TEST_CASE("command line: mistakes are named, with the nearest thing that would b
     const std::pair<std::vector<std::string>, const char*> rows[] = {
         {{"gui", "a.wav", "b.wav"}, "unexpected argument \"b.wav\""},
         {{"RENDR"}, "unknown command RENDR; did you mean render?"},
+        {{"scna"}, "unknown command scna; did you mean scan?"},
         {{"help", "rendr"}, "unknown command rendr; did you mean render?"},
         {{"a.mp3"}, "\"a.mp3\" is neither a command nor a WAV file"},
         {{"a.wav", "b.wav"}, "unexpected argument \"b.wav\"; the window opens one file"},

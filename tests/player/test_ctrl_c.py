@@ -147,6 +147,8 @@ class CtrlC(unittest.TestCase):
                 self.assertGreater(len(output), 0)
                 self.assertLess(len(output), len(self.samples))
                 self.assertEqual(output, array.array("h", (x // 4 for x in self.samples[:len(output)])))
+                # What is there now is not replaced by another part.
+                self.assertEqual(self.stop_render(arch, 2, chain)[1], output)
                 (self.folder / "out.wav").unlink()
 
     def test_while_an_effect_hangs(self):

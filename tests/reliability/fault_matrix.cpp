@@ -33,7 +33,7 @@ struct absence {
 struct step {
     const char* name;
     std::string before = "connect\n"; // the fault
-    std::string hook = "";            // in front of each statement of it
+    std::string hook;                 // in front of each statement of it
     std::string after = "serve";
     const char* hang_act = "stop"; // what the player does about a hang, a second later
     std::vector<std::string> short_answer = {}, garbage_answer = {};
