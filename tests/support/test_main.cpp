@@ -16,6 +16,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <stop_token>
 #include <thread>
 
 namespace {
@@ -26,9 +27,9 @@ bool long_run_wanted = false;
 std::atomic<const char*> running{nullptr};
 std::atomic<std::chrono::steady_clock::time_point> began;
 
-[[noreturn]] void watch(std::chrono::seconds limit)
+void watch(const std::stop_token& stop, std::chrono::seconds limit)
 {
-    for (;; std::this_thread::sleep_for(std::chrono::milliseconds(100)))
+    for (; !stop.stop_requested(); std::this_thread::sleep_for(std::chrono::milliseconds(100)))
         if (running && std::chrono::steady_clock::now() > began.load() + limit) {
             std::fprintf(stderr, "\nHANG: \"%s\" ran longer than %d s\n", running.load(),
                          static_cast<int>(limit.count()));
@@ -88,7 +89,8 @@ int main(int argc, char** argv)
     if (limit <= 0)
         limit = long_run_wanted ? 7200 : 60;
 
-    std::thread(watch, std::chrono::seconds(limit)).detach();
+    // Over before the program ends: a thread that the system ends may hold a lock that the end needs.
+    const std::jthread watching(watch, std::chrono::seconds(limit));
     doctest::Context context(argc, argv);
     const int result = context.run();
     if (context.shouldExit()) // a query such as --list-test-cases
