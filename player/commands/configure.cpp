@@ -1,5 +1,6 @@
 #include "player/commands/configure.h"
 
+#include "catalogue/vstConfig.h"
 #include "player/chain/chain.h"
 #include "player/services/queue_window.h"
 #include "player/system/paths.h"
@@ -97,17 +98,41 @@ chain_entry first_preset(const configure_options& options)
     return entry;
 }
 
+// A file that holds a preset of the effect is gone on with, but for what the command line says otherwise.
+void take_over(const chain_entry& kept, chain_entry& entry, const effect_options& effect)
+{
+    const vstConfig_t was = vstConfigFromPreset(kept.preset);
+    vstConfig_t config = vstConfigFromPreset(entry.preset);
+    if (was.path != config.path && !is_same_file(was.path, config.path))
+        throw player_error(kept.file + ": holds a preset of " + was.path +
+                           " and would be overwritten; name another file, or leave --effect out");
+    if (!effect.state_file) {
+        config.state = was.state;
+        entry.state_file = was.state.empty() ? std::string() : kept.file;
+    }
+    if (!effect.float64)
+        config.flags = was.flags;
+    if (effect.output_mask == 0)
+        config.outputChannelMask = was.outputChannelMask;
+    vstConfigToPreset(config, entry.preset);
+}
+
 } // namespace
 
 command_result run_configure(const command_line& line, player_host& host, abort_callback& stop)
 {
     chain_entry entry = first_preset(line.configure);
     const std::string& file = line.configure.preset_file;
+    dsp_preset_impl in_file;
     if (!file.empty()) {
         // What is edited must not be lost for a name that cannot be written, nor another kind of file for a
         // mistyped one.
         check_replaceable(file);
         check_preset_target(file);
+        if (path_exists(file))
+            in_file = load_preset_entry(file).preset;
+        if (!line.configure.effect.module.empty() && in_file.get_data_size() != 0)
+            take_over({file, in_file}, entry, line.configure.effect);
     }
     const bool takes_state = takes_its_state(entry, host, stop);
     const auto maker = find_dsp_entry(entry.preset.get_owner());
@@ -124,8 +149,7 @@ command_result run_configure(const command_line& line, player_host& host, abort_
     }
     if (!takes_state)
         throw_if_refused(entry, host);
-    const bool is_new = !line.configure.effect.module.empty();
-    if (!file.empty() && (is_new || !(edit->preset == entry.preset)))
+    if (!file.empty() && !(edit->preset == in_file))
         replace_whole_file(
             file, {static_cast<const uint8_t*>(edit->preset.get_data()), edit->preset.get_data_size()});
     entry.preset = edit->preset;

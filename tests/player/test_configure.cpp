@@ -62,11 +62,20 @@ TEST_CASE("configure: a preset is made from an effect, changed, and left alone")
     const std::string wrong = test.folder.path("wrong.preset");
     REQUIRE(test.run({"preset", gain, wrong, "--state", song}).exit_code == 0);
     const auto before = player::read_whole_file(wrong, 1 << 20);
+    // One of the effect is gone on with.
+    const std::string kept = test.folder.path("kept.preset");
+    REQUIRE(test.run({"preset", gain, kept, "--state", shipped_effect("gain-unity.vstpreset", "states")})
+                .exit_code == 0);
+    const auto unity_preset = player::read_whole_file(kept, 1 << 20);
+    CHECK(test.configured({"--effect", gain, "--preset", kept}, 0).exit_code == 0);
+    CHECK(player::read_whole_file(kept, 1 << 20) == unity_preset);
     const std::pair<strings, const char*> refusals[] = {
         {{"--preset", test.folder.path("none")}, "none"},
         {{"--effect", file}, "a.preset"},
         {{"--preset", song}, "song.wav: is no preset"},
         {{"--effect", gain, "--preset", song}, "song.wav: is no preset"},
+        {{"--effect", shipped_effect("qvxEcho.vst3", "x64"), "--preset", file},
+         "qvxGain.vst3 and would be overwritten; name another file"},
         {{"--effect", gain, "--state", song}, "song.wav: holds no state that the effect takes"},
         {{"--preset", wrong},
          "wrong.preset: holds no state that the effect takes: it is not a VST 3 preset"}};
